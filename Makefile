@@ -1,0 +1,32 @@
+# Thin wrapper over the CMake presets.
+PRESET ?= default
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+BIN = build/bin/tarn
+
+.PHONY: all build run test bench asan clean
+
+all: build
+
+build:
+	cmake --preset $(PRESET) >/dev/null
+	cmake --build --preset $(PRESET) -j $(JOBS)
+
+# Checks the shipped examples with the command-line tool.
+run: build
+	$(BIN) check examples/*.ibs
+
+test: build
+	ctest --preset $(PRESET) -j $(JOBS)
+
+asan:
+	cmake --preset asan >/dev/null
+	cmake --build --preset asan -j $(JOBS)
+	ctest --preset asan -j $(JOBS)
+
+bench:
+	cmake --preset bench >/dev/null
+	cmake --build --preset bench -j $(JOBS)
+	build-bench/bin/tarn_bench
+
+clean:
+	rm -rf build build-asan build-bench

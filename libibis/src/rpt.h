@@ -1,0 +1,45 @@
+// Diagnostics reporter: one line per finding on the current log stream, counted by severity.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+namespace tarn {
+
+#define TARN_PRINTF(fmt_index, first_arg) __attribute__((format(printf, fmt_index, first_arg)))
+
+/// Where every line goes; nullptr silences the reporter (and nothing is counted).
+void RPT_SetStream(std::FILE* stream);
+std::FILE* RPT_GetStream();
+void RPT_ResetCounts();
+void RPT_SetIndent(int32_t indent);
+int32_t RPT_GetIndent();
+/// The name of the file being read; used by the summary and (by mode) in each line.
+void RPT_SetFileName(const char* name);
+const std::string& RPT_GetFileName();
+/// 0: show the current file name, 1: show nothing, other: keep the shown name as it is.
+void RPT_SetFileNameMode(uint32_t mode);
+void RPT_RefreshShownName();
+void RPT_GetCounts(uint32_t* errors, uint32_t* warnings, uint32_t* bugs);
+/// 1 when neither a program bug nor an error was counted.
+int RPT_Passed();
+
+void RPT_Bug(const char* fmt, ...) TARN_PRINTF(1, 2);
+void RPT_BugAtLine(const char* fmt, ...) TARN_PRINTF(1, 2);
+void RPT_Error(const char* fmt, ...) TARN_PRINTF(1, 2);
+void RPT_ErrorAtLine(const char* fmt, ...) TARN_PRINTF(1, 2);
+void RPT_Warning(const char* fmt, ...) TARN_PRINTF(1, 2);
+void RPT_WarningAtLine(const char* fmt, ...) TARN_PRINTF(1, 2);
+
+void RPT_PrintSummary();
+
+/// An internal fault that a correct file cannot cause: prints the assertion line and stops.
+[[noreturn]] void RPT_AssertFailed(const char* file, int line);
+
+}  // namespace tarn
+
+#define TARN_ASSERT(cond) \
+  do { \
+    if (!(cond)) ::tarn::RPT_AssertFailed(__FILE__, __LINE__); \
+  } while (0)

@@ -1,0 +1,3 @@
+#include "tarn/tarn.h"
+
+extern "C" const char* tarn_version() { return TARN_VERSION; }

@@ -1,0 +1,3 @@
+#include <gtest/gtest.h>
+#include "libibis/src/rpt.h"
+TEST(Reporter, Placeholder) { EXPECT_EQ(tarn::RPT_Passed(), 1); }
