@@ -1,11 +1,95 @@
-// Line reader and keyword dispatcher.
+// Line reader and keyword dispatcher: reads a source line by line, recognises keywords in the
+// table of the IBIS version in force and hands every line to the section that owns it.
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "libibis/src/defs.h"
 
 namespace tarn {
 
-/// The number of the line last read.
+/// The sections a keyword can belong to.
+enum class Section : uint8_t {
+  Reader, Header, Component, Model, PackageModel, Board, Selector, Submodel, None
+};
+
+/// The two keyword tables.
+enum class KeywordTable : uint8_t { V21, V32 };
+
+struct KeywordRow {
+  std::string_view name;  // upper case, underscores for blanks
+  Kw code;
+  Section section;
+  bool in_v21;
+};
+
+/// The keyword table in code order ([Comment Char] stands just before [End]); a keyword that
+/// recurs in another section is listed again with its own code, after its first row.
+extern const KeywordRow kKeywordRows[];
+extern const size_t kKeywordRowCount;
+
+/// The section that owns a keyword code (None for NOT_KEY).
+Section PRS_SectionOf(Kw code);
+
+/// Buffered reader of physical lines with the illegal-character rules.
+class LineSource {
+ public:
+  explicit LineSource(std::FILE* file, bool report = true);
+  LineSource(const LineSource&) = delete;
+  LineSource& operator=(const LineSource&) = delete;
+  ~LineSource();
+
+  /// One physical line into `buffer` (at most size - 1 characters, the line feed kept when
+  /// there is room, NUL-terminated). Returns the length stored, or -1 at end of file.
+  long read_line(char* buffer, size_t size);
+
+ private:
+  bool refill();
+  int peek();
+  void illegal(unsigned char c, bool room);
+
+  std::FILE* file_;
+  bool report_;
+  std::unique_ptr<unsigned char[]> chunk_;
+  size_t pos_ = 0;
+  size_t end_ = 0;
+  bool eof_ = false;
+};
+
+/// Reads one line through `source`; returns `buffer`, or nullptr at end of file.
+char* PRS_ReadLine(char* buffer, size_t size, LineSource& source);
+
+/// Reads one file completely; 1 when it could be opened and was read, else 0.
+int PRS_ReadFile(const char* name, FileKind kind);
+
+/// Recognises the keyword of a keyword line (which begins with "["), adjusting recurring
+/// keywords by the previous keyword, the file kind and the submodel context.
+[[nodiscard]] int PRS_LookupKeyword(std::string_view line, KeywordTable table, Kw previous,
+                                    Kw* code_out);
+/// The table name of a code, for messages; only the IBIS 2.1 keywords have one.
+std::string PRS_KeywordName(Kw code);
+
+const std::string& PRS_GetFileName();
 uint32_t PRS_GetLineNumber();
+std::time_t PRS_GetFileTime();
+FileKind PRS_GetFileKind();
+Kw PRS_CurrentKeyword();
+bool PRS_SubmodelContext();
+
+/// The IBIS version code in force: below 3 the IBIS 2.1 rules, 3 the IBIS 3.2 rules.
+void PRS_SetVersion(int version);
+int PRS_GetVersion();
+
+/// Set while a switch-group entry still lacks its closing "/".
+void PRS_SetSwitchGroupOpen(bool open);
+bool PRS_SwitchGroupOpen();
+
+/// A reader setting that silences the illegal-character reports; off by default.
+void PRS_SetSilenceIllegalChars(bool silence);
 
 }  // namespace tarn

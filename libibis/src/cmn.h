@@ -1,0 +1,124 @@
+// Common field parsing shared by every section: scaled numbers, NA, items, bounded texts,
+// reserved words, R/L/C section items, source names and guarded allocation.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "libibis/src/defs.h"
+#include "libibis/src/rpt.h"
+
+namespace tarn {
+
+/// Result of reading a scaled number.
+enum NumberResult : int { kNumberInvalid = 0, kNumberValid = 1, kNumberSuspicious = 2 };
+
+/// Scaled number such as 1.5n, 10mA or 2Meg: 0 invalid, 1 valid, 2 valid but a digit follows
+/// the scale letter. The value is stored whenever the result is not 0.
+[[nodiscard]] int CMN_ParseNumber(std::string_view text, double* value_out);
+/// "NA" in any case gives 0.0 with the NA flag; otherwise as CMN_ParseNumber.
+[[nodiscard]] int CMN_GetValueOrNA(std::string_view text, double* value_out, bool* is_na_out);
+/// The reporting form: an empty text is absent; an invalid one is reported and gives 0.
+int CMN_ParseValueField(std::string_view text, const char* label, const char* keyword,
+                        double* value_out, ValueStatus* status_out);
+
+/// The items of one data line. The views point into the line, so a list is used while the
+/// line is; `found` may exceed the number stored.
+struct ItemList {
+  size_t max_items = 0;
+  size_t found = 0;
+  std::vector<std::string_view> items;
+
+  size_t stored() const { return items.size(); }
+  /// The i-th stored item, or an empty view where nothing was stored.
+  std::string_view operator[](size_t i) const { return i < items.size() ? items[i] : std::string_view(); }
+};
+
+/// Splits a line at blanks and tabs; a `delimiter` (0 for none) also ends an item and is an
+/// item of its own. Keeps the list's storage, so a reused list allocates nothing per line.
+int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemList* items_out);
+void CMN_FreeItems(ItemList* items);
+
+/// Copies at most `limit` characters; warns when the text is too long or empty.
+void CMN_CopyField(std::string* dest, std::string_view text, size_t limit, const char* keyword);
+/// CMN_CopyField into an empty field (1); a second value is an error and is dropped (0).
+[[nodiscard]] int CMN_SetOnce(std::string* dest, std::string_view text, size_t limit,
+                              const char* keyword);
+/// Reports a required keyword that the file lacks (no line number).
+void CMN_RequireKeyword(const char* keyword, bool found);
+
+/// 0 when the text is one of GND, NC, POWER, NA (any case), else 1.
+[[nodiscard]] int CMN_IsReservedWord(std::string_view text);
+void CMN_CheckReservedWord(std::string_view text);
+
+bool CMN_EqualNoCase(std::string_view a, std::string_view b);
+bool CMN_EqualNoCaseN(std::string_view a, std::string_view b, size_t n);
+/// A keyword name as written in a table (underscores) against a text where blanks stand
+/// for underscores.
+bool CMN_KeywordEqual(std::string_view name, std::string_view text);
+
+/// Cursor moves over a line; they never run past its end.
+size_t CMN_SkipSpace(std::string_view text, size_t pos);
+size_t CMN_SkipWord(std::string_view text, size_t pos);
+std::string_view CMN_TrimRight(std::string_view text);
+/// Position just past the first "]" and the white space after it; npos when there is none.
+size_t CMN_SkipKeyword(std::string_view text);
+/// The text of a keyword line after its keyword and white space (empty without a "]").
+std::string_view CMN_KeywordArgument(std::string_view line);
+
+/// One item of a package R/L/C section.
+enum RlcToken : int {
+  kRlcError = 0, kRlcLen = 1, kRlcR = 2, kRlcC = 3, kRlcL = 4, kRlcEndSection = 5, kRlcEndLine = 6
+};
+/// Reads Len=, R=, C=, L= or "/" from `text`; `rest_out` is what follows.
+int CMN_ParseRlcToken(std::string_view text, double* value_out, std::string_view* rest_out);
+
+/// Checks and completes a source file name for its kind and opens it for reading.
+/// Returns the open file (nullptr on failure, reported where the name is at fault).
+std::FILE* CMN_OpenSource(std::string_view name, FileKind kind, std::string* base_out,
+                          std::string* full_out);
+/// The directory part (with its separator) of the last source name opened.
+void CMN_SourceDirectory(std::string* text_out);
+/// The name after the last path separator, with its extension cut.
+std::string CMN_BaseName(std::string_view path);
+
+/// Guarded allocation: resizes `dest` to `count` elements; failure is reported and gives 0.
+template <class T>
+[[nodiscard]] int CMN_Alloc(std::vector<T>* dest, size_t count);
+template <class T>
+[[nodiscard]] int CMN_Realloc(std::vector<T>* dest, size_t count);
+
+// ---------------------------------------------------------------------------------------------
+
+void cmn_report_alloc_failure(bool realloc, size_t count);
+
+template <class T>
+int cmn_resize(std::vector<T>* dest, size_t count, bool realloc) {
+  TARN_ASSERT(dest != nullptr && count != 0);
+  try {
+    dest->resize(count);
+  } catch (const std::bad_alloc&) {
+    cmn_report_alloc_failure(realloc, count);
+    return 0;
+  } catch (const std::length_error&) {
+    cmn_report_alloc_failure(realloc, count);
+    return 0;
+  }
+  return 1;
+}
+
+template <class T>
+int CMN_Alloc(std::vector<T>* dest, size_t count) {
+  return cmn_resize(dest, count, false);
+}
+template <class T>
+int CMN_Realloc(std::vector<T>* dest, size_t count) {
+  return cmn_resize(dest, count, true);
+}
+
+}  // namespace tarn

@@ -1,0 +1,222 @@
+#include "libibis/src/hdr.h"
+
+#include <array>
+
+#include "libibis/src/chars.h"
+#include "libibis/src/cmn.h"
+#include "libibis/src/ibis.h"
+#include "libibis/src/parse.h"
+#include "libibis/src/rpt.h"
+
+namespace tarn {
+namespace {
+
+constexpr size_t kVersionLimit = 70;
+constexpr size_t kFileNameLimit = 24;
+constexpr size_t kFileRevLimit = 70;
+constexpr size_t kDateLimit = 40;
+
+// One "seen" flag per header keyword, indexed by its code.
+struct HeaderState {
+  std::array<bool, 9> seen{};
+  Kw current = Kw::NOT_KEY;
+  bool dropping = false;  // data lines of a refused duplicate free-text keyword
+};
+
+HeaderState g_hdr;
+bool g_accept_version1 = false;
+
+bool& seen(Kw code) { return g_hdr.seen[kw_int(code)]; }
+
+FileHeader* header() {
+  IbisDocument* doc = IBIS_Current();
+  return doc ? doc->header.get() : nullptr;
+}
+
+bool any_other_header_seen() {
+  for (int i = kw_int(Kw::FILE_NAME); i <= kw_int(Kw::COPYRIGHT); ++i)
+    if (g_hdr.seen[i]) return true;
+  return false;
+}
+
+bool accepted_version(std::string_view text) {
+  for (std::string_view v : {"2.0", "2.1", "3.0", "3.1", "3.2"})
+    if (text == v) return true;
+  return g_accept_version1 && text.substr(0, 2) == "1.";
+}
+
+void ibis_ver(FileHeader& h, std::string_view text) {
+  if (any_other_header_seen()) RPT_ErrorAtLine("IBIS_Version must be first keyword.\n");
+  if (seen(Kw::IBIS_VER)) {
+    RPT_ErrorAtLine("Duplicate IBIS_Ver keyword");
+    return;
+  }
+  seen(Kw::IBIS_VER) = true;
+  (void)CMN_SetOnce(&h.ibis_version, text, kVersionLimit, "IBIS_Version");
+  if (!accepted_version(h.ibis_version))
+    RPT_ErrorAtLine("Illegal IBIS_Version '%s'.", h.ibis_version.c_str());
+  if (!h.ibis_version.empty() && h.ibis_version[0] >= '1' && h.ibis_version[0] <= '3')
+    PRS_SetVersion(h.ibis_version[0] - '0');
+}
+
+// Characters a DOS file name may hold besides letters, digits and the period.
+bool dos_character(char c) {
+  constexpr std::string_view kExtra = "_^$~!#%&-{}()@'`";
+  return is_alpha(c) || is_digit(c) || c == '.' || kExtra.find(c) != std::string_view::npos;
+}
+
+void check_file_name_characters(const std::string& name) {
+  int periods = 0;
+  for (char c : name) {
+    if (is_upper(c)) {
+      RPT_ErrorAtLine("File_name '%s' contains an upper case character '%c'.", name.c_str(), c);
+    } else if (!dos_character(c)) {
+      RPT_ErrorAtLine("File_name '%s' contains a character '%c' that is illegal for DOS.",
+                      name.c_str(), c);
+    }
+    if (c == '.' && ++periods > 1)
+      RPT_ErrorAtLine("File_name '%s' contains more than one period.", name.c_str());
+  }
+  if (periods == 0) RPT_ErrorAtLine("File_name '%s' must contain one period.", name.c_str());
+}
+
+void file_name(FileHeader& h, std::string_view text) {
+  if (seen(Kw::FILE_NAME)) {
+    RPT_ErrorAtLine("Duplicate File_name keyword.");
+    return;
+  }
+  seen(Kw::FILE_NAME) = true;
+  CMN_CopyField(&h.file_name, text, kFileNameLimit, "File_name");
+  check_file_name_characters(h.file_name);
+  const std::string& opened_path = PRS_GetFileName();
+  const size_t sep = opened_path.find_last_of("/\\");
+  const std::string opened = sep == std::string::npos ? opened_path : opened_path.substr(sep + 1);
+  if (!CMN_EqualNoCase(opened, h.file_name))
+    RPT_ErrorAtLine("File name opened '%s' not the same as File_name '%s'.", opened.c_str(),
+                    h.file_name.c_str());
+  CMN_CheckReservedWord(h.file_name);
+  h.file_time = PRS_GetFileTime();
+}
+
+void short_text(std::string* field, std::string_view text, Kw code) {
+  if (seen(code)) {
+    if (code == Kw::FILE_REV) RPT_ErrorAtLine("Duplicate File_Rev keyword.");
+    else RPT_ErrorAtLine("Duplicate Date keyword.");
+    return;
+  }
+  seen(code) = true;
+  if (code == Kw::FILE_REV) CMN_CopyField(field, text, kFileRevLimit, "File_Rev");
+  else CMN_CopyField(field, text, kDateLimit, "Date");
+  CMN_CheckReservedWord(*field);
+}
+
+std::optional<std::string>* free_text_field(FileHeader& h, Kw code) {
+  switch (code) {
+    case Kw::SOURCE: return &h.source;
+    case Kw::NOTES: return &h.notes;
+    case Kw::DISCLAIMER: return &h.disclaimer;
+    case Kw::COPYRIGHT: return &h.copyright;
+    default: return nullptr;
+  }
+}
+
+// Lines are joined with a line feed between them; a keyword line without text adds none.
+void append_text(std::optional<std::string>* field, std::string_view text) {
+  try {
+    if (!field->has_value()) {
+      field->emplace(text);
+    } else if ((*field)->empty()) {
+      (*field)->assign(text);
+    } else {
+      (*field)->push_back('\n');
+      (*field)->append(text);
+    }
+  } catch (const std::bad_alloc&) {
+    RPT_ErrorAtLine("Unable to add text.");
+  }
+}
+
+// A second [Disclaimer] adds to the first; the other free-text keywords are set once.
+void free_text_keyword(FileHeader& h, Kw code, std::string_view text) {
+  g_hdr.dropping = false;
+  if (seen(code) && code != Kw::DISCLAIMER) {
+    if (code == Kw::SOURCE) RPT_ErrorAtLine("Duplicate Source keyword.");
+    else if (code == Kw::NOTES) RPT_ErrorAtLine("Duplicate Notes keyword.");
+    else RPT_ErrorAtLine("Duplicate Copyright keyword.");
+    g_hdr.dropping = true;
+    return;
+  }
+  seen(code) = true;
+  append_text(free_text_field(h, code), text);
+}
+
+void keyword_line(FileHeader& h, Kw code, std::string_view line) {
+  const std::string_view text = CMN_KeywordArgument(line);
+  switch (code) {
+    case Kw::IBIS_VER: ibis_ver(h, text); break;
+    case Kw::FILE_NAME: file_name(h, text); break;
+    case Kw::FILE_REV: short_text(&h.file_rev, text, code); break;
+    case Kw::DATE: short_text(&h.date, text, code); break;
+    default: free_text_keyword(h, code, text); break;
+  }
+}
+
+void data_line(FileHeader& h, std::string_view line) {
+  std::optional<std::string>* field = free_text_field(h, g_hdr.current);
+  if (!field) {
+    RPT_ErrorAtLine("Orphan Data Line.");
+    return;
+  }
+  if (!g_hdr.dropping) append_text(field, line);
+}
+
+}  // namespace
+
+void HDR_Reset() { g_hdr = HeaderState{}; }
+
+void HDR_Init() {
+  IbisDocument* doc = IBIS_Current();
+  TARN_ASSERT(doc != nullptr);
+  if (doc->header) return;
+  try {
+    doc->header = std::make_unique<FileHeader>();
+  } catch (const std::bad_alloc&) {
+    RPT_ErrorAtLine("Unable to create new File Header structure.");
+  }
+}
+
+void HDR_Line(LineKind kind, Kw code, std::string_view line) {
+  if (kind != LineKind::Keyword && kind != LineKind::Data) {
+    RPT_BugAtLine("Bad line type passed to hdr.");
+    return;
+  }
+  if (code != Kw::IBIS_VER && !kw_in(code, Kw::FILE_NAME, Kw::COPYRIGHT)) {
+    RPT_BugAtLine("Bad keyword type passed to hdr.");
+    return;
+  }
+  FileHeader* h = header();
+  if (kind == LineKind::Keyword) {
+    g_hdr.current = code;
+    if (!h) {
+      // Remembered all the same, so that a late [IBIS Ver] is told it must come first.
+      seen(code) = true;
+      RPT_ErrorAtLine("Orphan File Header keyword.");
+      return;
+    }
+    keyword_line(*h, code, line);
+    return;
+  }
+  if (!h) {
+    RPT_ErrorAtLine("Orphan Data Line.");
+    return;
+  }
+  data_line(*h, line);
+}
+
+void HDR_KeywordDone(Kw) {}
+
+bool HDR_VersionSeen() { return g_hdr.seen[kw_int(Kw::IBIS_VER)]; }
+
+void HDR_SetAcceptVersion1(bool accept) { g_accept_version1 = accept; }
+
+}  // namespace tarn

@@ -1,0 +1,37 @@
+// The file header: [IBIS Ver], [File Name], [File Rev], [Date] and the free-text keywords.
+#pragma once
+
+#include <ctime>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "libibis/src/defs.h"
+
+namespace tarn {
+
+struct FileHeader {
+  std::string ibis_version;  // at most 70 characters
+  std::string file_name;     // at most 24
+  std::string file_rev;      // at most 70
+  std::string date;          // at most 40
+  // Free text, lines joined by a line feed; absent when the keyword was not given.
+  std::optional<std::string> source;
+  std::optional<std::string> notes;
+  std::optional<std::string> disclaimer;
+  std::optional<std::string> copyright;
+  std::time_t file_time = 0;  // of the file read, taken at [File Name]
+};
+
+/// Clears the header flags for a new reading.
+void HDR_Reset();
+/// Creates the current document's header record (for [IBIS Ver]); a second call keeps it.
+void HDR_Init();
+void HDR_Line(LineKind kind, Kw code, std::string_view line);
+void HDR_KeywordDone(Kw next);
+/// Whether [IBIS Ver] has been read in this reading.
+bool HDR_VersionSeen();
+/// When set, [IBIS Ver] texts beginning "1." are accepted. Off by default.
+void HDR_SetAcceptVersion1(bool accept);
+
+}  // namespace tarn

@@ -1,0 +1,141 @@
+#include "libibis/src/ibis.h"
+
+#include "libibis/src/guard.h"
+#include "libibis/src/parse.h"
+#include "libibis/src/rpt.h"
+#include "libibis/src/source.h"
+
+namespace tarn {
+namespace {
+
+struct DocumentState {
+  IbisDocument* current = nullptr;
+  std::string calling_file;
+};
+DocumentState g_doc;
+
+}  // namespace
+
+// Frees the records in the order the sections expect: header, components, models, package
+// models, selectors, boards, submodels.
+IbisDocument::~IbisDocument() {
+  header.reset();
+  components.clear();
+  models.clear();
+  package_models.clear();
+  selectors.clear();
+  boards.clear();
+  submodels.clear();
+}
+
+IbisDocument* IBIS_CreateDocument() {
+  IbisDocument* doc = new (std::nothrow) IbisDocument;
+  if (!doc) return nullptr;
+  doc->previous = g_doc.current;
+  g_doc.current = doc;
+  return doc;
+}
+
+void IBIS_DetachDocument(IbisDocument* document) {
+  TARN_ASSERT(document != nullptr);
+  if (g_doc.current == document) g_doc.current = document->previous;
+  document->previous = nullptr;
+}
+
+IbisDocument* IBIS_Current() { return g_doc.current; }
+
+int IBIS_GetHeader(const IbisDocument* document, const FileHeader** header_out) {
+  TARN_ASSERT(document != nullptr && header_out != nullptr);
+  *header_out = document->header.get();
+  return *header_out ? 1 : 0;
+}
+
+const std::string& IBIS_CallingFileName() { return g_doc.calling_file; }
+
+void IBIS_EndOfFileChecks(FileKind kind, bool nested) {
+  IbisDocument* doc = IBIS_Current();
+  TARN_ASSERT(doc != nullptr);
+  if (!nested) g_doc.calling_file = RPT_GetFileName();
+  if (kind != FileKind::Ibs) {
+    // Only board descriptions are checked outside a .ibs file; a .pkg file's package models
+    // get no end-of-file checks.
+    if (!doc->boards.empty()) EBDMDL_EndOfFile();
+    return;
+  }
+  if (!doc->models.empty()) MDL_EndOfFile();
+  if (!doc->components.empty()) CMPNT_EndOfFile();
+  else RPT_Error("Required keyword 'Component' not found.");
+  if (!doc->package_models.empty()) PKGMDL_EndOfFile();
+  if (!doc->selectors.empty()) MSEL_EndOfFile();
+  if (!doc->submodels.empty()) SUBMDL_EndOfFile();
+}
+
+ReadOutcome ibis_read(const char* source, std::FILE* report, bool want_document) {
+  ReadOutcome outcome;
+  if (!source || !*source) return outcome;
+  const FileKind kind = SRC_KindOf(source);
+  RPT_ResetCounts();
+  RPT_SetStream(report);
+  RPT_SetFileName(source);
+  const int version = SRC_DetectVersion(source, nullptr, kind);
+  if (version < 1 || version > 3) {
+    RPT_Error("Unrecognized IBIS Version");
+    RPT_SetStream(nullptr);
+    return outcome;
+  }
+  std::unique_ptr<IbisDocument> doc(IBIS_CreateDocument());
+  if (!doc) {
+    RPT_Error("Unable to create IBIS.");
+    RPT_SetStream(nullptr);
+    return outcome;
+  }
+  PRS_SetVersion(version);
+  outcome.read = PRS_ReadFile(source, kind) == 1;
+  if (outcome.read) IBIS_EndOfFileChecks(kind, false);
+  IBIS_DetachDocument(doc.get());
+  if (outcome.read && want_document && !doc->components.empty()) outcome.document = doc.release();
+  RPT_SetStream(nullptr);
+  return outcome;
+}
+
+// A requested document must hold a component for the reading to count.
+int ibis_read_result(const ReadOutcome& outcome, IbisDocument** document_out) {
+  if (!outcome.read) return 0;
+  if (!document_out) return 1;
+  *document_out = outcome.document;
+  return outcome.document ? 1 : 0;
+}
+
+int IBIS_ReadSourceToStream(const char* source, std::FILE* report, IbisDocument** document_out) {
+  ApiGuard guard;
+  return ibis_read_result(ibis_read(source, report, document_out != nullptr), document_out);
+}
+
+int IBIS_ReadSource(const char* source, const char* log_path, int append,
+                    IbisDocument** document_out) {
+  ApiGuard guard;
+  if (!source || !*source) return 0;
+  std::FILE* log = nullptr;
+  if (log_path) {
+    log = std::fopen(log_path, append ? "a" : "w");
+    if (!log) return 0;
+  }
+  const int result =
+      ibis_read_result(ibis_read(source, log, document_out != nullptr), document_out);
+  if (log) std::fclose(log);
+  return result;
+}
+
+void IBIS_GetCounts(uint32_t* errors, uint32_t* warnings, uint32_t* bugs) {
+  ApiGuard guard;
+  RPT_GetCounts(errors, warnings, bugs);
+}
+
+void IBIS_DestroyDocument(IbisDocument* document) {
+  ApiGuard guard;
+  if (!document) return;
+  IBIS_DetachDocument(document);
+  delete document;
+}
+
+}  // namespace tarn

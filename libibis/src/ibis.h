@@ -1,0 +1,69 @@
+// The IBIS document (the root of one reading, kept on a stack so that a file read during
+// another gets its own) and the top-level read with the end-of-file checks.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "libibis/src/cmpnt.h"
+#include "libibis/src/defs.h"
+#include "libibis/src/ebdmdl.h"
+#include "libibis/src/hdr.h"
+#include "libibis/src/mdl.h"
+#include "libibis/src/msel.h"
+#include "libibis/src/pkgmdl.h"
+#include "libibis/src/submdl.h"
+#include "tarn/reader.h"
+
+namespace tarn {
+
+/// Records are kept in file order; walks that the design calls "newest first" go backwards.
+struct IbisDocument {
+  IbisDocument* previous = nullptr;  // the document that was current before this one
+  std::unique_ptr<FileHeader> header;
+  std::vector<std::unique_ptr<Component>> components;
+  std::vector<std::unique_ptr<IbisModel>> models;
+  std::vector<std::unique_ptr<Submodel>> submodels;
+  std::vector<std::unique_ptr<PackageModel>> package_models;
+  std::vector<std::unique_ptr<BoardDescription>> boards;
+  std::vector<std::unique_ptr<ModelSelector>> selectors;
+
+  ~IbisDocument();
+};
+
+/// Creates a document and makes it current (nullptr when it cannot be made).
+IbisDocument* IBIS_CreateDocument();
+/// Makes the document's predecessor current again, keeping the document.
+void IBIS_DetachDocument(IbisDocument* document);
+/// The document the sections work on.
+IbisDocument* IBIS_Current();
+
+/// Accessors: 1 and the item when present, else 0.
+int IBIS_GetHeader(const IbisDocument* document, const FileHeader** header_out);
+template <class Record>
+int IBIS_GetList(const std::vector<std::unique_ptr<Record>>& list,
+                 const std::vector<std::unique_ptr<Record>>** list_out) {
+  *list_out = &list;
+  return list.empty() ? 0 : 1;
+}
+
+/// The checks that run after the whole file has been read, by file kind.
+void IBIS_EndOfFileChecks(FileKind kind, bool nested);
+/// The top-level file of the reading, saved before its end-of-file checks.
+const std::string& IBIS_CallingFileName();
+
+/// What one top-level reading gave: whether the file was read at all, and the document
+/// when one was wanted and it holds a component.
+struct ReadOutcome {
+  bool read = false;
+  IbisDocument* document = nullptr;
+};
+/// The top-level reading of one source onto `report` (no report when null), without the
+/// process-wide hold that the public entries take.
+ReadOutcome ibis_read(const char* source, std::FILE* report, bool want_document);
+/// The public result of a reading, handing the document over when asked for.
+int ibis_read_result(const ReadOutcome& outcome, IbisDocument** document_out);
+
+}  // namespace tarn

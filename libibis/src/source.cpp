@@ -1,0 +1,174 @@
+#include "libibis/src/source.h"
+
+#include <string>
+
+#include "libibis/src/cmn.h"
+#include "libibis/src/guard.h"
+#include "libibis/src/ibis.h"
+#include "libibis/src/parse.h"
+#include "libibis/src/rpt.h"
+
+namespace tarn {
+namespace {
+
+CentralLibraryService g_default_service;
+CentralLibraryService* g_service = &g_default_service;
+
+// Room for the 1,024 characters the probe looks at, the line feed and the terminator.
+constexpr size_t kProbeBuffer = 1026;
+
+bool ends_with_no_case(std::string_view text, std::string_view tail) {
+  return text.size() >= tail.size() && CMN_EqualNoCase(text.substr(text.size() - tail.size()), tail);
+}
+
+int version_from_probe_line(std::string_view line) {
+  if (!CMN_EqualNoCaseN(line, "[IBIS Ver]", 10) && !CMN_EqualNoCaseN(line, "[IBIS_Ver]", 10))
+    return 0;
+  if (line.size() < 10) return 0;
+  const size_t pos = CMN_SkipSpace(line, 10);
+  if (pos >= line.size()) return 0;
+  switch (line[pos]) {
+    case '1': return 1;
+    case '2': return 2;
+    case '3': return 3;
+    default: return 0;
+  }
+}
+
+bool version_known(int version) { return version >= 1 && version <= 3; }
+
+// One source of a batch: its report lines and its summary line.
+bool check_one(const char* name, std::FILE* report, std::FILE* summary) {
+  RPT_ResetCounts();
+  RPT_SetStream(report);
+  const FileKind kind = SRC_KindOf(name);
+  RPT_SetFileName(name);
+  if (!version_known(SRC_DetectVersion(name, nullptr, kind))) {
+    RPT_Error("Unsupported or Illegal IBIS Version Number");
+    RPT_PrintSummary();
+    return false;
+  }
+  const ReadOutcome outcome = ibis_read(name, report, summary != nullptr);
+  if (outcome.read && RPT_Passed() && outcome.document && summary)
+    std::fprintf(summary, "%s\n", name);
+  if (outcome.document) {
+    IBIS_DetachDocument(outcome.document);
+    delete outcome.document;
+  }
+  RPT_SetStream(report);
+  RPT_SetFileName(name);
+  RPT_PrintSummary();
+  const bool passed = outcome.read && RPT_Passed();
+  RPT_SetStream(nullptr);
+  return passed;
+}
+
+bool check_all(const char* const* files, int count, std::FILE* report, std::FILE* summary) {
+  bool all_passed = true;
+  for (int i = 0; i < count; ++i) {
+    if (!files[i]) continue;
+    if (!check_one(files[i], report, summary)) all_passed = false;
+  }
+  return all_passed;
+}
+
+}  // namespace
+
+FileKind SRC_KindOf(std::string_view file_name) {
+  const size_t sep = file_name.find_last_of("/\\");
+  const std::string_view base = sep == std::string_view::npos ? file_name : file_name.substr(sep + 1);
+  const size_t dot = base.rfind('.');
+  if (dot == std::string_view::npos) return FileKind::Unknown;
+  const std::string_view ext = base.substr(dot);
+  if (CMN_EqualNoCase(ext, ".ibs")) return FileKind::Ibs;
+  if (CMN_EqualNoCase(ext, ".pkg")) return FileKind::Pkg;
+  if (CMN_EqualNoCase(ext, ".ebd")) return FileKind::Ebd;
+  return FileKind::Unknown;
+}
+
+int SRC_DetectVersion(const char* file_name, uint32_t* line_count, FileKind kind) {
+  if (!file_name) return 0;
+  std::string base;
+  std::string full;
+  std::FILE* file = CMN_OpenSource(file_name, kind, &base, &full);
+  if (!file) return 0;
+  int version = 0;
+  uint32_t lines = 0;
+  {
+    LineSource source(file, /*report=*/false);
+    char buffer[kProbeBuffer];
+    long length = 0;
+    while ((length = source.read_line(buffer, sizeof buffer)) >= 0) {
+      ++lines;
+      const std::string_view line(buffer, static_cast<size_t>(length));
+      const size_t first = CMN_SkipSpace(line, 0);
+      if (first < line.size() && line[first] == '[') {
+        version = version_from_probe_line(CMN_TrimRight(line.substr(first)));
+        break;
+      }
+    }
+  }
+  std::fclose(file);
+  if (line_count) *line_count += lines;
+  return version;
+}
+
+CentralLibraryService::~CentralLibraryService() = default;
+int CentralLibraryService::initCentralLibrary(int, const char*) { return 0; }
+int CentralLibraryService::findCentralLibraryFile(const char*, char*, std::size_t) { return 0; }
+void CentralLibraryService::termCentralLibrary() {}
+
+void IBIS_SetCentralLibraryService(CentralLibraryService* service) {
+  ApiGuard guard;
+  g_service = service ? service : &g_default_service;
+}
+
+int IBIS_KindOf(const char* file_name) {
+  return file_name ? static_cast<int>(SRC_KindOf(file_name)) : 0;
+}
+
+int IBIS_DetectVersion(const char* file_name, uint32_t* line_count, int kind) {
+  ApiGuard guard;
+  if (kind < 0 || kind > 3) kind = 0;
+  return SRC_DetectVersion(file_name, line_count, static_cast<FileKind>(kind));
+}
+
+int IBIS_CheckFilesToStream(const char* const* files, int count, std::FILE* report) {
+  ApiGuard guard;
+  if (!files || count < 1) return 0;
+  return check_all(files, count, report, nullptr) ? 1 : 0;
+}
+
+int IBIS_CheckFiles(const char* const* files, const char* const* /*second*/,
+                    const char* report_path, const char* summary_path, int count) {
+  ApiGuard guard;
+  if (!files || !summary_path || count < 1) return 0;
+  std::FILE* report = nullptr;
+  if (report_path) {
+    report = std::fopen(report_path, "w");
+    if (!report) return 0;
+  }
+  std::FILE* summary = std::fopen(summary_path, "w");
+  if (!summary) {
+    if (report) std::fclose(report);
+    return 0;
+  }
+  const bool passed = check_all(files, count, report, summary);
+  std::fclose(summary);
+  if (report) std::fclose(report);
+  return passed ? 1 : 0;
+}
+
+int IBIS_ReadWithContext(const char* context_path, const char* source, std::FILE* report,
+                         IbisDocument** document_out) {
+  ApiGuard guard;
+  const std::string_view context = context_path ? context_path : "";
+  if (ends_with_no_case(context, ".lmc")) g_service->initCentralLibrary(0, context_path);
+  else if (ends_with_no_case(context, ".prj")) g_service->initCentralLibrary(1, context_path);
+  const int result =
+      ibis_read_result(ibis_read(source, report, document_out != nullptr), document_out);
+  g_service->termCentralLibrary();
+  return result;
+}
+
+}  // namespace tarn
