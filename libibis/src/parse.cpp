@@ -138,6 +138,11 @@ ReaderState g_prs;
 // Process-wide on purpose: the tab warning is given once for the life of the library.
 bool g_tab_reported = false;
 bool g_silence_illegal = false;
+DispatchObserver g_observer = nullptr;
+
+void observe(DispatchEvent event, Section section, LineKind kind, Kw code, std::string_view line) {
+  if (g_observer) g_observer(event, section, kind, code, line);
+}
 
 std::array<Section, 87> make_section_index() {
   std::array<Section, 87> index{};
@@ -193,6 +198,7 @@ bool section_reads_here(Section section) {
 void keyword_done(Kw previous, Kw next) {
   const Section section = PRS_SectionOf(previous);
   if (!section_reads_here(section)) return;
+  observe(DispatchEvent::KeywordDone, section, LineKind::Keyword, next, {});
   switch (section) {
     case Section::Header: HDR_KeywordDone(next); break;
     case Section::Component: CMPNT_KeywordDone(next); break;
@@ -230,6 +236,7 @@ void open_section(Kw code) {
     report_illegal_keyword(r.extended_sections ? kind : FileKind::Pkg);
     return;
   }
+  observe(DispatchEvent::Init, section, LineKind::Keyword, code, {});
   switch (section) {
     case Section::Component: CMPNT_Init(kind); break;
     case Section::Model: MDL_Init(kind); break;
@@ -278,6 +285,7 @@ void route_line(LineKind kind, std::string_view line) {
     return;
   }
   if (!section_reads_here(section)) return;
+  observe(DispatchEvent::Line, section, kind, code, line);
   switch (section) {
     case Section::Header:
       HDR_Line(kind, code, line);
@@ -588,5 +596,6 @@ int PRS_GetVersion() { return g_prs.version; }
 void PRS_SetSwitchGroupOpen(bool open) { g_prs.switch_group_open = open; }
 bool PRS_SwitchGroupOpen() { return g_prs.switch_group_open; }
 void PRS_SetSilenceIllegalChars(bool silence) { g_silence_illegal = silence; }
+void PRS_SetDispatchObserver(DispatchObserver observer) { g_observer = observer; }
 
 }  // namespace tarn

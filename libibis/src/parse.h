@@ -89,6 +89,13 @@ int PRS_GetVersion();
 void PRS_SetSwitchGroupOpen(bool open);
 bool PRS_SwitchGroupOpen();
 
+/// What the dispatcher does with a line, for tools that trace a reading.
+enum class DispatchEvent : uint8_t { Init, Line, KeywordDone };
+using DispatchObserver = void (*)(DispatchEvent event, Section section, LineKind kind, Kw code,
+                                  std::string_view line);
+/// Installs an observer of every section call (nullptr removes it).
+void PRS_SetDispatchObserver(DispatchObserver observer);
+
 /// A reader setting that silences the illegal-character reports; off by default.
 void PRS_SetSilenceIllegalChars(bool silence);
 

@@ -1,1 +1,91 @@
-// Shared test helpers.
+#include "test_support.h"
+
+#include <fstream>
+#include <random>
+
+#include "libibis/src/ibis.h"
+#include "libibis/src/parse.h"
+#include "libibis/src/rpt.h"
+#include "libibis/src/source.h"
+
+namespace tarn::test {
+
+TempDir::TempDir() {
+  std::random_device rd;
+  const auto base = std::filesystem::temp_directory_path();
+  for (int attempt = 0; attempt < 100; ++attempt) {
+    auto candidate = base / ("tarn-test-" + std::to_string(rd()));
+    if (std::filesystem::create_directory(candidate)) {
+      path_ = candidate;
+      return;
+    }
+  }
+  throw std::runtime_error("cannot create a temporary folder");
+}
+
+TempDir::~TempDir() {
+  std::error_code ec;
+  std::filesystem::remove_all(path_, ec);
+}
+
+std::string TempDir::write(std::string_view name, std::string_view text) const {
+  const auto file = path_ / std::string(name);
+  std::ofstream out(file, std::ios::binary);
+  out.write(text.data(), static_cast<std::streamsize>(text.size()));
+  return file.string();
+}
+
+ScopedCwd::ScopedCwd(const std::filesystem::path& dir) : previous_(std::filesystem::current_path()) {
+  std::filesystem::current_path(dir);
+}
+
+ScopedCwd::~ScopedCwd() { std::filesystem::current_path(previous_); }
+
+MemStream::MemStream() : file_(open_memstream(&data_, &size_)) {}
+
+MemStream::~MemStream() {
+  if (file_) std::fclose(file_);
+  std::free(data_);
+}
+
+std::string MemStream::text() {
+  std::fflush(file_);
+  return std::string(data_, size_);
+}
+
+ReadResult read_source(std::string_view text, std::string_view name, bool want_document) {
+  TempDir dir;
+  dir.write(name, text);
+  ScopedCwd cwd(dir.path());
+  MemStream report;
+  ReadResult r;
+  IbisDocument* doc = nullptr;
+  const std::string file(name);
+  r.result = IBIS_ReadSourceToStream(file.c_str(), report.get(), want_document ? &doc : nullptr);
+  r.document.reset(doc);
+  r.report = report.text();
+  return r;
+}
+
+ReadResult read_lines(std::string_view text, std::string_view name, int version, bool end_checks) {
+  TempDir dir;
+  dir.write(name, text);
+  ScopedCwd cwd(dir.path());
+  MemStream report;
+  ReadResult r;
+  const std::string file(name);
+  RPT_ResetCounts();
+  RPT_SetStream(report.get());
+  IbisDocument* doc = IBIS_CreateDocument();
+  PRS_SetVersion(version);
+  const FileKind kind = SRC_KindOf(file);
+  r.result = PRS_ReadFile(file.c_str(), kind);
+  if (end_checks) IBIS_EndOfFileChecks(kind, false);
+  IBIS_DetachDocument(doc);
+  r.document.reset(doc);
+  RPT_SetStream(nullptr);
+  r.report = report.text();
+  return r;
+}
+
+}  // namespace tarn::test

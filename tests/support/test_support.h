@@ -1,0 +1,75 @@
+// Shared helpers: IBIS fixtures written to a temporary folder and read with the reader.
+#pragma once
+
+#include <cstdio>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tarn/reader.h"
+
+namespace tarn::test {
+
+/// A fresh temporary folder, removed with everything in it.
+class TempDir {
+ public:
+  TempDir();
+  ~TempDir();
+  TempDir(const TempDir&) = delete;
+  TempDir& operator=(const TempDir&) = delete;
+
+  const std::filesystem::path& path() const { return path_; }
+  /// Writes `text` byte for byte to `name` in the folder and returns the file's path.
+  std::string write(std::string_view name, std::string_view text) const;
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Runs code with the working directory set to a folder, so report lines show bare names.
+class ScopedCwd {
+ public:
+  explicit ScopedCwd(const std::filesystem::path& dir);
+  ~ScopedCwd();
+
+ private:
+  std::filesystem::path previous_;
+};
+
+/// Collects what is written to a stream.
+class MemStream {
+ public:
+  MemStream();
+  ~MemStream();
+  std::FILE* get() const { return file_; }
+  std::string text();
+
+ private:
+  char* data_ = nullptr;
+  size_t size_ = 0;
+  std::FILE* file_ = nullptr;
+};
+
+struct DocumentDeleter {
+  void operator()(IbisDocument* doc) const { IBIS_DestroyDocument(doc); }
+};
+using DocumentPtr = std::unique_ptr<IbisDocument, DocumentDeleter>;
+
+struct ReadResult {
+  int result = 0;
+  std::string report;
+  DocumentPtr document;
+};
+
+/// Writes `text` as `name` in a fresh folder and reads it through the top-level read; the
+/// report shows `name` as the file name.
+ReadResult read_source(std::string_view text, std::string_view name = "t.ibs",
+                       bool want_document = false);
+
+/// Reads `text` below the version probe, with the version code given, into a fresh document
+/// (kept in the result), running the end-of-file checks when `end_checks` is set.
+ReadResult read_lines(std::string_view text, std::string_view name = "t.ibs", int version = 3,
+                      bool end_checks = false);
+
+}  // namespace tarn::test
