@@ -454,10 +454,9 @@ void LineSource::illegal(unsigned char c, bool room) {
 long LineSource::read_line(char* buffer, size_t size) {
   const size_t limit = size > 0 ? size - 1 : 0;
   size_t n = 0;
-  bool any = false;
+  bool line_feed = false;
   while (true) {
     if (pos_ == end_ && !refill()) break;
-    any = true;
     // The common case: a run of characters that are stored as they are.
     const unsigned char* p = chunk_.get() + pos_;
     const unsigned char* e = chunk_.get() + end_;
@@ -471,6 +470,7 @@ long LineSource::read_line(char* buffer, size_t size) {
     if (p == e) continue;
     const unsigned char c = chunk_[pos_++];
     if (c == '\n') {
+      line_feed = true;
       if (n < limit) buffer[n++] = '\n';
       break;
     }
@@ -481,7 +481,8 @@ long LineSource::read_line(char* buffer, size_t size) {
     if (room) buffer[n++] = ' ';
   }
   if (size > 0) buffer[n] = '\0';
-  return any ? static_cast<long>(n) : -1;
+  // Nothing left but a dropped control-Z is no line at all.
+  return n > 0 || line_feed ? static_cast<long>(n) : -1;
 }
 
 char* PRS_ReadLine(char* buffer, size_t size, LineSource& source) {
