@@ -1,0 +1,290 @@
+#include "libibis/src/cmn.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <string>
+
+#include "libibis/src/rpt.h"
+#include "test_support.h"
+
+namespace tarn {
+namespace {
+
+class Cmn : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    RPT_SetStream(out_.get());
+    RPT_ResetCounts();
+    RPT_SetFileNameMode(0);
+    RPT_SetFileName("c.ibs");
+    // Fix the line number that diagnostics show.
+    test::read_lines("\n\n\n", "lines.ibs");
+    RPT_SetStream(out_.get());
+    RPT_SetFileName("c.ibs");
+  }
+  void TearDown() override { RPT_SetStream(nullptr); }
+  std::string report() { return out_.text(); }
+
+  test::MemStream out_;
+};
+
+TEST(ParseNumber, ScaledValues) {
+  struct Case {
+    const char* text;
+    int result;
+    double value;
+  };
+  const Case cases[] = {
+      {"1.5n", 1, 1.5e-9},  {"10mA", 1, 0.01},   {"3.3V", 1, 3.3},     {"2M", 1, 2e6},
+      {"2Meg", 1, 2e6},     {"10m5", 2, 0.01},   {"1e-3", 1, 0.001},   {"1e", 1, 1.0},
+      {"1.0K", 1, 1.0},     {"1.0k", 1, 1000.0}, {"1pF2", 2, 1e-12},   {"-0.5", 1, -0.5},
+      {"+.5u", 1, 0.5e-6},  {"5.", 1, 5.0},      {"7T", 1, 7e12},      {"7G", 1, 7e9},
+      {"4f", 1, 4e-15},     {"1E+2ohm", 1, 100}, {"2.5e-3s", 1, 2.5e-3}, {"0", 1, 0.0},
+      {"1e-400", 1, 0.0},   {" 42", 1, 42.0},   {"0x10", 2, 0.0},
+  };
+  for (const Case& c : cases) {
+    double value = -1;
+    EXPECT_EQ(CMN_ParseNumber(c.text, &value), c.result) << c.text;
+    EXPECT_DOUBLE_EQ(value, c.value) << c.text;
+  }
+}
+
+TEST(ParseNumber, RefusedTexts) {
+  for (const char* text : {"5%", "abc", "", "-", ".", "e5", "N/A", "1.5.3", "3.3 ", "inf", "nan",
+                           "1e999", "--1", "1,5"}) {
+    double value = 123.0;
+    EXPECT_EQ(CMN_ParseNumber(text, &value), 0) << text;
+  }
+}
+
+TEST(ParseNumber, NotAVailableInAnyCase) {
+  for (const char* text : {"NA", "na", "Na", "nA"}) {
+    double value = 7;
+    bool na = false;
+    EXPECT_EQ(CMN_GetValueOrNA(text, &value, &na), 1) << text;
+    EXPECT_TRUE(na);
+    EXPECT_EQ(value, 0.0);
+  }
+  double value = 0;
+  bool na = true;
+  EXPECT_EQ(CMN_GetValueOrNA("2.2n", &value, &na), 1);
+  EXPECT_FALSE(na);
+  EXPECT_DOUBLE_EQ(value, 2.2e-9);
+  EXPECT_EQ(CMN_GetValueOrNA("N/A", &value, &na), 0);
+}
+
+TEST_F(Cmn, ValueFieldsReportAndSetTheirStatus) {
+  struct Case {
+    const char* text;
+    int result;
+    ValueStatus status;
+  };
+  const Case cases[] = {
+      {"", 1, ValueStatus::Absent}, {"na", 1, ValueStatus::NA},     {"3.3", 1, ValueStatus::Value},
+      {"1pF2", 1, ValueStatus::Value}, {"x1", 0, ValueStatus::Absent},
+  };
+  for (const Case& c : cases) {
+    double value = 0;
+    ValueStatus status = ValueStatus::Absent;
+    EXPECT_EQ(CMN_ParseValueField(c.text, "typ", "C_comp", &value, &status), c.result) << c.text;
+    EXPECT_EQ(status, c.status) << c.text;
+  }
+  EXPECT_EQ(report(),
+            "WARNING c.ibs (line    3) - Suspicious C_comp typ Value (\"1pF2\"); Numeric in Scale\n"
+            "ERROR c.ibs (line    3) - Invalid C_comp Value (\"x1\")\n");
+}
+
+TEST(SplitLine, ItemsAndDelimiters) {
+  struct Case {
+    const char* line;
+    size_t max_items;
+    char delimiter;
+    std::vector<std::string> stored;
+    size_t found;
+  };
+  const Case cases[] = {
+      {"A B/C", 5, '/', {"A", "B", "/", "C"}, 4},
+      {"  1  2.0\t3 ", 5, 0, {"1", "2.0", "3"}, 3},
+      {"a b c d e", 2, 0, {"a", "b"}, 5},
+      {"x//y", 9, '/', {"x", "/", "/", "y"}, 4},
+      {"", 3, 0, {}, 0},
+      {"one", 0, 0, {}, 1},
+  };
+  ItemList items;  // reused across lines, as the sections do
+  for (const Case& c : cases) {
+    ASSERT_EQ(CMN_SplitLine(c.line, c.max_items, c.delimiter, &items), 1);
+    std::vector<std::string> stored(items.items.begin(), items.items.end());
+    EXPECT_EQ(stored, c.stored) << c.line;
+    EXPECT_EQ(items.found, c.found) << c.line;
+    EXPECT_EQ(items[c.max_items + 1], "");
+  }
+  CMN_FreeItems(&items);
+  EXPECT_EQ(items.stored(), 0u);
+}
+
+TEST_F(Cmn, TextFieldsAreBoundedAndSetOnce) {
+  std::string field;
+  CMN_CopyField(&field, "abcdefgh", 5, "Date");
+  EXPECT_EQ(field, "abcde");
+  CMN_CopyField(&field, "", 5, "Date");
+  EXPECT_EQ(field, "");
+  EXPECT_EQ(CMN_SetOnce(&field, "first", 40, "Manufacturer"), 1);
+  EXPECT_EQ(CMN_SetOnce(&field, "second", 40, "Manufacturer"), 0);
+  EXPECT_EQ(field, "first");
+  EXPECT_EQ(report(),
+            "WARNING c.ibs (line    3) -\n"
+            "    Date string 'abcdefgh' is too long, truncating to 5 characters.\n"
+            "WARNING c.ibs (line    3) - Zero length value for keyword 'Date'.\n"
+            "ERROR c.ibs (line    3) - Duplicate 'Manufacturer' keyword.\n");
+}
+
+TEST_F(Cmn, RequiredKeywordAndReservedWords) {
+  CMN_RequireKeyword("Pin", true);
+  CMN_RequireKeyword("Pin", false);
+  for (const char* word : {"GND", "nc", "Power", "na"}) {
+    EXPECT_EQ(CMN_IsReservedWord(word), 0) << word;
+  }
+  for (const char* word : {"GNDA", "VCC", "", "N A"}) {
+    EXPECT_EQ(CMN_IsReservedWord(word), 1) << word;
+  }
+  CMN_CheckReservedWord("gnd");
+  CMN_CheckReservedWord("vdd");
+  EXPECT_EQ(report(),
+            "ERROR c.ibs - Required keyword 'Pin' not found in file 'lines.ibs'.\n"
+            "ERROR c.ibs (line    3) - Illegal use of Reserved Word 'gnd'.\n");
+}
+
+TEST(Compare, CaseAndKeywordEquality) {
+  EXPECT_TRUE(CMN_EqualNoCase("Pin", "pIN"));
+  EXPECT_FALSE(CMN_EqualNoCase("Pin", "Pins"));
+  EXPECT_TRUE(CMN_EqualNoCaseN("[Comment Char] x", "[COMMENT CHAR]", 14));
+  EXPECT_FALSE(CMN_EqualNoCaseN("[Comment]", "[COMMENT CHAR]", 14));
+  EXPECT_TRUE(CMN_EqualNoCaseN("ab", "AB", 10));
+  EXPECT_TRUE(CMN_KeywordEqual("PIN_MAPPING", "pin mapping"));
+  EXPECT_TRUE(CMN_KeywordEqual("PIN_MAPPING", "Pin_Mapping"));
+  EXPECT_FALSE(CMN_KeywordEqual("PIN_MAPPING", "Pin  Mapping"));
+  EXPECT_FALSE(CMN_KeywordEqual("PIN_MAPPING", "Pin\tMapping"));
+}
+
+TEST(Cursor, SkipsStayInsideTheText) {
+  const std::string_view line = "  word\tnext  ";
+  EXPECT_EQ(CMN_SkipSpace(line, 0), 2u);
+  EXPECT_EQ(CMN_SkipWord(line, 2), 6u);
+  EXPECT_EQ(CMN_SkipSpace(line, 11), line.size());
+  EXPECT_EQ(CMN_TrimRight(line), "  word\tnext");
+  EXPECT_EQ(CMN_SkipKeyword("[Pin]  a b"), 7u);
+  EXPECT_EQ(CMN_SkipKeyword("[Pin"), std::string_view::npos);
+  EXPECT_EQ(CMN_KeywordArgument("[Model]   M1 x"), "M1 x");
+  EXPECT_EQ(CMN_KeywordArgument("[End]"), "");
+}
+
+TEST_F(Cmn, RlcSectionItems) {
+  struct Case {
+    const char* text;
+    int token;
+    double value;
+    const char* rest;
+  };
+  const Case cases[] = {
+      {"L = 2.5nH R=1", kRlcL, 2.5e-9, "R=1"},
+      {"Len=0.5 C=1p /", kRlcLen, 0.5, "C=1p /"},
+      {"R=10m/ next", kRlcR, 0.01, "/ next"},
+      {"C=3pF", kRlcC, 3e-12, ""},
+      {"   / Len=1", kRlcEndSection, 0, "Len=1"},
+      {"   ", kRlcEndLine, 0, ""},
+      {"L=", kRlcEndLine, 0, ""},
+      {"L", kRlcEndLine, 0, ""},
+      {"=5", kRlcError, 0, "=5"},
+      {"X=5", kRlcError, 0, "=5"},
+      {"len=5", kRlcError, 0, "=5"},
+      {"R 5", kRlcError, 0, "5"},
+      {"C=abc R=1", kRlcC, 0, "R=1"},
+      {"C=1pF2", kRlcC, 1e-12, ""},
+  };
+  for (const Case& c : cases) {
+    double value = 0;
+    std::string_view rest;
+    EXPECT_EQ(CMN_ParseRlcToken(c.text, &value, &rest), c.token) << c.text;
+    EXPECT_DOUBLE_EQ(value, c.value) << c.text;
+    EXPECT_EQ(rest, c.rest) << c.text;
+  }
+  EXPECT_EQ(report(),
+            "ERROR c.ibs (line    3) - Premature end of R/L/C section\n"
+            "ERROR c.ibs (line    3) - Premature end of R/L/C section\n"
+            "ERROR c.ibs (line    3) - Unexpected '=' found\n"
+            "ERROR c.ibs (line    3) - Unexpected token 'X' found in R/L/C section\n"
+            "ERROR c.ibs (line    3) - Unexpected token 'len' found in R/L/C section\n"
+            "ERROR c.ibs (line    3) - Error parsing R/L/C section. Missing '='\n"
+            "ERROR c.ibs (line    3) - Illegal number found 'abc'\n"
+            "ERROR c.ibs (line    3) - Illegal number found '1pF2'\n");
+}
+
+TEST_F(Cmn, RlcValueMissingBeforeTheSlash) {
+  double value = 9;
+  std::string_view rest;
+  EXPECT_EQ(CMN_ParseRlcToken("R= /", &value, &rest), kRlcR);
+  EXPECT_EQ(value, 0.0);
+  EXPECT_EQ(rest, "/");
+  EXPECT_EQ(report(), "ERROR c.ibs (line    3) - Numerical value expected\n");
+}
+
+TEST_F(Cmn, SourceNamesAreCheckedCompletedAndOpened) {
+  test::TempDir dir;
+  dir.write("part.ibs", "[IBIS Ver] 3.2\n");
+  dir.write("board.EBD", "[IBIS Ver] 3.2\n");
+  const std::string folder = dir.path().string() + "/";
+  std::string base, full;
+
+  std::FILE* f = CMN_OpenSource(folder + "part", FileKind::Ibs, &base, &full);
+  ASSERT_NE(f, nullptr);
+  std::fclose(f);
+  EXPECT_EQ(base, "part.ibs");
+  EXPECT_EQ(full, folder + "part.ibs");
+  std::string directory;
+  CMN_SourceDirectory(&directory);
+  EXPECT_EQ(directory, folder);
+
+  f = CMN_OpenSource(folder + "board.EBD", FileKind::Ebd, &base, &full);
+  ASSERT_NE(f, nullptr);
+  std::fclose(f);
+
+  EXPECT_EQ(CMN_OpenSource(folder + "part.pkg", FileKind::Ibs, &base, &full), nullptr);
+  EXPECT_EQ(CMN_OpenSource(folder + "part.ibs", FileKind::Pkg, &base, &full), nullptr);
+  EXPECT_EQ(CMN_OpenSource(folder + "x.ibs", FileKind::Ebd, &base, &full), nullptr);
+  EXPECT_EQ(CMN_OpenSource(folder + "absent.ibs", FileKind::Ibs, &base, &full), nullptr);
+  EXPECT_EQ(CMN_OpenSource(std::string(1030, 'n'), FileKind::Ibs, &base, &full), nullptr);
+  EXPECT_EQ(CMN_OpenSource(std::string(600, 'd') + "/" + std::string(600, 'n') + ".ibs",
+                           FileKind::Ibs, &base, &full),
+            nullptr);
+  EXPECT_EQ(report(),
+            "ERROR c.ibs - File Name Requires '.ibs' Extension.\n"
+            "ERROR c.ibs - File Name Requires '.pkg' Extension.\n"
+            "ERROR c.ibs - File Name Requires '.ebd' Extension.\n"
+            "ERROR c.ibs - Unable to append filename extension.\n"
+            "ERROR c.ibs - Unable to assemble filename.\n");
+}
+
+TEST(BaseName, SplitsAtEitherSeparatorAndCutsTheExtension) {
+  EXPECT_EQ(CMN_BaseName("C:\\models\\part.ibs"), "part");
+  EXPECT_EQ(CMN_BaseName("models/sub/part.v2.ibs"), "part.v2");
+  EXPECT_EQ(CMN_BaseName("part"), "part");
+  EXPECT_EQ(CMN_BaseName("dir.d/part"), "part");
+}
+
+TEST_F(Cmn, AllocationFailureIsReportedNotThrown) {
+  std::vector<double> values;
+  EXPECT_EQ(CMN_Alloc(&values, 4), 1);
+  EXPECT_EQ(values.size(), 4u);
+  EXPECT_EQ(CMN_Realloc(&values, 8), 1);
+  EXPECT_EQ(values.size(), 8u);
+  EXPECT_EQ(CMN_Alloc(&values, values.max_size() + 1), 0);
+  EXPECT_EQ(CMN_Realloc(&values, values.max_size() + 1), 0);
+  EXPECT_EQ(values.size(), 8u);
+  const std::string r = report();
+  EXPECT_NE(r.find("ERROR c.ibs - Memory allocation failed.  This request "), std::string::npos) << r;
+  EXPECT_NE(r.find("ERROR c.ibs - Memory reallocation failed.  This request "), std::string::npos) << r;
+}
+
+}  // namespace
+}  // namespace tarn
