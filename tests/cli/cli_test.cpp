@@ -1,0 +1,111 @@
+// The tool as a user runs it: exit status, standard output and standard error.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "test_support.h"
+
+namespace {
+
+struct ToolRun {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+ToolRun run_tool(const std::string& args, const tarn::test::TempDir& dir) {
+  const std::string err_file = (dir.path() / "stderr.txt").string();
+  const std::string command =
+      "cd '" + dir.path().string() + "' && '" TARN_CLI "' " + args + " 2>'" + err_file + "'";
+  ToolRun r;
+  std::FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return r;
+  char buffer[4096];
+  size_t n = 0;
+  while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.out.append(buffer, n);
+  const int status = pclose(pipe);
+  r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  std::ifstream in(err_file);
+  std::stringstream s;
+  s << in.rdbuf();
+  r.err = s.str();
+  return r;
+}
+
+constexpr const char* kGood =
+    "[IBIS Ver] 3.2\n[File Name] good.ibs\n[Component] Part\n[Manufacturer] Acme\n[End]\n";
+
+TEST(Tool, UsageAndVersion) {
+  tarn::test::TempDir dir;
+  const ToolRun help = run_tool("--help", dir);
+  EXPECT_EQ(help.status, 0);
+  EXPECT_NE(help.out.find("usage: tarn <command>"), std::string::npos);
+  EXPECT_NE(help.out.find("check FILE..."), std::string::npos);
+  const ToolRun version = run_tool("--version", dir);
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out, "tarn " TARN_VERSION "\n");
+
+  struct Case {
+    const char* args;
+    const char* first_error_line;
+  };
+  const Case usage_errors[] = {
+      {"", "tarn: no command given\n"},
+      {"frobnicate", "tarn: unknown command 'frobnicate'\n"},
+      {"check", "tarn: check: no FILE given\n"},
+      {"check --fast good.ibs", "tarn: check: unknown option '--fast'\n"},
+  };
+  for (const Case& c : usage_errors) {
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, 2) << c.args;
+    EXPECT_EQ(r.out, "") << c.args;
+    EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1), c.first_error_line) << c.args;
+  }
+}
+
+TEST(Tool, CheckReportsEachFileWithItsSummary) {
+  tarn::test::TempDir dir;
+  dir.write("good.ibs", kGood);
+  dir.write("bad.ibs", "[IBIS Ver] 3.2\n[End]\n");
+  const ToolRun pass = run_tool("check good.ibs", dir);
+  EXPECT_EQ(pass.status, 0);
+  EXPECT_EQ(pass.out,
+            "\nChecking good.ibs for IBIS 3.2 Compatibility...\n\n"
+            "File good.ibs  Errors: 0  Compile Passed\n\n");
+  EXPECT_EQ(pass.err, "");
+
+  const ToolRun fail = run_tool("check good.ibs bad.ibs", dir);
+  EXPECT_EQ(fail.status, 1);
+  EXPECT_EQ(fail.out,
+            "\nChecking good.ibs for IBIS 3.2 Compatibility...\n\n"
+            "File good.ibs  Errors: 0  Compile Passed\n\n"
+            "\nChecking bad.ibs for IBIS 3.2 Compatibility...\n\n"
+            "ERROR bad.ibs - Required keyword 'Component' not found.\n"
+            "File bad.ibs  Errors: 1  Compile Failed\n\n");
+}
+
+TEST(Tool, UnreadableFilesAreToolErrorsAndTheOthersAreStillRead) {
+  tarn::test::TempDir dir;
+  dir.write("good.ibs", kGood);
+  dir.write("notes.txt", "[IBIS Ver] 3.2\n");
+  const ToolRun r = run_tool("check missing.ibs good.ibs notes.txt", dir);
+  EXPECT_EQ(r.status, 2);
+  EXPECT_EQ(r.err,
+            "tarn: cannot open 'missing.ibs': No such file or directory\n"
+            "tarn: 'notes.txt' is not an IBIS source (.ibs, .pkg or .ebd)\n");
+  EXPECT_NE(r.out.find("File good.ibs  Errors: 0  Compile Passed\n"), std::string::npos);
+}
+
+TEST(Tool, ShippedExamplePasses) {
+  tarn::test::TempDir dir;
+  const ToolRun r = run_tool("check '" TARN_SOURCE_DIR "/examples/tarn_demo.ibs'", dir);
+  EXPECT_EQ(r.status, 0) << r.out;
+  EXPECT_EQ(r.out.find("ERROR"), std::string::npos) << r.out;
+  EXPECT_EQ(r.out.find("WARNING"), std::string::npos) << r.out;
+}
+
+}  // namespace
