@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -116,15 +117,19 @@ int leading_int(const char* text) {
   return static_cast<int>(std::clamp<long long>(v, INT_MIN, INT_MAX));
 }
 
-// Fixed notation with `decimals` digits after the point, right-aligned in `field`.
-std::string fixed_text(double v, int decimals, bool force_sign, int field) {
-  std::string s(static_cast<size_t>(decimals) + 400, '\0');
-  char* first = s.data();
-  if (force_sign) *first++ = '+';
-  const auto r = std::to_chars(first, s.data() + s.size(), v, std::chars_format::fixed, decimals);
-  s.resize(static_cast<size_t>(r.ptr - s.data()));
-  if (static_cast<int>(s.size()) < field) s.insert(0, static_cast<size_t>(field) - s.size(), ' ');
-  return s;
+// Fixed notation with `decimals` digits after the point (and a '+' when asked), written at
+// `first` and right-aligned in `field` characters; returns the end. `last` bounds the text.
+char* put_fixed(char* first, char* last, double v, int decimals, bool force_sign, int field) {
+  char* p = first;
+  if (force_sign && p < last) *p++ = '+';
+  const auto r = std::to_chars(p, last, v, std::chars_format::fixed, decimals);
+  if (r.ec != std::errc()) return first;
+  const long len = r.ptr - first;
+  if (len >= field) return r.ptr;
+  const long pad = field - len;
+  std::memmove(first + pad, first, static_cast<size_t>(len));
+  std::memset(first, ' ', static_cast<size_t>(pad));
+  return first + field;
 }
 
 }  // namespace
@@ -154,7 +159,7 @@ void CNavigPrs::Reset() {
 
 int CNavigPrs::get_token(int* line, char* buf) {
   buf[0] = '\0';
-  if (m_end) return TOK_END;
+  if (m_end) return kTokEnd;
   const int comment = static_cast<unsigned char>(m_comChar);
 
   int c;
@@ -162,7 +167,7 @@ int CNavigPrs::get_token(int* line, char* buf) {
     c = ut_getc();
     if (c < 0) {
       m_end = 1;
-      return TOK_END;
+      return kTokEnd;
     }
     if (c == '\n') {
       ++*line;
@@ -172,7 +177,7 @@ int CNavigPrs::get_token(int* line, char* buf) {
       } while (c >= 0 && c != '\n');
       if (c < 0) {
         m_end = 1;
-        return TOK_END;
+        return kTokEnd;
       }
       ++*line;
     } else if (!is_blank(c)) {
@@ -183,7 +188,7 @@ int CNavigPrs::get_token(int* line, char* buf) {
   TokenWriter w{buf};
   int type;
   if (c == '"') {
-    type = TOK_TEXT;
+    type = kTokText;
     for (;;) {
       c = ut_getc();
       if (c < 0) {
@@ -206,7 +211,7 @@ int CNavigPrs::get_token(int* line, char* buf) {
       w.put(c);
     }
   } else {
-    type = (is_digit(c) || c == '+' || c == '-' || c == '.') ? TOK_NUMBER : TOK_WORD;
+    type = (is_digit(c) || c == '+' || c == '-' || c == '.') ? kTokNumber : kTokWord;
     w.put(c);
     for (;;) {
       c = ut_getc();
@@ -225,29 +230,27 @@ int CNavigPrs::get_token(int* line, char* buf) {
   // An over-long token is read to its end and cut, so that the next read starts on a real
   // token instead of on the tail of this one.
   buf[w.used] = '\0';
-  return w.cut ? TOK_TOO_LONG : type;
+  return w.cut ? kTokTooLong : type;
 }
 
 int CNavigPrs::get_buf_token(int* line, char* buf) {
-  if (m_pushType == TOK_END) {
+  if (m_pushType == kTokEnd) {
     // Stopped or at the end: stays so until the slot is cleared.
     buf[0] = '\0';
-    return TOK_END;
+    return kTokEnd;
   }
-  if (m_pushType == TOK_NONE) return get_token(line, buf);
+  if (m_pushType == kTokNone) return get_token(line, buf);
   const int type = m_pushType;
-  std::memcpy(buf, m_pushText.c_str(), m_pushText.size() + 1);
+  std::memcpy(buf, m_pushText.data(), std::strlen(m_pushText.data()) + 1);
   *line += m_pushLines;
   ut_parse_clear_buffer();
   return type;
 }
 
 int CNavigPrs::get_next_token_type() {
-  if (m_pushType == TOK_NONE) {
-    TokenBuf buf;
+  if (m_pushType == kTokNone) {
     int lines = 0;
-    m_pushType = get_token(&lines, buf.data());
-    m_pushText = buf.data();
+    m_pushType = get_token(&lines, m_pushText.data());
     m_pushLines = lines;
   }
   return m_pushType;
@@ -255,7 +258,7 @@ int CNavigPrs::get_next_token_type() {
 
 int CNavigPrs::ut_parse_get_next(char* buf) {
   const int type = get_next_token_type();
-  std::memcpy(buf, m_pushText.c_str(), m_pushText.size() + 1);
+  std::memcpy(buf, m_pushText.data(), std::strlen(m_pushText.data()) + 1);
   return type;
 }
 
@@ -274,14 +277,14 @@ key_lookup* CNavigPrs::parse_lookup(key_lookup* table, const char* word) {
 void CNavigPrs::ut_parse_set_comchar(char c) { m_comChar = c; }
 
 void CNavigPrs::ut_parse_clear_buffer() {
-  m_pushType = TOK_NONE;
-  m_pushText.clear();
+  m_pushType = kTokNone;
+  m_pushText[0] = '\0';
   m_pushLines = 0;
 }
 
 void CNavigPrs::ut_parse_stop() {
-  m_pushType = TOK_END;
-  m_pushText.clear();
+  m_pushType = kTokEnd;
+  m_pushText[0] = '\0';
   m_pushLines = 0;
 }
 
@@ -297,6 +300,7 @@ int CNavigPrs::ut_parse(key_lookup* table, int mode) {
     args.push_back(arg_val{});
   };
 
+  // Any mode but 0 goes on after errors, as 1 does.
   const bool keep_going = mode != 0;
   int good = 1;
   int errors = 0;
@@ -312,16 +316,16 @@ int CNavigPrs::ut_parse(key_lookup* table, int mode) {
 
     for (;;) {
       const int type = get_buf_token(&line, word.data());
-      if (type == TOK_END) break;
-      if (type != TOK_WORD) {
+      if (type == kTokEnd) break;
+      if (type != kTokWord) {
         if (good) {
-          Error(line, TOK_WORD, type, word.data(), word.data());
+          Error(line, kTokWord, type, word.data(), word.data());
           ++errors;
           good = 0;
         }
       } else if (key_lookup* row = parse_lookup(table, word.data()); row == nullptr) {
         if (good) {
-          Error(line, TOK_WORD, ERR_UNKNOWN_KEYWORD, word.data(), word.data());
+          Error(line, kTokWord, kErrUnknownKeyword, word.data(), word.data());
           ++errors;
           good = 0;
         }
@@ -344,9 +348,9 @@ int CNavigPrs::ut_parse(key_lookup* table, int mode) {
             // Repeat the group while the next token fits its first item.
             size_t first = group;
             while (first < len && (tmpl[first] == '?' || tmpl[first] == '*')) ++first;
-            if (first == len) break;
+            if (first == len) break;  // an empty group would repeat for ever
             const int next = get_next_token_type();
-            if ((tmpl[first] == 't') ? next != TOK_TEXT : next != TOK_NUMBER) break;
+            if ((tmpl[first] == 't') ? next != kTokText : next != kTokNumber) break;
             pos = group;
             optional = false;
             continue;
@@ -361,7 +365,7 @@ int CNavigPrs::ut_parse(key_lookup* table, int mode) {
             ++pos;
             continue;
           }
-          const int want = item == 't' ? TOK_TEXT : TOK_NUMBER;
+          const int want = item == 't' ? kTokText : kTokNumber;
           // An optional item may be absent, and repeats while tokens of its type follow.
           if (optional && get_next_token_type() != want) {
             optional = false;
@@ -404,7 +408,7 @@ int CNavigPrs::ut_parse(key_lookup* table, int mode) {
               break;
           }
           if (!in_range) {
-            Error(line, TOK_NUMBER, ERR_OUT_OF_RANGE, word.data(), tok.data());
+            Error(line, kTokNumber, kErrOutOfRange, word.data(), tok.data());
             ++errors;
             good = 0;
             break;
@@ -420,7 +424,7 @@ int CNavigPrs::ut_parse(key_lookup* table, int mode) {
         if (good && row->action != 0) {
           for (const auto& [index, offset] : text_args) args[index].s = texts.data() + offset;
           if (switch_func(row->action, args.data(), row->tag, line, static_cast<int>(args.size())) != 0) {
-            Error(line, TOK_WORD, ERR_ACTION_FAILED, word.data(), word.data());
+            Error(line, kTokWord, kErrActionFailed, word.data(), word.data());
             ++errors;
             good = 0;
           }
@@ -437,10 +441,10 @@ int CNavigPrs::ut_parse(key_lookup* table, int mode) {
 int CNavigPrs::ut_parse_skip2keywds(int n, const char* const* words) {
   for (;;) {
     const int type = get_next_token_type();
-    if (type == TOK_END) return -1;
-    if (type == TOK_WORD) {
+    if (type == kTokEnd) return -1;
+    if (type == kTokWord) {
       for (int i = 0; i < n; ++i) {
-        if (ut_stricmp(words[i], m_pushText.c_str()) == 0) return i;
+        if (ut_stricmp(words[i], m_pushText.data()) == 0) return i;
       }
     }
     ut_parse_clear_buffer();
@@ -450,17 +454,17 @@ int CNavigPrs::ut_parse_skip2keywds(int n, const char* const* words) {
 int CNavigPrs::ut_parse_copy2keywds(std::ostream& out, int n, const char* const* words) {
   for (;;) {
     const int type = get_next_token_type();
-    if (type == TOK_END) return -1;
-    if (type == TOK_WORD) {
+    if (type == kTokEnd) return -1;
+    if (type == kTokWord) {
       for (int i = 0; i < n; ++i) {
-        if (ut_stricmp(words[i], m_pushText.c_str()) == 0) return 0;
+        if (ut_stricmp(words[i], m_pushText.data()) == 0) return 0;
       }
-      out << '\n' << m_pushText << ' ';
-    } else if (type == TOK_TEXT) {
-      QuoteText(out, m_pushText.c_str());
+      out << '\n' << m_pushText.data() << ' ';
+    } else if (type == kTokText) {
+      QuoteText(out, m_pushText.data());
       out << ' ';
     } else {
-      out << m_pushText << ' ';
+      out << m_pushText.data() << ' ';
     }
     ut_parse_clear_buffer();
   }
@@ -489,15 +493,19 @@ double CNavigPrs::ut_eng2dbl(const char* text) {
   if (text == nullptr) return 0.0;
   // Not cut to a fixed width: dropping digits of a long number would change its magnitude.
   std::string num;
-  for (const char* p = text; *p != '\0'; ++p) {
-    const char c = *p;
-    if (c == ' ' || c == '\t' || c == ',') continue;
-    if (is_digit(c) || c == '+' || c == '-' || c == '.' || c == 'E' || c == 'e') {
-      num += c;
-      continue;
+  try {
+    for (const char* p = text; *p != '\0'; ++p) {
+      const char c = *p;
+      if (c == ' ' || c == '\t' || c == ',') continue;
+      if (is_digit(c) || c == '+' || c == '-' || c == '.' || c == 'E' || c == 'e') {
+        num += c;
+        continue;
+      }
+      if (const char* exp = scale_exponent(c)) num += exp;
+      break;
     }
-    if (const char* exp = scale_exponent(c)) num += exp;
-    break;
+  } catch (const std::bad_alloc&) {
+    return 0.0;
   }
   return decimal_to_double(num);
 }
@@ -531,44 +539,53 @@ void CNavigPrs::ut_sci(double value, double* mantissa, int* exponent) {
 
 char* CNavigPrs::ut_dbl2eng(double value, int width, char* dst) {
   if (dst == nullptr) return dst;
-  std::string out;
   if (width < 5) {
-    out.assign("***", static_cast<size_t>(std::clamp(width, 0, 3)));
-  } else if (!std::isfinite(value)) {
-    out = "NaN ";
-  } else {
-    char sign = ' ';
-    if (value < 0) {
-      sign = '-';
-      value = -value;
-    }
-    double m = 0;
-    int e = 0;
-    ut_sci(value, &m, &e);
-    if (m != 0) {
-      m *= 10;
-      --e;
-    }
-    int digits = 1;
-    while (e % 3 != 0) {
-      --e;
-      m *= 10;
-      ++digits;
-    }
-    static constexpr char kScale[] = "afpnum kMGT";
-    const int index = e / 3 + 6;
-    if (index >= 0 && index <= 10 && index != 6) {
-      out = sign + fixed_text(m, std::max(width - digits - 3, 0), false, width - 3) + kScale[index];
-    } else if (index == 6) {
-      out = fixed_text(m, std::max(width - digits - 2, 0), true, width - 2);
-      out[0] = sign;
-    } else {
-      char buf[32];
-      const auto r = std::to_chars(buf, buf + sizeof buf, value, std::chars_format::scientific, 6);
-      out.assign(1, sign).append(buf, r.ptr);
-      if (static_cast<int>(out.size()) < width) out.append(static_cast<size_t>(width) - out.size(), ' ');
-    }
+    const int n = std::clamp(width, 0, 3);
+    std::memcpy(dst, "***", static_cast<size_t>(n));
+    dst[n] = '\0';
+    return dst;
   }
-  std::memcpy(dst, out.c_str(), out.size() + 1);
+  if (!std::isfinite(value)) {
+    std::memcpy(dst, "NaN ", 5);
+    return dst;
+  }
+
+  char sign = ' ';
+  if (value < 0) {
+    sign = '-';
+    value = -value;
+  }
+  double m = 0;
+  int e = 0;
+  ut_sci(value, &m, &e);
+  if (m != 0) {
+    m *= 10;
+    --e;
+  }
+  int digits = 1;
+  while (e % 3 != 0) {
+    --e;
+    m *= 10;
+    ++digits;
+  }
+
+  // The room the caller was asked to give, less the terminating NUL.
+  char* const last = dst + std::max(width + 2, 16) - 1;
+  static constexpr char kScale[] = "afpnum kMGT";
+  const int index = e / 3 + 6;
+  char* p;
+  if (index >= 0 && index <= 10 && index != 6) {
+    dst[0] = sign;
+    p = put_fixed(dst + 1, last - 1, m, std::max(width - digits - 3, 0), false, width - 3);
+    *p++ = kScale[index];
+  } else if (index == 6) {
+    p = put_fixed(dst, last, m, std::max(width - digits - 2, 0), true, width - 2);
+    dst[0] = sign;
+  } else {
+    dst[0] = sign;
+    p = std::to_chars(dst + 1, last, value, std::chars_format::scientific, 6).ptr;
+    while (p - dst < width) *p++ = ' ';
+  }
+  *p = '\0';
   return dst;
 }

@@ -3,9 +3,9 @@
 // notation conversions the library shows at its boundary.
 #pragma once
 
+#include <array>
 #include <fstream>
 #include <ostream>
-#include <string>
 
 #include "tarn/export.h"
 
@@ -41,18 +41,18 @@ class TARN_API CNavigPrs {
   static constexpr int kMaxToken = 2048;
 
   /// Token types returned by `get_token`.
-  static constexpr int TOK_END = 0;
-  static constexpr int TOK_TEXT = 1;
-  static constexpr int TOK_WORD = 2;
-  static constexpr int TOK_NUMBER = 3;
-  static constexpr int TOK_TOO_LONG = 5;
+  static constexpr int kTokEnd = 0;
+  static constexpr int kTokText = 1;
+  static constexpr int kTokWord = 2;
+  static constexpr int kTokNumber = 3;
+  static constexpr int kTokTooLong = 5;
   /// Pushed-back slot empty (never returned by a read).
-  static constexpr int TOK_NONE = 99;
+  static constexpr int kTokNone = 99;
 
   /// Extra `got` codes handed to `Error`.
-  static constexpr int ERR_UNKNOWN_KEYWORD = 6;
-  static constexpr int ERR_OUT_OF_RANGE = 7;
-  static constexpr int ERR_ACTION_FAILED = 8;
+  static constexpr int kErrUnknownKeyword = 6;
+  static constexpr int kErrOutOfRange = 7;
+  static constexpr int kErrActionFailed = 8;
 
   /// Comment character "|", no stream, nothing pushed back.
   CNavigPrs() = default;
@@ -142,8 +142,8 @@ class TARN_API CNavigPrs {
   /// 1 once the end of the input has been met.
   int m_end = 0;
   /// The token read ahead and not yet consumed.
-  int m_pushType = TOK_NONE;
-  std::string m_pushText;
+  int m_pushType = kTokNone;
+  std::array<char, kMaxToken + 1> m_pushText{};
   /// Line feeds passed while reading it; added to the line number when it is consumed.
   int m_pushLines = 0;
 
