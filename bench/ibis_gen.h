@@ -1,0 +1,14 @@
+// Writes large synthetic IBIS 3.2 files for benchmarks: one component with thousands of pins
+// and as many models as the size asks for, each with 100-row VI tables and waveforms, every
+// number with an engineering suffix.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace tarn::bench {
+
+/// Writes a file of about `target_bytes` to `path`; returns the bytes written (0 on failure).
+size_t generate_ibis(const std::string& path, size_t target_bytes);
+
+}  // namespace tarn::bench
