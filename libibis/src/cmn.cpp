@@ -6,6 +6,7 @@
 
 #include "libibis/src/chars.h"
 #include "libibis/src/parse.h"
+#include "libibis/src/reading_state.h"
 
 namespace tarn {
 namespace {
@@ -28,6 +29,7 @@ struct CmnState {
   std::string source_directory;
 };
 CmnState g_cmn;
+SavedWithReading<CmnState> g_cmn_saved(&g_cmn);
 
 bool is_c_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 

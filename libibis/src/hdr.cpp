@@ -6,6 +6,7 @@
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
 #include "libibis/src/parse.h"
+#include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
 
 namespace tarn {
@@ -24,6 +25,7 @@ struct HeaderState {
 };
 
 HeaderState g_hdr;
+SavedWithReading<HeaderState> g_hdr_saved(&g_hdr);
 bool g_accept_version1 = false;
 
 bool& seen(Kw code) { return g_hdr.seen[kw_int(code)]; }

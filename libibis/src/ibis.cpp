@@ -2,6 +2,7 @@
 
 #include "libibis/src/guard.h"
 #include "libibis/src/parse.h"
+#include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
 #include "libibis/src/source.h"
 
@@ -68,6 +69,39 @@ void IBIS_EndOfFileChecks(FileKind kind, bool nested) {
   if (!doc->package_models.empty()) PKGMDL_EndOfFile();
   if (!doc->selectors.empty()) MSEL_EndOfFile();
   if (!doc->submodels.empty()) SUBMDL_EndOfFile();
+}
+
+int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_out) {
+  TARN_ASSERT(source != nullptr);
+  const SavedStates saved = save_reading_states();
+  const std::string outer_name = RPT_GetFileName();
+  auto finish = [&](int result) {
+    restore_reading_states(saved);
+    RPT_SetFileName(outer_name.c_str());
+    return result;
+  };
+  RPT_SetFileName(source);
+  const int version = SRC_DetectVersion(source, nullptr, kind);
+  if (version < 1 || version > 3) {
+    RPT_Error("Unrecognized IBIS Version");
+    return finish(0);
+  }
+  PRS_SetVersion(version);
+  std::unique_ptr<IbisDocument> doc;
+  if (document_out) {
+    doc.reset(IBIS_CreateDocument());
+    if (!doc) {
+      RPT_Error("Unable to create IBIS.");
+      return finish(0);
+    }
+  }
+  const int read = PRS_ReadFile(source, kind);
+  if (read) IBIS_EndOfFileChecks(kind, true);
+  if (doc) {
+    IBIS_DetachDocument(doc.get());
+    if (read) *document_out = doc.release();
+  }
+  return finish(read);
 }
 
 ReadOutcome ibis_read(const char* source, std::FILE* report, bool want_document) {

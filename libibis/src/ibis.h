@@ -49,6 +49,12 @@ int IBIS_GetList(const std::vector<std::unique_ptr<Record>>& list,
   return list.empty() ? 0 : 1;
 }
 
+/// Reads another source in the middle of a reading (a package file found by a search, a
+/// component file named by a board): into the current document, or with `document_out` into a
+/// new one handed back. The reader's and the sections' states are restored afterwards, and its
+/// findings add to the counts of the reading. 1 when the file was read.
+int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_out);
+
 /// The checks that run after the whole file has been read, by file kind.
 void IBIS_EndOfFileChecks(FileKind kind, bool nested);
 /// The top-level file of the reading, saved before its end-of-file checks.

@@ -13,6 +13,7 @@
 #include "libibis/src/mdl.h"
 #include "libibis/src/msel.h"
 #include "libibis/src/pkgmdl.h"
+#include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
 #include "libibis/src/submdl.h"
 
@@ -134,6 +135,7 @@ struct ReaderState {
 };
 
 ReaderState g_prs;
+SavedWithReading<ReaderState> g_prs_saved(&g_prs);
 
 // Process-wide on purpose: the tab warning is given once for the life of the library.
 bool g_tab_reported = false;

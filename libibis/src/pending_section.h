@@ -9,12 +9,14 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/reading_state.h"
 
 namespace tarn {
 
 template <class Record, std::vector<std::unique_ptr<Record>> IbisDocument::*List>
 struct PendingSection {
   Record* current = nullptr;
+  SavedWithReading<Record*> saved{&current};
 
   void reset() { current = nullptr; }
 
