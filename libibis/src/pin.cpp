@@ -1,5 +1,6 @@
 #include "libibis/src/pin.h"
 
+#include <iterator>
 #include <new>
 
 #include "libibis/src/cmn.h"

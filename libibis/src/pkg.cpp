@@ -3,6 +3,7 @@
 #include <new>
 
 #include "libibis/src/chars.h"
+#include "libibis/src/cmn.h"
 #include "libibis/src/rpt.h"
 
 namespace tarn {

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "libibis/src/cmn.h"
 #include "libibis/src/rpt.h"
 
 namespace tarn {

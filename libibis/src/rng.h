@@ -5,7 +5,6 @@
 #include <memory>
 #include <string_view>
 
-#include "libibis/src/cmn.h"
 #include "libibis/src/defs.h"
 
 namespace tarn {

@@ -1,7 +1,9 @@
 #include "libibis/src/rngp.h"
 
+#include <iterator>
 #include <new>
 
+#include "libibis/src/cmn.h"
 #include "libibis/src/rpt.h"
 
 namespace tarn {
