@@ -1,16 +1,223 @@
 #include "libibis/src/cmpnt.h"
 
-#include "libibis/src/pending_section.h"
+#include <new>
+#include <unordered_map>
+
+#include "libibis/src/chars.h"
+#include "libibis/src/cmn.h"
+#include "libibis/src/ibis.h"
+#include "libibis/src/parse.h"
+#include "libibis/src/reading_state.h"
+#include "libibis/src/rpt.h"
 
 namespace tarn {
 namespace {
-PendingSection<Component, &IbisDocument::components> g_state;
+
+constexpr size_t kNameLimit = 40;
+constexpr size_t kManufacturerLimit = 40;
+constexpr size_t kPackageModelLimit = 40;
+constexpr size_t kSubParameterItems = 2;  // name, value
+
+struct ComponentState {
+  Component* current = nullptr;
+  // The last keyword line was refused (a second [Package] or [Pin]); its data lines are
+  // dropped with it, so the first definition stands alone.
+  bool refused = false;
+};
+
+ComponentState g_cmpnt;
+SavedWithReading<ComponentState> g_cmpnt_saved(&g_cmpnt);
+
+// Si_location and Timing_location came with IBIS 3.2; under the 2.1 rules [Component] takes
+// no data lines at all.
+struct ComponentRules {
+  bool sub_parameters;
+};
+
+ComponentRules component_rules() { return ComponentRules{PRS_GetVersion() >= 3}; }
+
+void component_name(Component& c, std::string_view text) {
+  if (!CMN_SetOnce(&c.name, text, kNameLimit, "Component")) return;
+  for (char ch : c.name) {
+    if (is_space(ch)) {
+      RPT_WarningAtLine("Component '%s' contains a blank character.", c.name.c_str());
+      break;
+    }
+  }
+  CMN_CheckReservedWord(c.name);
+}
+
+void keyword_line(Component& c, Kw code, std::string_view line) {
+  c.current = code;
+  g_cmpnt.refused = false;
+  const std::string_view argument = CMN_KeywordArgument(line);
+  switch (code) {
+    case Kw::COMPONENT: component_name(c, argument); break;
+    case Kw::MANUFACTURER:
+      (void)CMN_SetOnce(&c.manufacturer, argument, kManufacturerLimit, "Manufacturer");
+      break;
+    case Kw::PACKAGE: g_cmpnt.refused = !PKG_KeywordLine(&c.package, argument); break;
+    case Kw::PIN: g_cmpnt.refused = !PIN_KeywordLine(&c.pins, argument); break;
+    case Kw::PACKAGE_MODEL:
+      (void)CMN_SetOnce(&c.package_model, argument, kPackageModelLimit, "Package_Model");
+      break;
+    default: break;  // the pin mapping and series keywords have modules of their own to come
+  }
+}
+
+// Si_location and Timing_location take one word; nothing else in the reader uses them.
+void sub_parameter_line(Component& c, std::string_view line) {
+  ItemList items;
+  if (!CMN_SplitLine(line, kSubParameterItems, 0, &items)) {
+    RPT_BugAtLine("Unable to Parse %s: %s %d", "Component Sub-Parameter", __FILE__, __LINE__);
+    return;
+  }
+  const std::string_view word = items[0];
+  if (CMN_EqualNoCase(word, "Si_location")) c.si_location.assign(items[1]);
+  else if (CMN_EqualNoCase(word, "Timing_location")) c.timing_location.assign(items[1]);
+  else RPT_ErrorAtLine("Unknown Line after Component Description");
+}
+
+void data_line(Component& c, std::string_view line) {
+  if (g_cmpnt.refused) return;
+  switch (c.current) {
+    case Kw::COMPONENT:
+      if (component_rules().sub_parameters) sub_parameter_line(c, line);
+      else RPT_ErrorAtLine("Data on this line appears to be for the Component keyword, which "
+                           "does not allow data on subsequent lines.");
+      break;
+    case Kw::MANUFACTURER:
+      RPT_ErrorAtLine("Data on this line appears to be for the Manufacturer keyword, which does "
+                      "not allow data on subsequent lines.");
+      break;
+    case Kw::PACKAGE_MODEL:
+      RPT_ErrorAtLine("Data on this line appears to be for the Package Model keyword, which does "
+                      "not allow data on subsequent lines.");
+      break;
+    case Kw::PACKAGE: PKG_DataLine(c.package.get(), line); break;
+    case Kw::PIN: (void)PIN_Row(&c.pins, line); break;
+    case Kw::PIN_MAPPING:
+    case Kw::DIFF_PIN:
+    case Kw::SERIES_SWITCH_GROUPS:
+    case Kw::SERIES_PIN_MAPPING: break;  // read by their own modules once those exist
+    default: RPT_BugAtLine("%s:%d:Unknown keyword received data.", __FILE__, __LINE__); break;
+  }
+}
+
+const PackageModel* find_package_model(const IbisDocument& doc, std::string_view name) {
+  for (const auto& model : doc.package_models)
+    if (model->name == name) return model.get();
+  return nullptr;
+}
+
+// Names are compared exactly, like every other name of the file.
+void check_component(const Component& c, bool duplicated, const IbisDocument& doc,
+                     const PinModelNames& models) {
+  const char* name = c.name.c_str();
+  if (duplicated) RPT_Error("Component '%s' is duplicated within the .ibs file.", name);
+  if (c.manufacturer.empty())
+    RPT_Error("Required keyword 'Manufacturer' not defined for Component '%s'.", name);
+  if (!c.package) RPT_Error("Keyword 'Package' not defined for Component '%s'.", name);
+  const PackageModel* package_model = nullptr;
+  if (!c.package_model.empty()) {
+    package_model = find_package_model(doc, c.package_model);
+    if (!package_model)
+      RPT_Error("Unable to find Package Model '%s' for Component '%s'", c.package_model.c_str(),
+                name);
+  }
+  if (c.pins.pins.empty()) {
+    RPT_Error("Unable to find Pin keyword data for Component '%s'.", name);
+    return;
+  }
+  PIN_EndOfFile(c.name, c.pins, models, package_model);
+}
+
 }  // namespace
 
-void CMPNT_Reset() { g_state.reset(); }
-void CMPNT_Init(FileKind) { g_state.init(); }
-void CMPNT_Line(LineKind kind, Kw, std::string_view line) { g_state.line(kind, line); }
-void CMPNT_KeywordDone(Kw) {}
-void CMPNT_EndOfFile() {}
+void CMPNT_Reset() { g_cmpnt = ComponentState{}; }
+
+void CMPNT_Init(FileKind) {
+  IbisDocument* doc = IBIS_Current();
+  TARN_ASSERT(doc != nullptr);
+  g_cmpnt = ComponentState{};
+  try {
+    doc->components.push_back(std::make_unique<Component>());
+  } catch (const std::bad_alloc&) {
+    RPT_ErrorAtLine("Unable to create new CMPNT.");
+    return;
+  }
+  g_cmpnt.current = doc->components.back().get();
+}
+
+void CMPNT_Line(LineKind kind, Kw code, std::string_view line) {
+  if (kind != LineKind::Keyword && kind != LineKind::Data) {
+    RPT_BugAtLine("%s:%d:Illegal line type passed to cmpnt.", __FILE__, __LINE__);
+    return;
+  }
+  if (!kw_in(code, Kw::COMPONENT, Kw::SERIES_PIN_MAPPING)) {
+    RPT_BugAtLine("%s:%d:Illegal keyword passed to cmpnt.", __FILE__, __LINE__);
+    return;
+  }
+  Component* c = g_cmpnt.current;
+  if (!c) {
+    if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Component keyword.");
+    else RPT_ErrorAtLine("Orphan data line keyword.");
+    return;
+  }
+  if (kind == LineKind::Keyword) keyword_line(*c, code, line);
+  else data_line(*c, line);
+}
+
+void CMPNT_KeywordDone(Kw) {
+  const Component* c = g_cmpnt.current;
+  if (c && c->current == Kw::PACKAGE && !g_cmpnt.refused) PKG_KeywordDone(c->package.get());
+}
+
+void CMPNT_EndOfFile() {
+  const IbisDocument* doc = IBIS_Current();
+  TARN_ASSERT(doc != nullptr);
+  const PinModelNames models = PIN_ModelNames(*doc);
+  std::unordered_map<std::string_view, size_t> last;  // each name's last component
+  for (size_t i = 0; i < doc->components.size(); ++i) last[doc->components[i]->name] = i;
+  for (size_t i = 0; i < doc->components.size(); ++i) {
+    const Component& c = *doc->components[i];
+    check_component(c, last[c.name] != i, *doc, models);
+  }
+}
+
+int CMPNT_GetName(const Component* component, std::string_view* out) {
+  TARN_ASSERT(component != nullptr && out != nullptr);
+  if (component->name.empty()) return 0;
+  *out = component->name;
+  return 1;
+}
+
+int CMPNT_GetManufacturer(const Component* component, std::string_view* out) {
+  TARN_ASSERT(component != nullptr && out != nullptr);
+  if (component->manufacturer.empty()) return 0;
+  *out = component->manufacturer;
+  return 1;
+}
+
+int CMPNT_GetPackage(const Component* component, const Package** out) {
+  TARN_ASSERT(component != nullptr && out != nullptr);
+  if (!component->package) return 0;
+  *out = component->package.get();
+  return 1;
+}
+
+int CMPNT_GetPackageModel(const Component* component, std::string_view* out) {
+  TARN_ASSERT(component != nullptr && out != nullptr);
+  if (component->package_model.empty()) return 0;
+  *out = component->package_model;
+  return 1;
+}
+
+int CMPNT_GetPins(const Component* component, const PinList** out) {
+  TARN_ASSERT(component != nullptr && out != nullptr);
+  if (component->pins.pins.empty()) return 0;
+  *out = &component->pins;
+  return 1;
+}
 
 }  // namespace tarn

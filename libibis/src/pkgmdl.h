@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "libibis/src/defs.h"
 
@@ -10,6 +11,7 @@ namespace tarn {
 
 struct PackageModel {
   std::string name;
+  std::vector<std::string> pin_numbers;  // of [Pin Numbers], in file order
 };
 
 /// Forgets the section's current object at the start of a reading.

@@ -37,7 +37,9 @@ ToolRun run_tool(const std::string& args, const tarn::test::TempDir& dir) {
 }
 
 constexpr const char* kGood =
-    "[IBIS Ver] 3.2\n[File Name] good.ibs\n[Component] Part\n[Manufacturer] Acme\n[End]\n";
+    "[IBIS Ver] 3.2\n[File Name] good.ibs\n[Component] Part\n[Manufacturer] Acme\n[Package]\n"
+    "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n"
+    "[End]\n";
 
 TEST(Tool, UsageAndVersion) {
   tarn::test::TempDir dir;

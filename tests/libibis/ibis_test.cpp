@@ -75,12 +75,18 @@ TEST(NestedReading, OuterReadingResumesUnchanged) {
       true);
   EXPECT_EQ(g_inner_result, 1);
   // Line numbers, file names, comment character and current keyword are the outer file's
-  // again after the inner one; the counts add up.
+  // again after the inner one; each file gets its own end-of-file checks; the counts add up.
   EXPECT_EQ(run.report,
             "ERROR inner.ibs (line    6) - Non-comment line exists after 'End' keyword.\n"
+            "ERROR inner.ibs - Required keyword 'Manufacturer' not defined for Component 'Inner'.\n"
+            "ERROR inner.ibs - Keyword 'Package' not defined for Component 'Inner'.\n"
+            "ERROR inner.ibs - Unable to find Pin keyword data for Component 'Inner'.\n"
             "ERROR outer.ibs (line    5) - Orphan Data Line.\n"
             "ERROR outer.ibs (line    8) - Non-comment line exists after 'End' keyword.\n"
-            "File outer.ibs  Errors: 3  Compile Failed\n\n");
+            "ERROR outer.ibs - Required keyword 'Manufacturer' not defined for Component 'Outer'.\n"
+            "ERROR outer.ibs - Keyword 'Package' not defined for Component 'Outer'.\n"
+            "ERROR outer.ibs - Unable to find Pin keyword data for Component 'Outer'.\n"
+            "File outer.ibs  Errors: 9  Compile Failed\n\n");
   ASSERT_NE(run.inner, nullptr);
   ASSERT_EQ(run.inner->components.size(), 1u);
   EXPECT_EQ(run.inner->components[0]->name, "Inner");

@@ -249,7 +249,7 @@ TEST(Dispatch, SectionsHearTheirKeywordsDataAndCompletion) {
   const auto t = trace(
       "[IBIS Ver] 3.2\n"
       "[Component] C1\n"
-      "[Pin] signal model\n"
+      "[Pin] signal_name model_name\n"
       "1 a b | comment\n"
       "[Model] M1\n"
       "Model_type Input   \n"
@@ -261,7 +261,7 @@ TEST(Dispatch, SectionsHearTheirKeywordsDataAndCompletion) {
                           "init Component 9",
                           "key Component 9 [Component] C1",
                           "done Component 12",
-                          "key Component 12 [Pin] signal model",
+                          "key Component 12 [Pin] signal_name model_name",
                           "data Component 12 1 a b",
                           "done Component 18",
                           "init Model 18",
@@ -283,7 +283,8 @@ TEST(Dispatch, RecurringKeywordsFollowTheirContext) {
       "[Model] M\n"
       "[Pulldown]\n"
       "[End]\n");
-  EXPECT_EQ(ibs.report, "");
+  // [Manufacturer] after [Number Of Pins] is the component's, and there is none.
+  EXPECT_EQ(ibs.report, "ERROR t.ibs (line    5) - Orphan Component keyword.\n");
   const Events keys_ibs = {
       "key Package 52", "key Package 55", "key Component 10", "key Submodel 78", "key Model 25"};
   std::vector<std::string> seen;
@@ -325,12 +326,12 @@ TEST(Dispatch, KeywordsMustBeginInColumnOneOutsideFreeText) {
       "[Notes] first\n"
       "  [Pin] is only text here\n"
       "[Component] C\n"
-      " [Pin] signal model\n"
+      " [Pin] signal_name model_name\n"
       "[End]\n");
   EXPECT_EQ(t.report, "ERROR t.ibs (line    5) - Keywords Must Begin In Column 1.\n");
   EXPECT_NE(std::find(t.events.begin(), t.events.end(), "data Header 6   [Pin] is only text here"),
             t.events.end());
-  EXPECT_NE(std::find(t.events.begin(), t.events.end(), "key Component 12 [Pin] signal model"),
+  EXPECT_NE(std::find(t.events.begin(), t.events.end(), "key Component 12 [Pin] signal_name model_name"),
             t.events.end());
 }
 
@@ -359,7 +360,7 @@ TEST(Dispatch, EndKeyword) {
             "ERROR t.ibs (line    2) - Extraneous data on End keyword line.\n"
             "ERROR t.ibs (line    6) - Non-comment line exists after 'End' keyword.\n"
             "ERROR t.ibs (line    7) - Non-comment line exists after 'End' keyword.\n");
-  const auto t = trace("[IBIS Ver] 3.2\n[Component] C\n[Pin] s m\n1 a b\n");
+  const auto t = trace("[IBIS Ver] 3.2\n[Component] C\n[Pin] signal_name model_name\n1 a b\n");
   EXPECT_EQ(t.report, "ERROR t.ibs - Required keyword 'End' not found.\n");
   EXPECT_EQ(t.events.back(), "done Component 85");  // the last section is still completed
 }
@@ -425,7 +426,7 @@ TEST(Dispatch, UnfinishedSwitchGroupIsReportedAtTheNextKeyword) {
   PRS_SetDispatchObserver([](DispatchEvent e, Section, LineKind kind, Kw, std::string_view) {
     if (e == DispatchEvent::Line && kind == LineKind::Data) PRS_SetSwitchGroupOpen(true);
   });
-  const auto r = read_lines("[IBIS Ver] 3.2\n[Component] C\n[Series Switch Groups]\nOn a b\n[Pin]\n[Model] M\n[End]\n");
+  const auto r = read_lines("[IBIS Ver] 3.2\n[Component] C\n[Series Switch Groups]\nOn a b\n[Pin] signal_name model_name\n[Model] M\n[End]\n");
   PRS_SetDispatchObserver(nullptr);
   EXPECT_EQ(r.report,
             "ERROR t.ibs (line    5) -\n"

@@ -24,6 +24,12 @@ constexpr const char* kValid =
     "[File Rev] 1.0\n"
     "[Component] Part\n"
     "[Manufacturer] Acme\n"
+    "[Package]\n"
+    "R_pkg 0.1 NA NA\n"
+    "L_pkg 1n NA NA\n"
+    "C_pkg 1p NA NA\n"
+    "[Pin] signal_name model_name\n"
+    "1 VCC POWER\n"
     "[End]\n";
 
 std::string slurp(const std::string& path) {
@@ -140,8 +146,12 @@ TEST(CheckFiles, BatchReportWithASummaryLinePerFile) {
   ::testing::internal::GetCapturedStdout();
   EXPECT_EQ(report.text(),
             "File good.ibs  Errors: 0  Compile Passed\n\n"
+            "ERROR bad.ibs (line    3) - Unknown Line after Component Description\n"
             "ERROR bad.ibs - Required keyword 'End' not found.\n"
-            "File bad.ibs  Errors: 1  Compile Failed\n\n"
+            "ERROR bad.ibs - Required keyword 'Manufacturer' not defined for Component 'X'.\n"
+            "ERROR bad.ibs - Keyword 'Package' not defined for Component 'X'.\n"
+            "ERROR bad.ibs - Unable to find Pin keyword data for Component 'X'.\n"
+            "File bad.ibs  Errors: 5  Compile Failed\n\n"
             "ERROR new.ibs - Unsupported or Illegal IBIS Version Number\n"
             "File new.ibs  Errors: 1  Compile Failed\n\n");
   EXPECT_EQ(IBIS_CheckFilesToStream(files, 1, nullptr), 1);

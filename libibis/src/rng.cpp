@@ -1,0 +1,100 @@
+#include "libibis/src/rng.h"
+
+#include <new>
+
+#include "libibis/src/cmn.h"
+#include "libibis/src/rpt.h"
+
+namespace tarn {
+namespace {
+
+constexpr size_t kRangeItems = 3;
+
+const CornerField& field_of(Corner corner) {
+  for (const CornerField& f : kCornerFields)
+    if (f.corner == corner) return f;
+  return kCornerFields[0];
+}
+
+int get_entry(const Range* range, Corner corner, double* out) {
+  TARN_ASSERT(range != nullptr && out != nullptr);
+  if (!range_corner_valid(*range, corner)) return 0;
+  *out = range->*field_of(corner).value;
+  return 1;
+}
+
+}  // namespace
+
+int range_create(std::unique_ptr<Range>* out) {
+  TARN_ASSERT(out != nullptr);
+  out->reset(new (std::nothrow) Range);
+  if (!*out) {
+    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    return 0;
+  }
+  return 1;
+}
+
+int range_parse_entry(std::string_view text, const char* corner_name, const char* label,
+                      double* value, ValueStatus* status) {
+  *status = ValueStatus::Absent;
+  return CMN_ParseValueField(text, label, corner_name, value, status);
+}
+
+void range_report_item_count(size_t found, size_t leading, const char* label) {
+  const size_t wanted = leading + kRangeItems;
+  if (found > wanted) {
+    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
+                    static_cast<int>(found), label, static_cast<int>(wanted));
+    return;
+  }
+  const size_t given = found > leading ? found - leading : 0;
+  for (size_t i = given; i < kRangeItems; ++i)
+    RPT_ErrorAtLine("No %s Value Was Provided for %s", kCornerFields[i].lower_name, label);
+}
+
+int range_parse(std::string_view line, const char* label, std::unique_ptr<Range>* out) {
+  TARN_ASSERT(label != nullptr && out != nullptr);
+  ItemList items;
+  if (!CMN_SplitLine(line, kRangeItems, 0, &items)) {
+    RPT_BugAtLine("Unable to Parse %s: %s %d", label, __FILE__, __LINE__);
+    return 0;
+  }
+  range_report_item_count(items.found, 0, label);
+  if (!range_create(out)) return 0;
+  Range& range = **out;
+  int ok = 1;
+  for (size_t i = 0; i < kRangeItems; ++i) {
+    const CornerField& f = kCornerFields[i];
+    if (!range_parse_entry(items[i], f.name, label, &(range.*f.value), &(range.*f.status))) ok = 0;
+  }
+  range_check_between(range);
+  return ok;
+}
+
+bool range_corner_valid(const Range& range, Corner corner) {
+  return range.*field_of(corner).status == ValueStatus::Value;
+}
+
+// Min above max is legal, so typ only has to lie between the two in either order.
+void range_check_between(const Range& range) {
+  for (const CornerField& f : kCornerFields)
+    if (range.*f.status != ValueStatus::Value) return;
+  const bool below_both = range.typ < range.min && range.typ < range.max;
+  const bool above_both = range.typ > range.min && range.typ > range.max;
+  if (below_both || above_both) RPT_WarningAtLine("Typ value is not in between min and max ");
+}
+
+int range_get_typ(const Range* range, double* out) { return get_entry(range, kCornerTyp, out); }
+int range_get_min(const Range* range, double* out) { return get_entry(range, kCornerMin, out); }
+int range_get_max(const Range* range, double* out) { return get_entry(range, kCornerMax, out); }
+
+int range_select(const Range* range, int corner, double* out) {
+  TARN_ASSERT(range != nullptr && out != nullptr);
+  if ((corner == kCornerMin || corner == kCornerMax) &&
+      get_entry(range, static_cast<Corner>(corner), out))
+    return 1;
+  return get_entry(range, kCornerTyp, out);
+}
+
+}  // namespace tarn

@@ -1,0 +1,70 @@
+// Typ/min/max ranges: one keyword's or subparameter's triple of values, each absent, a
+// number or "NA", with the parsing of such a line and the corner selection every user shares.
+#pragma once
+
+#include <memory>
+#include <string_view>
+
+#include "libibis/src/defs.h"
+
+namespace tarn {
+
+/// Corner codes of the reader (the boundary's eTypMinMax numbers them differently).
+enum Corner : int { kCornerMin = 0, kCornerTyp = 1, kCornerMax = 2 };
+
+/// A typ/min/max triple; a value is meaningful only with the status Value.
+struct Range {
+  double typ = 0.0;
+  ValueStatus typ_status = ValueStatus::Absent;
+  double min = 0.0;
+  ValueStatus min_status = ValueStatus::Absent;
+  double max = 0.0;
+  ValueStatus max_status = ValueStatus::Absent;
+};
+
+/// One column of a range, so that a rule is written once and run over the three corners.
+struct CornerField {
+  Corner corner;
+  double Range::*value;
+  ValueStatus Range::*status;
+  const char* name;        // in entry messages: "Typical"
+  const char* lower_name;  // in missing-column messages: "typical"
+};
+
+/// The columns in the order a line gives them: typ, min, max.
+inline constexpr CornerField kCornerFields[] = {
+    {kCornerTyp, &Range::typ, &Range::typ_status, "Typical", "typical"},
+    {kCornerMin, &Range::min, &Range::min_status, "Minimum", "minimum"},
+    {kCornerMax, &Range::max, &Range::max_status, "Maximum", "maximum"},
+};
+
+/// A zero-filled range (all three absent); 0 when it cannot be allocated.
+[[nodiscard]] int range_create(std::unique_ptr<Range>* out);
+/// Parses the typ, min and max items of `line` into a new range in `*out`. Every problem is
+/// reported at the line; 0 when an entry was invalid (that entry stays absent, the range is
+/// still stored) or the range could not be made (`*out` stays null).
+[[nodiscard]] int range_parse(std::string_view line, const char* label, std::unique_ptr<Range>* out);
+
+/// 1 and the value when the entry holds a number, else 0.
+[[nodiscard]] int range_get_typ(const Range* range, double* out);
+[[nodiscard]] int range_get_min(const Range* range, double* out);
+[[nodiscard]] int range_get_max(const Range* range, double* out);
+/// The value for a corner, falling back to the typical one when the minimum or maximum holds
+/// no number; any other corner code reads the typical value. 0 when nothing holds a number.
+[[nodiscard]] int range_select(const Range* range, int corner, double* out);
+
+/// Whether a corner's entry holds a number.
+bool range_corner_valid(const Range& range, Corner corner);
+/// Warns when all three are numbers and the typical value lies outside min and max (in
+/// either order).
+void range_check_between(const Range& range);
+
+/// Reads one entry: an empty text stays absent, "NA" and numbers take their status; an
+/// invalid text is reported and gives 0.
+int range_parse_entry(std::string_view text, const char* corner_name, const char* label,
+                      double* value, ValueStatus* status);
+/// Reports the columns that a line of `found` items leaves out, or too many items, for a
+/// line that holds `leading` items before its typ column.
+void range_report_item_count(size_t found, size_t leading, const char* label);
+
+}  // namespace tarn

@@ -1,0 +1,101 @@
+#include "libibis/src/rngp.h"
+
+#include <iterator>
+#include <new>
+
+#include "libibis/src/cmn.h"
+#include "libibis/src/rpt.h"
+
+namespace tarn {
+namespace {
+
+constexpr size_t kRowItems = 4;  // x, typ, min, max
+
+}  // namespace
+
+int row_create_empty(std::unique_ptr<RangeRow>* out) {
+  TARN_ASSERT(out != nullptr);
+  out->reset(new (std::nothrow) RangeRow);
+  if (!*out) {
+    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    return 0;
+  }
+  return 1;
+}
+
+int row_create(std::unique_ptr<RangeRow>* out, double x, double typ, double min, double max,
+               bool has_max, bool has_min) {
+  if (!row_create_empty(out)) return 0;
+  RangeRow& row = **out;
+  row.x = x;
+  row.x_status = ValueStatus::Value;
+  row.typ = typ;
+  row.typ_status = ValueStatus::Value;
+  row.min = has_min ? min : 0.0;
+  row.min_status = has_min ? ValueStatus::Value : ValueStatus::NA;
+  row.max = has_max ? max : 0.0;
+  row.max_status = has_max ? ValueStatus::Value : ValueStatus::NA;
+  return 1;
+}
+
+int row_parse(std::string_view line, const char* x_label, std::unique_ptr<RangeRow>* out) {
+  TARN_ASSERT(x_label != nullptr && out != nullptr);
+  ItemList items;
+  if (!CMN_SplitLine(line, kRowItems, 0, &items)) {
+    RPT_BugAtLine("Unable to parse %s arguments", x_label);
+    return 0;
+  }
+  range_report_item_count(items.found, 1, x_label);
+  if (!row_create_empty(out)) return 0;
+  RangeRow& row = **out;
+  int ok = range_parse_entry(items[0], x_label, x_label, &row.x, &row.x_status);
+  for (size_t i = 0; i < std::size(kCornerFields); ++i) {
+    const CornerField& f = kCornerFields[i];
+    if (!range_parse_entry(items[i + 1], f.name, x_label, &(row.*f.value), &(row.*f.status)))
+      ok = 0;
+  }
+  return ok;
+}
+
+int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out) {
+  TARN_ASSERT(list != nullptr && row != nullptr && count_out != nullptr);
+  RangeRow* last = list->tail();
+  try {
+    list->rows_.push_back(std::move(row));
+  } catch (const std::bad_alloc&) {
+    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    return 0;
+  }
+  RangeRow* added = list->rows_.back().get();
+  added->prev = last;
+  added->next = nullptr;
+  if (last) last->next = added;
+  *count_out = list->rows_.size();
+  return 1;
+}
+
+int row_prev(const RangeRow* row, const RangeRow** out) {
+  TARN_ASSERT(row != nullptr && out != nullptr);
+  if (!row->prev) return 0;
+  *out = row->prev;
+  return 1;
+}
+
+int row_get_x(const RangeRow* row, double* out) {
+  TARN_ASSERT(row != nullptr && out != nullptr);
+  if (row->x_status != ValueStatus::Value) return 0;
+  *out = row->x;
+  return 1;
+}
+
+int row_get_typ(const RangeRow* row, double* out) { return range_get_typ(row, out); }
+int row_get_min(const RangeRow* row, double* out) { return range_get_min(row, out); }
+int row_get_max(const RangeRow* row, double* out) { return range_get_max(row, out); }
+
+int row_corner_valid(const RangeRow* row, int corner) {
+  TARN_ASSERT(row != nullptr);
+  if (corner != kCornerMin && corner != kCornerTyp && corner != kCornerMax) return 0;
+  return range_corner_valid(*row, static_cast<Corner>(corner)) ? 1 : 0;
+}
+
+}  // namespace tarn
