@@ -153,6 +153,41 @@ int CMN_ParseValueField(std::string_view text, const char* label, const char* ke
   }
 }
 
+int CMN_ParseUnsigned(std::string_view text, uint32_t* value_out) {
+  TARN_ASSERT(value_out != nullptr);
+  double value = 0.0;
+  const int result = CMN_ParseNumber(text, &value);
+  if (result == kNumberInvalid || !(value >= 0.0) || value > 4294967295.0 ||
+      value != std::floor(value))
+    return kNumberInvalid;
+  *value_out = static_cast<uint32_t>(value);
+  return result;
+}
+
+int CMN_ReadCount(std::string_view text, const char* label, bool already_set,
+                  uint32_t* value_out) {
+  TARN_ASSERT(label != nullptr && value_out != nullptr);
+  if (text.empty()) {
+    RPT_ErrorAtLine("Blank %s value.", label);
+    return 0;
+  }
+  if (already_set) {
+    RPT_ErrorAtLine("Duplicate %s keyword.", label);
+    return 0;
+  }
+  uint32_t value = 0;
+  const int result = CMN_ParseUnsigned(text, &value);
+  if (result == kNumberSuspicious) {
+    RPT_WarningAtLine("Suspicious %s value.", label);
+  } else if (result == kNumberInvalid) {
+    RPT_ErrorAtLine("Bad %s value.", label);
+    value = 0;
+  }
+  if (result != kNumberInvalid && value == 0) RPT_ErrorAtLine("%s = 0.", label);
+  *value_out = value;
+  return 1;
+}
+
 int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemList* items_out) {
   TARN_ASSERT(items_out != nullptr);
   ItemList& list = *items_out;

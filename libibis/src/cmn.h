@@ -27,6 +27,15 @@ enum NumberResult : int { kNumberInvalid = 0, kNumberValid = 1, kNumberSuspiciou
 int CMN_ParseValueField(std::string_view text, const char* label, const char* keyword,
                         double* value_out, ValueStatus* status_out);
 
+/// An unsigned 32-bit count written as a scaled number: the results of CMN_ParseNumber, and
+/// invalid for a negative, fractional or too large value.
+[[nodiscard]] int CMN_ParseUnsigned(std::string_view text, uint32_t* value_out);
+/// The value of a count keyword such as [Number Of Pins], named `label` in the findings.
+/// 0 when the keyword is refused (a blank value, or `already_set`); otherwise 1 and the count,
+/// which is 0 when it is bad.
+[[nodiscard]] int CMN_ReadCount(std::string_view text, const char* label, bool already_set,
+                                uint32_t* value_out);
+
 /// The items of one data line. The views point into the line, so a list is used while the
 /// line is; `found` may exceed the number stored.
 struct ItemList {

@@ -104,15 +104,16 @@ void data_line(Component& c, std::string_view line) {
   }
 }
 
-const PackageModel* find_package_model(const IbisDocument& doc, std::string_view name) {
-  for (const auto& model : doc.package_models)
-    if (model->name == name) return model.get();
-  return nullptr;
+// A package model the file does not define may come from a .pkg file beside it.
+const PackageModel* find_package_model(std::string_view name) {
+  const PackageModel* model = nullptr;
+  if (!PKGMDL_Find(name, &model) && PKGMDL_SearchPackageFiles(name))
+    (void)PKGMDL_Find(name, &model);
+  return model;
 }
 
 // Names are compared exactly, like every other name of the file.
-void check_component(const Component& c, bool duplicated, const IbisDocument& doc,
-                     const PinModelNames& models) {
+void check_component(const Component& c, bool duplicated, const PinModelNames& models) {
   const char* name = c.name.c_str();
   if (duplicated) RPT_Error("Component '%s' is duplicated within the .ibs file.", name);
   if (c.manufacturer.empty())
@@ -120,7 +121,7 @@ void check_component(const Component& c, bool duplicated, const IbisDocument& do
   if (!c.package) RPT_Error("Keyword 'Package' not defined for Component '%s'.", name);
   const PackageModel* package_model = nullptr;
   if (!c.package_model.empty()) {
-    package_model = find_package_model(doc, c.package_model);
+    package_model = find_package_model(c.package_model);
     if (!package_model)
       RPT_Error("Unable to find Package Model '%s' for Component '%s'", c.package_model.c_str(),
                 name);
@@ -181,7 +182,7 @@ void CMPNT_EndOfFile() {
   for (size_t i = 0; i < doc->components.size(); ++i) last[doc->components[i]->name] = i;
   for (size_t i = 0; i < doc->components.size(); ++i) {
     const Component& c = *doc->components[i];
-    check_component(c, last[c.name] != i, *doc, models);
+    check_component(c, last[c.name] != i, models);
   }
 }
 
