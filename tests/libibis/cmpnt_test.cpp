@@ -24,6 +24,20 @@ constexpr const char* kBody =
     "[Pin] signal_name model_name\n"
     "1 VCC POWER\n";
 
+// A package model that passes every check of its own, for the component's pin 1.
+std::string package_model(const std::string& name) {
+  return "[Define Package Model] " + name +
+         "\n"
+         "[Manufacturer] Acme\n"
+         "[OEM] Acme\n"
+         "[Description] One pin\n"
+         "[Number Of Sections] 1\n"
+         "[Number Of Pins] 1\n"
+         "[Pin Numbers]\n"
+         "1 Len=0 L=1n /\n"
+         "[End Package Model]\n";
+}
+
 const Component* first_component(const test::ReadResult& r) {
   return r.document && !r.document->components.empty() ? r.document->components[0].get()
                                                         : nullptr;
@@ -58,7 +72,7 @@ TEST(ComponentKeyword, KeywordsAndDataLinesOfTheComponent) {
   struct Case {
     int version;
     const char* before;  // between [Component] C (line 1) and the body
-    const char* after;   // after the body
+    std::string after;   // after the body
     const char* expected;
   };
   const Case cases[] = {
@@ -70,9 +84,9 @@ TEST(ComponentKeyword, KeywordsAndDataLinesOfTheComponent) {
        "ERROR t.ibs (line    2) - Data on this line appears to be for the Component keyword, which "
        "does not allow data on subsequent lines.\n"},
       {3, "[Manufacturer] Other\n", "", "ERROR t.ibs (line    3) - Duplicate 'Manufacturer' keyword.\n"},
-      {3, "[Package Model] P1\n[Package Model] P2\n", "[Define Package Model] P1\n",
+      {3, "[Package Model] P1\n[Package Model] P2\n", package_model("P1"),
        "ERROR t.ibs (line    3) - Duplicate 'Package_Model' keyword.\n"},
-      {3, "[Package Model] P1\nmore\n", "[Define Package Model] P1\n",
+      {3, "[Package Model] P1\nmore\n", package_model("P1"),
        "ERROR t.ibs (line    3) - Data on this line appears to be for the Package Model keyword, "
        "which does not allow data on subsequent lines.\n"},
   };
@@ -144,7 +158,7 @@ TEST(ComponentEndOfFile, ChecksRunPerComponentInFileOrder) {
       "[Pin] signal_name model_name\n"
       "1 IO buf\n"
       "[Component] A\n" +
-          std::string(kBody) + "[Component] a\n" + kBody + "[Define Package Model] QFP\n[End]\n",
+          std::string(kBody) + "[Component] a\n" + kBody + package_model("QFP") + "[End]\n",
       "t.ibs", 3, true);
   EXPECT_EQ(r.report,
             "ERROR t.ibs - Component 'A' is duplicated within the .ibs file.\n"
@@ -209,6 +223,18 @@ Model_type      Input
 [Model]         xg_out
 Model_type      Output
 [Define Package Model] XG1_GV_PKG
+[Manufacturer]  Example Logic Inc.
+[OEM]           Example Logic Inc.
+[Description]   6-pin SOT-363
+[Number Of Sections] 2
+[Number Of Pins] 6
+[Pin Numbers]
+1    Len=0 R=0.05 L=0.6n C=0.1p / Len=0 L=0.2n /
+2    Len=0 R=0.05 L=0.5n C=0.1p /
+3    Len=0 R=0.04 L=0.4n C=0.1p /
+4    Len=0 R=0.05 L=0.5n C=0.1p /
+5    Len=0 R=0.04 L=0.4n C=0.1p /
+6    Len=0 R=0.05 L=0.6n C=0.1p /
 [End Package Model]
 [End]
 )";

@@ -98,7 +98,10 @@ TEST(ReadSource, ComponentIsRequiredInComponentFiles) {
   EXPECT_EQ(no_component.report, "ERROR t.ibs - Required keyword 'Component' not found.\n");
   // A document is handed over only when it holds a component.
   EXPECT_EQ(test::read_source("[IBIS Ver] 3.2\n[End]\n", "t.ibs", true).result, 0);
-  const auto pkg = test::read_source("[IBIS Ver] 3.2\n[Define Package Model] P\n[End]\n", "p.pkg");
+  const auto pkg = test::read_source(
+      "[IBIS Ver] 3.2\n[Define Package Model] P\n[Manufacturer] M\n[OEM] O\n[Description] D\n"
+      "[Number Of Pins] 1\n[Number Of Sections] 1\n[Pin Numbers]\n1\n[End Package Model]\n[End]\n",
+      "p.pkg");
   EXPECT_EQ(pkg.result, 1);
   EXPECT_EQ(pkg.report, "");
   const auto good = test::read_source(kValid, "good.ibs", true);
