@@ -420,6 +420,16 @@ bool defines_package(const std::string& path, std::string_view name) {
   return found;
 }
 
+// Reads a package file into the current document. Its header is its own: it is checked as the
+// file's, and the document keeps the header of the file that named the package.
+void read_package_file(const std::string& path) {
+  IbisDocument* doc = IBIS_Current();
+  TARN_ASSERT(doc != nullptr);
+  std::unique_ptr<FileHeader> header = std::move(doc->header);
+  (void)IBIS_ReadNested(path.c_str(), FileKind::Pkg, nullptr);
+  doc->header = std::move(header);
+}
+
 }  // namespace
 
 void PKGMDL_Reset() {
@@ -504,7 +514,7 @@ int PKGMDL_SearchPackageFiles(std::string_view name) {
     // A file is read once per reading: a second time would only duplicate its models.
     if (g_pkgmdl.searched.count(path) != 0 || !defines_package(path, name)) continue;
     matched = 1;
-    (void)IBIS_ReadNested(path.c_str(), FileKind::Pkg, nullptr);
+    read_package_file(path);
     g_pkgmdl.searched.insert(path);  // after the reading, which restores this state
   }
   return matched;

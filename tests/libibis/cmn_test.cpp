@@ -95,6 +95,38 @@ TEST_F(Cmn, ValueFieldsReportAndSetTheirStatus) {
             "ERROR c.ibs (line    3) - Invalid C_comp Value (\"x1\")\n");
 }
 
+TEST_F(Cmn, CountFields) {
+  struct Case {
+    const char* text;
+    bool already_set;
+    int taken;
+    uint32_t value;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"259", false, 1, 259, ""},
+      {"1e1", false, 1, 10, ""},
+      {"4000000000", false, 1, 4000000000u, ""},
+      {"2k5", false, 1, 2000, "WARNING c.ibs (line    3) - Suspicious Pins value.\n"},
+      {"", false, 0, 7, "ERROR c.ibs (line    3) - Blank Pins value.\n"},
+      {"", true, 0, 7, "ERROR c.ibs (line    3) - Blank Pins value.\n"},
+      {"3", true, 0, 7, "ERROR c.ibs (line    3) - Duplicate Pins keyword.\n"},
+      {"0", false, 1, 0, "ERROR c.ibs (line    3) - Pins = 0.\n"},
+      {"3.5", false, 1, 0, "ERROR c.ibs (line    3) - Bad Pins value.\n"},
+      {"-1", false, 1, 0, "ERROR c.ibs (line    3) - Bad Pins value.\n"},
+      {"4294967296", false, 1, 0, "ERROR c.ibs (line    3) - Bad Pins value.\n"},
+      {"3 pins", false, 1, 0, "ERROR c.ibs (line    3) - Bad Pins value.\n"},
+  };
+  for (const Case& c : cases) {
+    test::MemStream out;
+    RPT_SetStream(out.get());
+    uint32_t value = 7;
+    EXPECT_EQ(CMN_ReadCount(c.text, "Pins", c.already_set, &value), c.taken) << c.text;
+    EXPECT_EQ(value, c.value) << c.text;
+    EXPECT_EQ(out.text(), c.expected) << c.text;
+  }
+}
+
 TEST(SplitLine, ItemsAndDelimiters) {
   struct Case {
     const char* line;
