@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "libibis/src/ibis.h"
+#include "libibis/src/rpt.h"
 #include "package_fixture.h"
 #include "test_support.h"
 
@@ -256,6 +257,28 @@ TEST(PackageBlock, EndsAtTheNextBlockOrOtherSection) {
             "ERROR t.ibs - Required End_Package_Model keyword not found.\n");
   ASSERT_EQ(r.document->package_models.size(), 2u);
   EXPECT_EQ(r.document->package_models[1]->name, "P");
+}
+
+TEST(PackageBlock, ProgramBugsForWhatTheDispatcherNeverSends) {
+  test::MemStream out;
+  RPT_SetFileNameMode(0);
+  RPT_SetStream(out.get());
+  RPT_ResetCounts();
+  IbisDocument* doc = IBIS_CreateDocument();
+  PKGMDL_Init(FileKind::Pkg);
+  PKGMDL_Line(LineKind::Keyword, Kw::PIN, "[Pin] signal_name model_name");
+  PKGMDL_Line(LineKind::Comment, Kw::PIN_NUMBERS, "| text");
+  IBIS_DestroyDocument(doc);
+  PKGMDL_Init(FileKind::Pkg);  // no document to open it in
+  PKGMDL_Reset();
+  RPT_SetStream(nullptr);
+  uint32_t bugs = 0;
+  RPT_GetCounts(nullptr, nullptr, &bugs);
+  EXPECT_EQ(bugs, 3u);
+  const std::string text = out.text();
+  for (const char* message : {":Illegal keyword.\n", ":Illegal line type received.\n",
+                              ":PKGMDL_Init unable to get IBIS?\n"})
+    EXPECT_NE(text.find(message), std::string::npos) << message << text;
 }
 
 // A component of pins 1 and 2 that names package model `name`.
