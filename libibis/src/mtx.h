@@ -24,7 +24,7 @@ struct Matrix {
   uint32_t row_count = 0;  // expected rows: the package's Number_of_Pins
   bool bandwidth_given = false;
   uint32_t bandwidth = 0;
-  std::vector<MatrixRow> rows;  // in file order
+  std::vector<MatrixRow> rows;                         // in file order
   std::unordered_map<std::string, uint32_t> row_pins;  // how many rows name each pin
 };
 

@@ -181,7 +181,8 @@ bool store_pin(PackageModel& p, const std::string& name, bool with_sections, uin
     RPT_ErrorAtLine("More Pin Numbers names than Number of pins.");
     return false;
   }
-  const char* failure = stored == 0 ? "Unable to allocate Pin_Numbers array." : "Unable to allocate PIN.";
+  const char* failure =
+      stored == 0 ? "Unable to allocate Pin_Numbers array." : "Unable to allocate PIN.";
   try {
     p.pin_numbers.push_back(name);
     if (with_sections) {
@@ -243,9 +244,10 @@ void new_pin(PackageModel& p, std::string_view text) {
   const size_t end = CMN_SkipWord(text, 0);
   const std::string word(text.substr(0, end));
   if (b.chain.open_forks() > 0) {
-    RPT_ErrorAtLine("A new Pin %s has been defined before terminating a previous Fork with the "
-                    "corresponding Endfork",
-                    word.c_str());
+    RPT_ErrorAtLine(
+        "A new Pin %s has been defined before terminating a previous Fork with the "
+        "corresponding Endfork",
+        word.c_str());
     b.chain.close_forks();
   }
   b.chain.stop();
@@ -304,7 +306,8 @@ void check_texts(const PackageModel& p) {
   if (p.manufacturer.empty())
     RPT_Error("Keyword '%s' not found or blank for Package Model '%s'.", "Manufacturer", name);
   if (p.oem.empty()) RPT_Error("OEM keyword not found for Package Model '%s'.", name);
-  if (p.description.empty()) RPT_Error("Description keyword not found for Package Model '%s'.", name);
+  if (p.description.empty())
+    RPT_Error("Description keyword not found for Package Model '%s'.", name);
   if (p.number_of_pins == 0)
     RPT_Error("Number_of_Pins keyword not found or value bad for Package Model '%s'.", name);
 }
@@ -328,9 +331,10 @@ void check_sections(const PackageModel& p) {
   for (size_t i = 0; i < p.pin_sections.size() && i < p.pin_numbers.size(); ++i) {
     const size_t count = SECT_CountSections(p.pin_sections[i]);
     if (count > p.number_of_sections)
-      RPT_Error("Pin '%s' has %d sections. This is greater than the Number of Sections %d specified",
-                p.pin_numbers[i].c_str(), static_cast<int>(count),
-                static_cast<int>(p.number_of_sections));
+      RPT_Error(
+          "Pin '%s' has %d sections. This is greater than the Number of Sections %d specified",
+          p.pin_numbers[i].c_str(), static_cast<int>(count),
+          static_cast<int>(p.number_of_sections));
   }
 }
 
@@ -340,7 +344,8 @@ void check_model_data(const PackageModel& p, bool sections) {
   const std::pair<bool, const char*> keywords[] = {{b.model_data_seen, "Model_Data"},
                                                    {b.end_model_data_seen, "End_Model_Data"}};
   for (const auto& [seen, keyword] : keywords) {
-    if (!sections && !seen) RPT_Error("Required %s keyword not found for package %s.", keyword, name);
+    if (!sections && !seen)
+      RPT_Error("Required %s keyword not found for package %s.", keyword, name);
     if (sections && seen)
       RPT_Error("%s cannot be specified when Number_Of_Sections is specified for package %s.",
                 keyword, name);
@@ -367,7 +372,8 @@ void end_of_block(const PackageModel& p) {
   if (sections) check_sections(p);
   check_model_data(p, sections);
   check_matrices(p, sections);
-  if (!g_pkgmdl.block.end_package_model_seen) RPT_Error("Required End_Package_Model keyword not found.");
+  if (!g_pkgmdl.block.end_package_model_seen)
+    RPT_Error("Required End_Package_Model keyword not found.");
 }
 
 // ------------------------------------------------------------------------------------------

@@ -17,10 +17,10 @@
 namespace tarn {
 
 struct PackageModel {
-  std::string name;          // at most 40 characters
-  std::string manufacturer;  // at most 40
-  std::string oem;           // at most 40
-  std::string description;   // at most 40
+  std::string name;                 // at most 40 characters
+  std::string manufacturer;         // at most 40
+  std::string oem;                  // at most 40
+  std::string description;          // at most 40
   uint32_t number_of_pins = 0;      // 0: not given or bad
   uint32_t number_of_sections = 0;  // 0: not given or bad
   /// The pins of [Pin Numbers] as stored, in file order; never more than number_of_pins.

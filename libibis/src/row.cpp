@@ -67,7 +67,8 @@ bool wrap_band(Matrix* matrix) {
   if (!MTX_GetRowCount(matrix, &rows) || !MTX_GetBandwidth(matrix, &bandwidth)) return false;
   const uint32_t limit = rows > 0 ? (rows - 1) / 2 : 0;
   if (bandwidth > limit) {
-    RPT_ErrorAtLine("Bandwidth for this Banded, circle-back matrix exceeds the limit of %u.", limit);
+    RPT_ErrorAtLine("Bandwidth for this Banded, circle-back matrix exceeds the limit of %u.",
+                    limit);
     return false;
   }
   return MTX_ResetBandedWrap(matrix) == 1;
@@ -135,9 +136,10 @@ void sparse_line(const Matrix& matrix, MatrixRow* row, std::string_view line,
   if (!read_value(items[1], &value) || !store_entry(row, column, value)) return;
   if (pin == row->pin) row->self_coupled = true;
   if (items.found > 2)
-    RPT_ErrorAtLine("Excessive data <%s>, only Index and Value should be specified for a "
-                    "Sparse_matrix.",
-                    str(items[2]).c_str());
+    RPT_ErrorAtLine(
+        "Excessive data <%s>, only Index and Value should be specified for a "
+        "Sparse_matrix.",
+        str(items[2]).c_str());
 }
 
 bool make_row(Matrix* matrix, std::string pin, uint32_t columns) {
@@ -218,18 +220,21 @@ void ROW_CloseCheck(const MatrixRow& row, bool all_slots) {
   if (all_slots && row.filled() < row.column_count) {
     // A count of 1 ends the text right after "column", with no period: kept so.
     const char plural = row.filled() == 1 ? '\0' : 's';
-    RPT_ErrorAtLine("Expected %u columns of Row data for [Row] %s in Matrix ending previous to "
-                    "this line, found %u column%c.",
-                    row.column_count, pin, row.filled(), plural);
+    RPT_ErrorAtLine(
+        "Expected %u columns of Row data for [Row] %s in Matrix ending previous to "
+        "this line, found %u column%c.",
+        row.column_count, pin, row.filled(), plural);
     return;
   }
   if (!all_slots && row.filled() == 0) {
-    RPT_ErrorAtLine("Expected at least one column of Row data for [Row] %s in Matrix ending "
-                    "previous to this line.",
-                    pin);
+    RPT_ErrorAtLine(
+        "Expected at least one column of Row data for [Row] %s in Matrix ending "
+        "previous to this line.",
+        pin);
     return;
   }
-  if (!row.self_coupled) RPT_ErrorAtLine("[Row] %s must contain a self-coupled index and entry.", pin);
+  if (!row.self_coupled)
+    RPT_ErrorAtLine("[Row] %s must contain a self-coupled index and entry.", pin);
 }
 
 int ROW_GetEntry(const MatrixRow* row, uint32_t slot, double* out) {

@@ -32,7 +32,8 @@ void store_item(PinSection* section, int token, double value) {
   const SectionItem& item = item_of(token);
   std::optional<double>& slot = section->*item.value;
   if (slot) RPT_ErrorAtLine("Duplicate %s sub param in R/L/C section", item.name);
-  if (token != kRlcLen && !section->len) RPT_ErrorAtLine("Len should be specified before %s", item.name);
+  if (token != kRlcLen && !section->len)
+    RPT_ErrorAtLine("Len should be specified before %s", item.name);
   if (value < 0) RPT_ErrorAtLine("%s should not be less than zero", item.name);
   slot = value;
 }
@@ -71,8 +72,7 @@ bool SECT_ReadSection(std::string_view text, PinSection* out, std::string_view* 
       case kRlcEndLine:
         if (has_items) RPT_ErrorAtLine("Premature end of R/L/C section. Trailing '/' missing");
         return false;
-      case kRlcError:
-        return false;
+      case kRlcError: return false;
       default:
         store_item(&section, token, value);
         has_items = true;

@@ -144,11 +144,11 @@ TEST(MatrixClose, AtEndModelDataAndAtTheEndOfTheBlock) {
             "ERROR t.pkg (line   18) -\n"
             "    Expected 2 Rows, found 1 for Matrix ending previous to this line.\n");
   // Without the closing keywords the block's end closes it: at [End] on line 14.
-  const auto open = test::read_lines(
-      test::package_head() + "[Number Of Pins] 1\n[Pin Numbers]\n1\n[Model Data]\n" +
-          test::diagonal_matrix("[Inductance Matrix]", 1) +
-          "[Capacitance Matrix] Full_matrix\n[Row] 1\n[End]\n",
-      "t.pkg");
+  const auto open = test::read_lines(test::package_head() +
+                                         "[Number Of Pins] 1\n[Pin Numbers]\n1\n[Model Data]\n" +
+                                         test::diagonal_matrix("[Inductance Matrix]", 1) +
+                                         "[Capacitance Matrix] Full_matrix\n[Row] 1\n[End]\n",
+                                     "t.pkg");
   EXPECT_EQ(open.report,
             "ERROR t.pkg (line   14) - Expected 1 columns of Row data for [Row] 1 in Matrix ending "
             "previous to this line, found 0 columns.\n"
@@ -184,10 +184,10 @@ TEST_F(MatrixGuard, NullMatrix) {
   EXPECT_EQ(MTX_GetRowCount(nullptr, &value), 0);
   EXPECT_EQ(MTX_GetBandwidth(nullptr, &value), 0);
   const std::string text = out_.text();
-  for (const char* message :
-       {"gpMtx is NULL, cannot reset banded wrap type.\n",
-        "gpMtx is NULL, cannot determine banded wrap type.\n",
-        "gpMtx is NULL, cannot determine row count.\n", "gpMtx is NULL, cannot determine bandwidth.\n"})
+  for (const char* message : {"gpMtx is NULL, cannot reset banded wrap type.\n",
+                              "gpMtx is NULL, cannot determine banded wrap type.\n",
+                              "gpMtx is NULL, cannot determine row count.\n",
+                              "gpMtx is NULL, cannot determine bandwidth.\n"})
     EXPECT_NE(text.find(message), std::string::npos) << message;
   uint32_t bugs = 0;
   RPT_GetCounts(nullptr, nullptr, &bugs);
@@ -205,11 +205,23 @@ TEST_F(MatrixGuard, WrongType) {
        "gpMtx->eMatrixType is not a banded type, cannot reset banded wrap type.\n"},
       {MatrixType::BandedWrap, [](Matrix* m) { return MTX_ResetBandedWrap(m); },
        "gpMtx->eMatrixType is alreaded banded wrap\n"},
-      {MatrixType::Sparse, [](Matrix* m) { bool b; return MTX_IsBandedWrap(m, &b); },
+      {MatrixType::Sparse,
+       [](Matrix* m) {
+         bool b;
+         return MTX_IsBandedWrap(m, &b);
+       },
        "gpMtx->eMatrixType is not a banded type, cannot determine banded wrap type.\n"},
-      {MatrixType::Full, [](Matrix* m) { uint32_t v; return MTX_GetBandwidth(m, &v); },
+      {MatrixType::Full,
+       [](Matrix* m) {
+         uint32_t v;
+         return MTX_GetBandwidth(m, &v);
+       },
        "gpMtx is not banded type, cannot determine bandwidth.\n"},
-      {MatrixType::Unknown, [](Matrix* m) { bool b; return MTX_ChecksColumnCount(m, &b); },
+      {MatrixType::Unknown,
+       [](Matrix* m) {
+         bool b;
+         return MTX_ChecksColumnCount(m, &b);
+       },
        "gpMtx->eMatrixType is unknown, cannot determine CheckColumnCount.\n"},
   };
   for (const Case& c : cases) {

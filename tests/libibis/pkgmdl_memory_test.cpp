@@ -27,8 +27,7 @@ std::atomic<std::size_t> g_largest{0};
 
 void raise_to(std::atomic<std::size_t>& mark, std::size_t value) {
   std::size_t seen = mark.load();
-  while (value > seen && !mark.compare_exchange_weak(seen, value)) {
-  }
+  while (value > seen && !mark.compare_exchange_weak(seen, value)) {}
 }
 
 void* counted_new(std::size_t n) {
@@ -132,21 +131,22 @@ TEST(HostileCounts, PinsRowsAndBandwidthTakeWhatTheFileHolds) {
       &report);
   EXPECT_LT(use.largest_request, std::size_t{1} << 20);
   EXPECT_LT(use.peak_growth, kSmall);
-  EXPECT_EQ(report,
-            "ERROR big.pkg (line   13) -\n"
-            "    Bandwidth <4000000000> must be less than Number_of_Pins <4000000000>.\n"
-            "ERROR big.pkg (line   16) -\n"
-            "    Expected 4000000000 Rows, found 1 for Matrix ending previous to this line.\n"
-            "ERROR big.pkg (line   16) - Expected 4000000000 columns of Row data for [Row] A1 in "
-            "Matrix ending previous to this line, found 2 columns.\n"
-            "ERROR big.pkg (line   20) -\n"
-            "    Expected 4000000000 Rows, found 1 for Matrix ending previous to this line.\n"
-            "ERROR big.pkg (line   23) -\n"
-            "    Expected 4000000000 Rows, found 1 for Matrix ending previous to this line.\n"
-            "ERROR big.pkg (line   23) - Expected 4000000000 columns of Row data for [Row] A1 in "
-            "Matrix ending previous to this line, found 3 columns.\n"
-            "ERROR big.pkg - Number of Pins <4000000000> not the same as count of Pin Numbers names "
-            "found <3>.\n");
+  EXPECT_EQ(
+      report,
+      "ERROR big.pkg (line   13) -\n"
+      "    Bandwidth <4000000000> must be less than Number_of_Pins <4000000000>.\n"
+      "ERROR big.pkg (line   16) -\n"
+      "    Expected 4000000000 Rows, found 1 for Matrix ending previous to this line.\n"
+      "ERROR big.pkg (line   16) - Expected 4000000000 columns of Row data for [Row] A1 in "
+      "Matrix ending previous to this line, found 2 columns.\n"
+      "ERROR big.pkg (line   20) -\n"
+      "    Expected 4000000000 Rows, found 1 for Matrix ending previous to this line.\n"
+      "ERROR big.pkg (line   23) -\n"
+      "    Expected 4000000000 Rows, found 1 for Matrix ending previous to this line.\n"
+      "ERROR big.pkg (line   23) - Expected 4000000000 columns of Row data for [Row] A1 in "
+      "Matrix ending previous to this line, found 3 columns.\n"
+      "ERROR big.pkg - Number of Pins <4000000000> not the same as count of Pin Numbers names "
+      "found <3>.\n");
 }
 
 TEST(HostileCounts, SectionsTakeWhatTheFileHolds) {
@@ -160,9 +160,10 @@ TEST(HostileCounts, SectionsTakeWhatTheFileHolds) {
       &report);
   EXPECT_LT(use.largest_request, std::size_t{1} << 20);
   EXPECT_LT(use.peak_growth, kSmall);
-  EXPECT_EQ(report,
-            "ERROR big.pkg - Number of Pins <4000000000> not the same as count of Pin Numbers names "
-            "found <2>.\n");
+  EXPECT_EQ(
+      report,
+      "ERROR big.pkg - Number of Pins <4000000000> not the same as count of Pin Numbers names "
+      "found <2>.\n");
 }
 
 }  // namespace

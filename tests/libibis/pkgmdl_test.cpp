@@ -20,7 +20,7 @@ using test::read_lines;
 
 const PackageModel* first_model(const test::ReadResult& r) {
   return r.document && !r.document->package_models.empty() ? r.document->package_models[0].get()
-                                                            : nullptr;
+                                                           : nullptr;
 }
 
 // The findings about single lines, leaving out the checks when the block ends.
@@ -68,16 +68,17 @@ TEST(PackageBlock, TextFieldsAndMarkers) {
       "[Number Of Sections] 1\n[Number Of Pins] 1\n[Pin Numbers] A1\n[Pin Numbers]\nA1\n"
       "[End Package Model]\nlate data\n[End Package Model] now\n[End]\n",
       "t.pkg");
-  EXPECT_EQ(r.report,
-            "WARNING t.pkg (line    1) - Define Package Model string "
-            "'QFP_0123456789_0123456789_0123456789_0123' is too long, truncating to 40 characters.\n"
-            "WARNING t.pkg (line    4) - Description string 'A forty-eight pin quad flat package "
-            "with exposed pad' is too long, truncating to 40 characters.\n"
-            "ERROR t.pkg (line    7) - Extraneous data on 'Pin_Numbers' line.\n"
-            "ERROR t.pkg (line    8) - Duplicate 'Pin_Numbers' keyword found.\n"
-            "ERROR t.pkg (line   11) - Orphan Data line.\n"
-            "ERROR t.pkg (line   12) - Duplicate 'End_Package_Model' keyword found.\n"
-            "ERROR t.pkg (line   12) - Extraneous data on 'End_Package_Model' line.\n");
+  EXPECT_EQ(
+      r.report,
+      "WARNING t.pkg (line    1) - Define Package Model string "
+      "'QFP_0123456789_0123456789_0123456789_0123' is too long, truncating to 40 characters.\n"
+      "WARNING t.pkg (line    4) - Description string 'A forty-eight pin quad flat package "
+      "with exposed pad' is too long, truncating to 40 characters.\n"
+      "ERROR t.pkg (line    7) - Extraneous data on 'Pin_Numbers' line.\n"
+      "ERROR t.pkg (line    8) - Duplicate 'Pin_Numbers' keyword found.\n"
+      "ERROR t.pkg (line   11) - Orphan Data line.\n"
+      "ERROR t.pkg (line   12) - Duplicate 'End_Package_Model' keyword found.\n"
+      "ERROR t.pkg (line   12) - Extraneous data on 'End_Package_Model' line.\n");
   const PackageModel* p = first_model(r);
   ASSERT_NE(p, nullptr);
   EXPECT_EQ(p->name, "QFP_0123456789_0123456789_0123456789_012");
@@ -86,7 +87,8 @@ TEST(PackageBlock, TextFieldsAndMarkers) {
 }
 
 TEST(PackageBlock, OrphansOutsideABlock) {
-  const auto r = read_lines("[OEM] O\nsome data\n" + package_head() + "more data\n[End]\n", "t.pkg");
+  const auto r =
+      read_lines("[OEM] O\nsome data\n" + package_head() + "more data\n[End]\n", "t.pkg");
   EXPECT_EQ(line_findings(r.report),
             "ERROR t.pkg (line    1) - Orphan Package Model keyword.\n"
             "ERROR t.pkg (line    2) - Orphan Data Line.\n"
@@ -119,20 +121,35 @@ TEST(PlainPins, NamesCountsAndDuplicates) {
   };
   const Case cases[] = {
       {3, "[Number Of Pins] 3\n", "1\n  2\n3\n", {"1", "2", "3"}, ""},
-      {3, "[Number Of Pins] 3\n", "PIN123\nPIN12\n3\n", {"PIN12", "PIN12", "3"},
+      {3,
+       "[Number Of Pins] 3\n",
+       "PIN123\nPIN12\n3\n",
+       {"PIN12", "PIN12", "3"},
        "ERROR t.pkg (line    7) - Pin Numbers name string too long. will be truncated.\n"
        "ERROR t.pkg (line    8) - Duplicate Pin <PIN12>.\n"},
-      {3, "[Number Of Pins] 3\n", "1\n1\n1\n", {"1", "1", "1"},
+      {3,
+       "[Number Of Pins] 3\n",
+       "1\n1\n1\n",
+       {"1", "1", "1"},
        "ERROR t.pkg (line    8) - Duplicate Pin <1>.\n"
        "ERROR t.pkg (line    9) - Duplicate Pin <1>.\n"},
-      {3, "[Number Of Pins] 2\n", "1\n2\n3\n4\n", {"1", "2"},
+      {3,
+       "[Number Of Pins] 2\n",
+       "1\n2\n3\n4\n",
+       {"1", "2"},
        "ERROR t.pkg (line    9) - More Pin Numbers names than Number of pins.\n"
        "ERROR t.pkg (line   10) - More Pin Numbers names than Number of pins.\n"},
-      {3, "|\n", "1\n2\n", {},
+      {3,
+       "|\n",
+       "1\n2\n",
+       {},
        "ERROR t.pkg (line    7) - Number of Pins is zero, unable to add Pin Number.\n"
        "ERROR t.pkg (line    8) - Number of Pins is zero, unable to add Pin Number.\n"},
       // Under the IBIS 2.1 rules a pin line is a name, whatever it holds.
-      {2, "[Number Of Pins] 1\n", "A1 Len=0 L=1n /\n", {"A1 Le"},
+      {2,
+       "[Number Of Pins] 1\n",
+       "A1 Len=0 L=1n /\n",
+       {"A1 Le"},
        "ERROR t.pkg (line    7) - Pin Numbers name string too long. will be truncated.\n"},
   };
   for (const Case& c : cases) {
@@ -157,22 +174,30 @@ TEST(SectionPins, PinLinesSectionsAndForks) {
       {"A1 Len=0 L=1n C=1p / Len=1 L=1n C=1p /\n", {"A1"}, {2}, ""},
       {"A1 Len=0 L=1n /\n    Len=0 L=2n / Len = 0 L=3n /\n", {"A1"}, {3}, ""},
       {"A1\nFork\nLen=0 L=1n /\nEndfork\nLen=0 L=2n /\n", {"A1"}, {2}, ""},
-      {"Len=0 L=1n /\nA1\nLen=0 L=1n /\n", {"A1"}, {0},
+      {"Len=0 L=1n /\nA1\nLen=0 L=1n /\n",
+       {"A1"},
+       {0},
        "ERROR t.pkg (line    8) - Detected the start of an orphan R/L/C section\n"
        "ERROR t.pkg (line   10) - Detected the start of an orphan R/L/C section\n"},
       {"A1 Len=0 L=1n /\nFork\nLen=0 L=1n /\nFork\nLen=0 L=1n /\nEndfork\nLen=0 L=2n /\n",
-       {"A1"}, {4}, "ERROR t.pkg (line   11) - Cannot Nest Forks\n"},
-      {"Fork\nEndfork\nA1\nEndfork\nFork\nEndfork\n", {"A1"}, {0},
+       {"A1"},
+       {4},
+       "ERROR t.pkg (line   11) - Cannot Nest Forks\n"},
+      {"Fork\nEndfork\nA1\nEndfork\nFork\nEndfork\n",
+       {"A1"},
+       {0},
        "ERROR t.pkg (line    8) - Detected the start of an orphan 'Fork'\n"
        "ERROR t.pkg (line    9) - Detected the start of an orphan 'Endfork'\n"
        "ERROR t.pkg (line   11) - Endfork found without enclosing Fork\n"
        "ERROR t.pkg (line   13) - Empty Fork/Endfork found\n"},
       {"A1 Len=0 L=1n /\nFork\nLen=0 L=1n /\nA2 Len=0 L=1n /\nLen=0 L=1n /\n",
-       {"A1", "A2"}, {2, 2},
+       {"A1", "A2"},
+       {2, 2},
        "ERROR t.pkg (line   11) - A new Pin A2 has been defined before terminating a previous "
        "Fork with the corresponding Endfork\n"},
       {"ABCDEF Len=0 L=1n /\nA=1 Len=0 L=1n /\nA/1\nLen\nR Len=0 L=1n /\n",
-       {"ABCDE", "A=1", "A/1", "Len", "R"}, {1, 1, 0, 0, 1},
+       {"ABCDE", "A=1", "A/1", "Len", "R"},
+       {1, 1, 0, 0, 1},
        "ERROR t.pkg (line    8) - Pin Numbers name string too long. will be truncated.\n"
        "WARNING t.pkg (line    9) -\n"
        "    Found a Pin Name 'A=1' containing '='. Possible syntax error\n"
@@ -180,11 +205,15 @@ TEST(SectionPins, PinLinesSectionsAndForks) {
        "    Found a Pin Name 'A/1' containing '/'. Possible syntax error\n"
        "WARNING t.pkg (line   11) - Found a Pin Name 'Len'. Possible syntax error\n"
        "WARNING t.pkg (line   12) - Found a Pin Name 'R'. Possible syntax error\n"},
-      {"A1 Len=0 L=1n /\nA1 Len=0 L=1n /\nA1\n", {"A1", "A1", "A1"}, {1, 1, 0},
+      {"A1 Len=0 L=1n /\nA1 Len=0 L=1n /\nA1\n",
+       {"A1", "A1", "A1"},
+       {1, 1, 0},
        "ERROR t.pkg (line    9) - Duplicate Pin <A1>.\n"
        "ERROR t.pkg (line   10) - Duplicate Pin <A1>.\n"
        "ERROR t.pkg (line   10) - Duplicate Pin <A1>.\n"},
-      {"A1 Len=1 R=1 / Len=0 L=1n\n", {"A1"}, {1},
+      {"A1 Len=1 R=1 / Len=0 L=1n\n",
+       {"A1"},
+       {1},
        "ERROR t.pkg (line    8) -  L and C must be specified when Len != 0\n"
        "ERROR t.pkg (line    8) - Premature end of R/L/C section. Trailing '/' missing\n"},
   };
@@ -201,8 +230,8 @@ TEST(SectionPins, PinLinesSectionsAndForks) {
 }
 
 TEST(SectionPins, PinsBeyondTheCountAreReadButNotKept) {
-  const auto r = read_lines(section_block("A1 Len=0 L=1n /\nA2 Len=0 L=1n /\nLen=0 L=1n /\n", 9, 1),
-                            "t.pkg");
+  const auto r =
+      read_lines(section_block("A1 Len=0 L=1n /\nA2 Len=0 L=1n /\nLen=0 L=1n /\n", 9, 1), "t.pkg");
   EXPECT_EQ(line_findings(r.report),
             "ERROR t.pkg (line    9) - More Pin Numbers names than Number of pins.\n");
   const PackageModel* p = first_model(r);
@@ -222,11 +251,12 @@ TEST(SectionPins, BlockChecksWithSections) {
             "ERROR t.pkg - Pin 'A1' has 2 sections. This is greater than the Number of Sections 1 "
             "specified\n");
 
-  const auto forbidden = read_lines(
-      package_head() + "[Number Of Pins] 1\n[Pin Numbers]\n1\n[Number Of Sections] 1\n" +
-          "[Model Data]\n" + test::diagonal_matrix("[Resistance Matrix]", 1) +
-          test::diagonal_matrix("[Capacitance Matrix]", 1) + "[End Model Data]\n[End Package Model]\n[End]\n",
-      "t.pkg");
+  const auto forbidden =
+      read_lines(package_head() + "[Number Of Pins] 1\n[Pin Numbers]\n1\n[Number Of Sections] 1\n" +
+                     "[Model Data]\n" + test::diagonal_matrix("[Resistance Matrix]", 1) +
+                     test::diagonal_matrix("[Capacitance Matrix]", 1) +
+                     "[End Model Data]\n[End Package Model]\n[End]\n",
+                 "t.pkg");
   EXPECT_EQ(forbidden.report,
             "ERROR t.pkg (line    8) - Number of Sections should be specified before Pin Numbers\n"
             "ERROR t.pkg - Model_Data cannot be specified when Number_Of_Sections is specified for "
@@ -244,10 +274,10 @@ TEST(SectionPins, BlockChecksWithSections) {
 
 TEST(PackageBlock, EndsAtTheNextBlockOrOtherSection) {
   const std::string complete = section_block("1 Len=0 L=1n /\n", 1, 1);
-  const auto r = read_lines(package_head("A") + "[Number Of Pins] 1\n" +
-                                complete.substr(0, complete.find("[End]")) +
-                                "[Component] C\n[End]\n",
-                            "t.ibs");
+  const auto r =
+      read_lines(package_head("A") + "[Number Of Pins] 1\n" +
+                     complete.substr(0, complete.find("[End]")) + "[Component] C\n[End]\n",
+                 "t.ibs");
   EXPECT_EQ(r.report,
             "ERROR t.ibs - Required keyword Pin_Numbers not found.\n"
             "ERROR t.ibs - Required Model_Data keyword not found for package A.\n"
@@ -311,7 +341,8 @@ TEST(PackageEndOfFile, DuplicatesInAComponentFile) {
 // ---------------------------------------------------------------------------------------------
 // The search of .pkg files beside the file being read.
 
-std::string package_file(const std::string& name, const std::string& define = "[Define Package Model]") {
+std::string package_file(const std::string& name,
+                         const std::string& define = "[Define Package Model]") {
   const std::string block = section_block("1 Len=0 L=1n /\n2 Len=0 L=1n /\n3 Len=0 L=1n /\n", 1, 3);
   return "[IBIS Ver] 3.2\n" + define + " " + name + "\n" + block.substr(block.find('\n') + 1);
 }
@@ -362,7 +393,8 @@ TEST(PackageSearch, ReadsEveryMatchingPackageFile) {
 
 TEST(PackageSearch, ANamePrefixMatchesButIsNotTheModel) {
   test::TempDir dir;
-  dir.write("comp.ibs", kVersion + component_file("PKG", "C1") + component_file("PKG_", "C2") + "[End]\n");
+  dir.write("comp.ibs",
+            kVersion + component_file("PKG", "C1") + component_file("PKG_", "C2") + "[End]\n");
   dir.write("long.pkg", package_file("PKG_LONG"));
   const SearchRun run = read_component(dir, "comp.ibs");
   EXPECT_EQ(run.report,

@@ -62,14 +62,16 @@ TEST(RowColumnCount, ByTypeRowAndBand) {
 
 // Four pins: the matrix keyword on line 12, [Bandwidth] on 13, the rows from 14 on.
 std::string banded(int bandwidth, const std::vector<const char*>& rows) {
-  std::string text = "[Inductance Matrix] Banded_matrix\n[Bandwidth] " + std::to_string(bandwidth) + "\n";
+  std::string text =
+      "[Inductance Matrix] Banded_matrix\n[Bandwidth] " + std::to_string(bandwidth) + "\n";
   for (size_t i = 0; i < rows.size(); ++i)
     text += "[Row] " + std::to_string(i + 1) + "\n" + rows[i] + "\n";
   return text;
 }
 
 TEST(RowData, BandedRowsWrapAroundWhenTheBandAllows) {
-  const auto wrapped = test::read_lines(matrix_package(4, banded(1, {"1 2", "3 4", "5 6", "7 8"})), "t.pkg");
+  const auto wrapped =
+      test::read_lines(matrix_package(4, banded(1, {"1 2", "3 4", "5 6", "7 8"})), "t.pkg");
   EXPECT_EQ(wrapped.report, "");
   const Matrix* m = inductance(wrapped);
   ASSERT_NE(m, nullptr);
@@ -79,7 +81,8 @@ TEST(RowData, BandedRowsWrapAroundWhenTheBandAllows) {
   EXPECT_EQ(values(m->rows[3]), (std::vector<double>{7, 8}));
 
   // Rows of 3, 3, 2 and 1 slots; the band of 2 is too wide to wrap 4 pins.
-  const auto refused = test::read_lines(matrix_package(4, banded(2, {"1 2 3", "1 2 3", "1 2", "1 2"})), "t.pkg");
+  const auto refused =
+      test::read_lines(matrix_package(4, banded(2, {"1 2 3", "1 2 3", "1 2", "1 2"})), "t.pkg");
   EXPECT_EQ(refused.report,
             "ERROR t.pkg (line   21) -\n"
             "    Bandwidth for this Banded, circle-back matrix exceeds the limit of 1.\n");
@@ -102,7 +105,8 @@ TEST(RowData, BandedRowsWrapAroundWhenTheBandAllows) {
 }
 
 TEST(RowData, BandedRowWithinTheMatrixKeepsToItsBand) {
-  const auto r = test::read_lines(matrix_package(4, banded(1, {"1 2 3 4", "1 2", "1 2", "1"})), "t.pkg");
+  const auto r =
+      test::read_lines(matrix_package(4, banded(1, {"1 2 3 4", "1 2", "1 2", "1"})), "t.pkg");
   EXPECT_EQ(r.report, "ERROR t.pkg (line   15) - Only 2 columns of data allowed for this Row .\n");
   const Matrix* m = inductance(r);
   ASSERT_NE(m, nullptr);
@@ -120,9 +124,11 @@ TEST(RowData, FullRowValues) {
   const Case cases[] = {
       {"1n 2n", {1e-9, 2e-9}, ""},
       {"1n\n2n", {1e-9, 2e-9}, ""},
-      {"1n 2n 3n 4n", {1e-9, 2e-9},
+      {"1n 2n 3n 4n",
+       {1e-9, 2e-9},
        "ERROR t.pkg (line   12) - More row data than allowed for this row.\n"},
-      {"1n abc 2n", {1e-9},
+      {"1n abc 2n",
+       {1e-9},
        "ERROR t.pkg (line   12) - Unable to convert row data.\n"
        "ERROR t.pkg (line   15) - Expected 2 columns of Row data for [Row] 1 in Matrix ending "
        "previous to this line, found 1 column\n"},
@@ -151,22 +157,26 @@ TEST(RowData, SparseEntries) {
   };
   const Case cases[] = {
       {"3 0.5n", {1e-9, 0.5e-9}, ""},
-      {"1 0.5n", {1e-9},
+      {"1 0.5n",
+       {1e-9},
        "ERROR t.pkg (line   15) -\n"
        "    This Row Column Index defines an entry in the lower matrix triangle.\n"},
       {"2 2n", {2e-9}, "ERROR t.pkg (line   16) - Duplicate Row column index 2.\n"},
-      {"9 1n", {1e-9},
+      {"9 1n",
+       {1e-9},
        "ERROR t.pkg (line   15) - Unable to find Pin <9> in Package Model Pin_Number list.\n"},
       {"3", {1e-9}, "ERROR t.pkg (line   15) - No row data.\n"},
       {"3 abc", {1e-9}, "ERROR t.pkg (line   15) - Unable to convert row data.\n"},
-      {"3 0.5n x", {1e-9, 0.5e-9},
+      {"3 0.5n x",
+       {1e-9, 0.5e-9},
        "ERROR t.pkg (line   15) - Excessive data <x>, only Index and Value should be specified "
        "for a Sparse_matrix.\n"},
   };
   for (const Case& c : cases) {
     const auto r = test::read_lines(
-        matrix_package(3, std::string("[Inductance Matrix] Sparse_matrix\n[Row] 1\n1 1n\n[Row] 2\n") +
-                              c.line + "\n2 1n\n[Row] 3\n3 1n\n"),
+        matrix_package(
+            3, std::string("[Inductance Matrix] Sparse_matrix\n[Row] 1\n1 1n\n[Row] 2\n") + c.line +
+                   "\n2 1n\n[Row] 3\n3 1n\n"),
         "t.pkg");
     EXPECT_EQ(r.report, c.expected) << c.line;
     const Matrix* m = inductance(r);
@@ -186,29 +196,35 @@ TEST(RowKeyword, PinsPositionsAndCounts) {
     const char* expected;
   };
   const Case cases[] = {
-      {"[Row] 2\n1 2 3\n[Row] 1\n1 2\n[Row] 3\n1\n", {"2", "1", "3"},
+      {"[Row] 2\n1 2 3\n[Row] 1\n1 2\n[Row] 3\n1\n",
+       {"2", "1", "3"},
        "ERROR t.pkg (line   12) -\n"
        "    Expected Pin <2> at matrix row index 2, found at matrix row index 1.\n"
        "ERROR t.pkg (line   14) -\n"
        "    Expected Pin <1> at matrix row index 1, found at matrix row index 2.\n"},
-      {"[Row] 1\n1 2 3\n[Row] 1\n1 2\n[Row] 3\n1\n", {"1", "1", "3"},
+      {"[Row] 1\n1 2 3\n[Row] 1\n1 2\n[Row] 3\n1\n",
+       {"1", "1", "3"},
        "ERROR t.pkg (line   14) - Repeated ROW <1>.\n"
        "ERROR t.pkg (line   14) -\n"
        "    Expected Pin <1> at matrix row index 1, found at matrix row index 2.\n"},
-      {"[Row] 9\n1 2 3\n[Row] 2\n1 2\n[Row] 3\n1\n", {"9", "2", "3"},
+      {"[Row] 9\n1 2 3\n[Row] 2\n1 2\n[Row] 3\n1\n",
+       {"9", "2", "3"},
        "ERROR t.pkg (line   12) - Unable to find Pin <9> in Package Model Pin_Number list.\n"},
-      {"[Row] 123456\n1 2 3\n[Row] 2\n1 2\n[Row] 3\n1\n", {"12345", "2", "3"},
+      {"[Row] 123456\n1 2 3\n[Row] 2\n1 2\n[Row] 3\n1\n",
+       {"12345", "2", "3"},
        "ERROR t.pkg (line   12) - PIN NUMBER string too long.\n"
        "ERROR t.pkg (line   12) -\n"
        "    Unable to find Pin <12345> in Package Model Pin_Number list.\n"},
-      {"[Row]\n1 2 3\n[Row] 1\n1 2 3\n[Row] 2\n1 2\n[Row] 3\n1\n", {"1", "2", "3"},
+      {"[Row]\n1 2 3\n[Row] 1\n1 2 3\n[Row] 2\n1 2\n[Row] 3\n1\n",
+       {"1", "2", "3"},
        "ERROR t.pkg (line   12) - Unknown PIN NUMBER.\n"},
-      {"[Row] 1\n1 2 3\n[Row] 2\n1 2\n[Row] 3\n1\n[Row] 3\n1\n", {"1", "2", "3"},
+      {"[Row] 1\n1 2 3\n[Row] 2\n1 2\n[Row] 3\n1\n[Row] 3\n1\n",
+       {"1", "2", "3"},
        "ERROR t.pkg (line   18) - Unable to add new matrix row, expected column count = 0.\n"},
   };
   for (const Case& c : cases) {
-    const auto r =
-        test::read_lines(matrix_package(3, std::string("[Inductance Matrix] Full_matrix\n") + c.rows), "t.pkg");
+    const auto r = test::read_lines(
+        matrix_package(3, std::string("[Inductance Matrix] Full_matrix\n") + c.rows), "t.pkg");
     EXPECT_EQ(r.report, c.expected) << c.rows;
     const Matrix* m = inductance(r);
     ASSERT_NE(m, nullptr);
@@ -220,7 +236,8 @@ TEST(RowKeyword, PinsPositionsAndCounts) {
 
 TEST(RowKeyword, OnlyInsideAnOpenMatrix) {
   // Three pins: [Row] on line 11 before any matrix, and on line 24 after [End Model Data].
-  std::string text = matrix_package(3, "[Row] 1\n1n\n" + test::diagonal_matrix("[Inductance Matrix]", 3));
+  std::string text =
+      matrix_package(3, "[Row] 1\n1n\n" + test::diagonal_matrix("[Inductance Matrix]", 3));
   text.insert(text.find("[End Package Model]"), "[Row] 2\n1n\n");
   const auto r = test::read_lines(text, "t.pkg");
   EXPECT_EQ(r.report,

@@ -26,7 +26,9 @@ class Sect : public ::testing::Test {
   test::MemStream out_;
 };
 
-std::string at_line(const std::string& message) { return "ERROR s.pkg (line    3) - " + message + "\n"; }
+std::string at_line(const std::string& message) {
+  return "ERROR s.pkg (line    3) - " + message + "\n";
+}
 
 TEST_F(Sect, OneSectionWithItsFindings) {
   struct Case {
@@ -45,7 +47,8 @@ TEST_F(Sect, OneSectionWithItsFindings) {
       {"Len=0 L=1n L=2n /", true, "", at_line("Duplicate L sub param in R/L/C section")},
       {"Len=-1 L=1n C=1p /", true, "", at_line("Len should not be less than zero")},
       {"Len=0 C=-1p /", true, "", at_line("C should not be less than zero")},
-      {"Len=0 L=1n C=1p", false, "", at_line("Premature end of R/L/C section. Trailing '/' missing")},
+      {"Len=0 L=1n C=1p", false, "",
+       at_line("Premature end of R/L/C section. Trailing '/' missing")},
       {"Len=0 L=", false, "",
        at_line("Premature end of R/L/C section") +
            at_line("Premature end of R/L/C section. Trailing '/' missing")},
