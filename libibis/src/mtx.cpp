@@ -115,6 +115,7 @@ void MTX_Keyword(std::unique_ptr<Matrix>* slot, MatrixKind kind, uint32_t row_co
   read_type(g_mtx.current, type);
 }
 
+// A misplaced or refused [Bandwidth] leaves the matrix without one.
 void MTX_Bandwidth(Kw before, std::string_view value) {
   if (!bandwidth_in_place(before) || g_mtx.ignoring || !g_mtx.current) return;
   if (g_mtx.current->type != MatrixType::Banded) {
@@ -127,6 +128,8 @@ void MTX_Bandwidth(Kw before, std::string_view value) {
 void MTX_Row(std::string_view pin, const PinPositions& positions) {
   g_mtx.row_open = false;
   if (g_mtx.ignoring) return;
+  // Rows belong to an open matrix: none before the first matrix keyword or after
+  // [End Model Data].
   if (!g_mtx.current) {
     RPT_ErrorAtLine("Row keyword in wrong location.");
     return;

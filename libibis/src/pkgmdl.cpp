@@ -312,6 +312,7 @@ void check_texts(const PackageModel& p) {
     RPT_Error("Number_of_Pins keyword not found or value bad for Package Model '%s'.", name);
 }
 
+// One finding for the pin list, the first that applies.
 void check_pin_numbers(const PackageModel& p) {
   const auto found = static_cast<uint32_t>(p.pin_numbers.size());
   if (!g_pkgmdl.block.pin_numbers_seen) RPT_Error("Required keyword Pin_Numbers not found.");
@@ -404,7 +405,8 @@ std::vector<std::string> package_files(const std::string& directory) {
   return names;
 }
 
-// Whether a line of the file opens a package model whose name begins with `name`.
+// Whether a line of the file opens a package model whose name begins with `name` (with case,
+// as names are compared everywhere).
 bool defines_package(const std::string& path, std::string_view name) {
   std::FILE* file = std::fopen(path.c_str(), "rb");
   if (!file) return false;

@@ -105,7 +105,8 @@ void sequential_line(Matrix* matrix, MatrixRow* row, std::string_view line) {
   }
 }
 
-// Sparse rows: a pin naming the column, and its value, on the upper triangle.
+// Sparse rows: a pin naming the column, and its value, on the upper triangle, which starts at
+// the row's place in the matrix. The diagonal counts as given once its value is stored.
 void sparse_line(const Matrix& matrix, MatrixRow* row, std::string_view line,
                  const PinPositions& positions) {
   ItemList items;
@@ -177,6 +178,7 @@ uint32_t ROW_ColumnCount(const Matrix& matrix) {
 
 bool ROW_Start(Matrix* matrix, std::string_view pin, const PinPositions& positions) {
   TARN_ASSERT(matrix != nullptr);
+  // A row without a pin cannot be placed; it is not made.
   if (pin.empty()) {
     RPT_ErrorAtLine("Unknown PIN NUMBER.");
     return false;
@@ -185,6 +187,7 @@ bool ROW_Start(Matrix* matrix, std::string_view pin, const PinPositions& positio
     RPT_ErrorAtLine("PIN NUMBER string too long.");
     pin = pin.substr(0, kPinLimit);
   }
+  // No slots left: a row past the last one, also of a sparse matrix.
   const uint32_t columns = ROW_ColumnCount(*matrix);
   if (columns == 0) {
     RPT_ErrorAtLine("Unable to add new matrix row, expected column count = 0.");
