@@ -87,6 +87,11 @@ int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_o
     return finish(0);
   }
   PRS_SetVersion(version);
+  // Read into the current document, the inner file's header is checked as its own and then
+  // dropped: the document keeps the header of the file that named it.
+  IbisDocument* current = IBIS_Current();
+  std::unique_ptr<FileHeader> outer_header;
+  if (!document_out && current) outer_header = std::move(current->header);
   std::unique_ptr<IbisDocument> doc;
   if (document_out) {
     doc.reset(IBIS_CreateDocument());
@@ -101,6 +106,7 @@ int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_o
     IBIS_DetachDocument(doc.get());
     if (read) *document_out = doc.release();
   }
+  if (!document_out && current) current->header = std::move(outer_header);
   return finish(read);
 }
 

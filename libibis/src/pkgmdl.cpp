@@ -428,14 +428,8 @@ bool defines_package(const std::string& path, std::string_view name) {
   return found;
 }
 
-// Reads a package file into the current document. Its header is its own: it is checked as the
-// file's, and the document keeps the header of the file that named the package.
 void read_package_file(const std::string& path) {
-  IbisDocument* doc = IBIS_Current();
-  TARN_ASSERT(doc != nullptr);
-  std::unique_ptr<FileHeader> header = std::move(doc->header);
   (void)IBIS_ReadNested(path.c_str(), FileKind::Pkg, nullptr);
-  doc->header = std::move(header);
 }
 
 }  // namespace

@@ -104,6 +104,9 @@ TEST(NestedReading, IntoTheCurrentDocument) {
   ASSERT_EQ(run.outer->components.size(), 2u);
   EXPECT_EQ(run.outer->components[0]->name, "Inner");
   EXPECT_EQ(run.outer->components[1]->name, "Outer");
+  // The inner [IBIS Ver] is not a duplicate of the outer one, and the outer header stays.
+  EXPECT_EQ(run.report.find("Duplicate IBIS_Ver"), std::string::npos) << run.report;
+  EXPECT_EQ(*run.outer->header->notes, "outer\nread inner");
 }
 
 TEST(NestedReading, UnknownVersionIsRefused) {
