@@ -100,6 +100,12 @@ bool convert_number(std::string_view t, const NumberSpan& span, double* value) {
 
 std::string str(std::string_view v) { return std::string(v); }
 
+// Characters a DOS file name may hold besides letters, digits and the period.
+bool dos_character(char c) {
+  constexpr std::string_view kExtra = "_^$~!#%&-{}()@'`";
+  return is_alpha(c) || is_digit(c) || c == '.' || kExtra.find(c) != std::string_view::npos;
+}
+
 }  // namespace
 
 int CMN_ParseNumber(std::string_view text, double* value_out) {
@@ -258,6 +264,68 @@ int CMN_IsReservedWord(std::string_view text) {
 void CMN_CheckReservedWord(std::string_view text) {
   if (CMN_IsReservedWord(text) == 0)
     RPT_ErrorAtLine("Illegal use of Reserved Word '%s'.", str(text).c_str());
+}
+
+void CMN_MarkerKeyword(bool* seen, const char* label, std::string_view argument) {
+  TARN_ASSERT(seen != nullptr && label != nullptr);
+  if (*seen) RPT_ErrorAtLine("Duplicate '%s' keyword found.", label);
+  if (!argument.empty()) RPT_ErrorAtLine("Extraneous data on '%s' line.", label);
+  *seen = true;
+}
+
+size_t CMN_CheckFileNameCharacters(std::string_view name) {
+  const std::string text = str(name);
+  size_t periods = 0;
+  for (char c : text) {
+    if (is_upper(c)) {
+      RPT_ErrorAtLine("File_name '%s' contains an upper case character '%c'.", text.c_str(), c);
+    } else if (!dos_character(c)) {
+      RPT_ErrorAtLine("File_name '%s' contains a character '%c' that is illegal for DOS.",
+                      text.c_str(), c);
+    }
+    if (c == '.' && ++periods > 1)
+      RPT_ErrorAtLine("File_name '%s' contains more than one period.", text.c_str());
+  }
+  return periods;
+}
+
+bool CMN_PinSlotFree(uint32_t declared, size_t stored) {
+  if (declared == 0) {
+    RPT_ErrorAtLine("Number of Pins is zero, unable to add Pin Number.");
+    return false;
+  }
+  if (stored >= declared) {
+    RPT_ErrorAtLine("More Pin Numbers names than Number of pins.");
+    return false;
+  }
+  return true;
+}
+
+void CMN_ReportPinNotAllocated() { RPT_ErrorAtLine("Unable to allocate PIN."); }
+
+void CMN_ReportDuplicatePin(std::string_view name) {
+  RPT_ErrorAtLine("Duplicate Pin <%s>.", str(name).c_str());
+}
+
+void CMN_CheckPinNamesFound(uint32_t declared, uint32_t found) {
+  if (declared != 0 && found == 0) RPT_Error("No Pin Numbers names found.");
+  else if (found != declared)
+    RPT_Error("Number of Pins <%u> not the same as count of Pin Numbers names found <%u>.",
+              declared, found);
+}
+
+void CMN_WarnPinNameSyntax(std::string_view name, std::span<const std::string_view> words) {
+  const std::string text = str(name);
+  if (name.find('=') != std::string_view::npos)
+    RPT_WarningAtLine("Found a Pin Name '%s' containing '='. Possible syntax error", text.c_str());
+  if (name.find('/') != std::string_view::npos)
+    RPT_WarningAtLine("Found a Pin Name '%s' containing '/'. Possible syntax error", text.c_str());
+  for (std::string_view word : words) {
+    if (name == word) {
+      RPT_WarningAtLine("Found a Pin Name '%s'. Possible syntax error", text.c_str());
+      break;
+    }
+  }
 }
 
 bool CMN_EqualNoCase(std::string_view a, std::string_view b) {

@@ -5,9 +5,11 @@
 #include <cstdint>
 #include <cstdio>
 #include <new>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "libibis/src/defs.h"
@@ -64,6 +66,33 @@ void CMN_RequireKeyword(const char* keyword, bool found);
 /// 0 when the text is one of GND, NC, POWER, NA (any case), else 1.
 [[nodiscard]] int CMN_IsReservedWord(std::string_view text);
 void CMN_CheckReservedWord(std::string_view text);
+
+/// A keyword that takes no value and may appear once (labelled as in its findings): reports a
+/// second one and any text after it, then marks it seen.
+void CMN_MarkerKeyword(bool* seen, const char* label, std::string_view argument);
+
+/// The per-character rules of a file name: capitals, characters a DOS name cannot hold, and
+/// every period after the first. Returns the number of periods.
+size_t CMN_CheckFileNameCharacters(std::string_view name);
+
+// Pin lists of package models and boards: the list grows with the pins the file holds, never
+// past the count it declares.
+
+/// Whether one more pin may be stored after `stored` of `declared`; false (reported) if not.
+[[nodiscard]] bool CMN_PinSlotFree(uint32_t declared, size_t stored);
+/// Memory failed for a pin after the first.
+void CMN_ReportPinNotAllocated();
+void CMN_ReportDuplicatePin(std::string_view name);
+/// Once the list ends: pins were expected but none came, or their count differs.
+void CMN_CheckPinNamesFound(uint32_t declared, uint32_t found);
+/// Warnings for a pin name that looks like a slip: it holds "=" or "/", or it is one of the
+/// `words` that begin the other items of its line.
+void CMN_WarnPinNameSyntax(std::string_view name, std::span<const std::string_view> words);
+
+/// Calls `report(name)` once for each pair of equal names among `names` (in file order),
+/// walking them newest first.
+template <class Report>
+void CMN_ForEachDuplicatePair(const std::vector<std::string_view>& names, Report report);
 
 bool CMN_EqualNoCase(std::string_view a, std::string_view b);
 bool CMN_EqualNoCaseN(std::string_view a, std::string_view b, size_t n);
@@ -128,6 +157,16 @@ int CMN_Alloc(std::vector<T>* dest, size_t count) {
 template <class T>
 int CMN_Realloc(std::vector<T>* dest, size_t count) {
   return cmn_resize(dest, count, true);
+}
+
+template <class Report>
+void CMN_ForEachDuplicatePair(const std::vector<std::string_view>& names, Report report) {
+  std::unordered_map<std::string_view, size_t> older;  // names of each text not yet walked
+  for (std::string_view name : names) ++older[name];
+  for (auto it = names.rbegin(); it != names.rend(); ++it) {
+    const size_t pairs = --older[*it];
+    for (size_t i = 0; i < pairs; ++i) report(*it);
+  }
 }
 
 }  // namespace tarn

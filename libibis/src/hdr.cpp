@@ -61,25 +61,9 @@ void ibis_ver(FileHeader& h, std::string_view text) {
     PRS_SetVersion(h.ibis_version[0] - '0');
 }
 
-// Characters a DOS file name may hold besides letters, digits and the period.
-bool dos_character(char c) {
-  constexpr std::string_view kExtra = "_^$~!#%&-{}()@'`";
-  return is_alpha(c) || is_digit(c) || c == '.' || kExtra.find(c) != std::string_view::npos;
-}
-
 void check_file_name_characters(const std::string& name) {
-  int periods = 0;
-  for (char c : name) {
-    if (is_upper(c)) {
-      RPT_ErrorAtLine("File_name '%s' contains an upper case character '%c'.", name.c_str(), c);
-    } else if (!dos_character(c)) {
-      RPT_ErrorAtLine("File_name '%s' contains a character '%c' that is illegal for DOS.",
-                      name.c_str(), c);
-    }
-    if (c == '.' && ++periods > 1)
-      RPT_ErrorAtLine("File_name '%s' contains more than one period.", name.c_str());
-  }
-  if (periods == 0) RPT_ErrorAtLine("File_name '%s' must contain one period.", name.c_str());
+  if (CMN_CheckFileNameCharacters(name) == 0)
+    RPT_ErrorAtLine("File_name '%s' must contain one period.", name.c_str());
 }
 
 void file_name(FileHeader& h, std::string_view text) {

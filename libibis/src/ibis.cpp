@@ -60,7 +60,7 @@ void IBIS_EndOfFileChecks(FileKind kind, bool nested) {
   if (kind != FileKind::Ibs) {
     // Only board descriptions are checked outside a .ibs file; a .pkg file's package models
     // get no end-of-file checks.
-    if (!doc->boards.empty()) EBDMDL_EndOfFile();
+    if (!doc->boards.empty()) EBDMDL_EndOfFile(nested);
     return;
   }
   if (!doc->models.empty()) MDL_EndOfFile();

@@ -11,7 +11,6 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kPinNameLimit = 5;
 constexpr size_t kSignalLimit = 20;
 constexpr size_t kModelLimit = 20;
 constexpr size_t kNamedColumns = 2;  // signal_name, model_name

@@ -17,8 +17,11 @@ namespace tarn {
 struct IbisDocument;
 struct PackageModel;
 
+/// Longest pin name of a component; a board naming a longer pin of one cannot find it.
+constexpr size_t kPinNameLimit = 5;
+
 struct Pin {
-  std::string name;    // at most 5 characters
+  std::string name;    // at most kPinNameLimit characters
   std::string signal;  // at most 20
   std::string model;   // at most 20
   double r_pin = 0.0;

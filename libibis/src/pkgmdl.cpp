@@ -112,10 +112,7 @@ void text_field(PackageModel& p, Kw code, std::string_view text) {
 void marker(Kw code, std::string_view argument) {
   const Marker* m = find_row(kMarkers, code);
   TARN_ASSERT(m != nullptr);
-  bool& seen = g_pkgmdl.block.*m->seen;
-  if (seen) RPT_ErrorAtLine("Duplicate '%s' keyword found.", m->label);
-  if (!argument.empty()) RPT_ErrorAtLine("Extraneous data on '%s' line.", m->label);
-  seen = true;
+  CMN_MarkerKeyword(&(g_pkgmdl.block.*m->seen), m->label, argument);
 }
 
 void number_of_pins(PackageModel& p, std::string_view value) {
@@ -172,17 +169,10 @@ void keyword_line(PackageModel& p, Kw code, std::string_view line) {
 // pins the file holds, whatever count it declares. Returns how many pins of that name came
 // before it through `earlier`.
 bool store_pin(PackageModel& p, const std::string& name, bool with_sections, uint32_t* earlier) {
-  if (p.number_of_pins == 0) {
-    RPT_ErrorAtLine("Number of Pins is zero, unable to add Pin Number.");
-    return false;
-  }
   const size_t stored = p.pin_numbers.size();
-  if (stored >= p.number_of_pins) {
-    RPT_ErrorAtLine("More Pin Numbers names than Number of pins.");
-    return false;
-  }
-  const char* failure =
-      stored == 0 ? "Unable to allocate Pin_Numbers array." : "Unable to allocate PIN.";
+  if (!CMN_PinSlotFree(p.number_of_pins, stored)) return false;
+  // The failure of the first pin names the list it makes; null names the pin itself.
+  const char* failure = stored == 0 ? "Unable to allocate Pin_Numbers array." : nullptr;
   try {
     p.pin_numbers.push_back(name);
     if (with_sections) {
@@ -190,13 +180,14 @@ bool store_pin(PackageModel& p, const std::string& name, bool with_sections, uin
       // Pins stored before [Number Of Sections] get empty chains.
       p.pin_sections.resize(stored + 1);
     }
-    failure = "Unable to allocate PIN.";
+    failure = nullptr;
     p.pin_positions.try_emplace(name, static_cast<uint32_t>(stored + 1));
     *earlier = g_pkgmdl.block.pin_repeats[name]++;
   } catch (const std::bad_alloc&) {
     p.pin_numbers.resize(stored);
     p.pin_sections.resize(std::min(p.pin_sections.size(), stored));
-    RPT_ErrorAtLine("%s", failure);
+    if (failure) RPT_ErrorAtLine("%s", failure);
+    else CMN_ReportPinNotAllocated();
     return false;
   }
   return true;
@@ -216,26 +207,12 @@ std::string_view skip_indent(std::string_view line) { return line.substr(CMN_Ski
 void plain_pin_line(PackageModel& p, std::string_view line) {
   const std::string name = pin_name(skip_indent(line));
   uint32_t earlier = 0;
-  if (store_pin(p, name, false, &earlier) && earlier > 0)
-    RPT_ErrorAtLine("Duplicate Pin <%s>.", name.c_str());
+  if (store_pin(p, name, false, &earlier) && earlier > 0) CMN_ReportDuplicatePin(name);
 }
 
 void read_sections(std::string_view text) {
   PinSection section;
   while (SECT_ReadSection(text, &section, &text)) g_pkgmdl.block.chain.add(section);
-}
-
-void warn_pin_syntax(const std::string& word) {
-  if (word.find('=') != std::string::npos)
-    RPT_WarningAtLine("Found a Pin Name '%s' containing '='. Possible syntax error", word.c_str());
-  if (word.find('/') != std::string::npos)
-    RPT_WarningAtLine("Found a Pin Name '%s' containing '/'. Possible syntax error", word.c_str());
-  for (std::string_view w : kSectionWords) {
-    if (word == w) {
-      RPT_WarningAtLine("Found a Pin Name '%s'. Possible syntax error", word.c_str());
-      break;
-    }
-  }
 }
 
 // A pin line with sections begins with a new pin name; its sections follow on the line.
@@ -252,10 +229,10 @@ void new_pin(PackageModel& p, std::string_view text) {
   }
   b.chain.stop();
   const std::string name = pin_name(word);
-  warn_pin_syntax(word);
+  CMN_WarnPinNameSyntax(word, kSectionWords);
   uint32_t earlier = 0;
   if (store_pin(p, name, true, &earlier)) {
-    for (uint32_t i = 0; i < earlier; ++i) RPT_ErrorAtLine("Duplicate Pin <%s>.", name.c_str());
+    for (uint32_t i = 0; i < earlier; ++i) CMN_ReportDuplicatePin(name);
     b.chain.start(&p.pin_sections.back());
   } else {
     b.scratch.clear();
@@ -316,10 +293,7 @@ void check_texts(const PackageModel& p) {
 void check_pin_numbers(const PackageModel& p) {
   const auto found = static_cast<uint32_t>(p.pin_numbers.size());
   if (!g_pkgmdl.block.pin_numbers_seen) RPT_Error("Required keyword Pin_Numbers not found.");
-  else if (p.number_of_pins != 0 && found == 0) RPT_Error("No Pin Numbers names found.");
-  else if (found != p.number_of_pins)
-    RPT_Error("Number of Pins <%u> not the same as count of Pin Numbers names found <%u>.",
-              p.number_of_pins, found);
+  else CMN_CheckPinNamesFound(p.number_of_pins, found);
 }
 
 // A pin's sections are all those of its chain, its fork branches included.
@@ -486,14 +460,12 @@ void PKGMDL_KeywordDone(Kw next) {
 void PKGMDL_EndOfFile() {
   const IbisDocument* doc = IBIS_Current();
   TARN_ASSERT(doc != nullptr);
-  std::unordered_map<std::string_view, size_t> older;  // models of each name not yet walked
-  for (const auto& model : doc->package_models) ++older[model->name];
-  for (auto it = doc->package_models.rbegin(); it != doc->package_models.rend(); ++it) {
-    const std::string& name = (*it)->name;
-    const size_t pairs = --older[name];
-    for (size_t i = 0; i < pairs; ++i)
-      RPT_Error("Define_Package_Model '%s' is duplicated within the .ibs file.", name.c_str());
-  }
+  std::vector<std::string_view> names;
+  for (const auto& model : doc->package_models) names.push_back(model->name);
+  CMN_ForEachDuplicatePair(names, [](std::string_view name) {
+    RPT_Error("Define_Package_Model '%s' is duplicated within the .ibs file.",
+              std::string(name).c_str());
+  });
 }
 
 int PKGMDL_Find(std::string_view name, const PackageModel** out) {

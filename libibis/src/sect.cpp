@@ -1,6 +1,7 @@
 #include "libibis/src/sect.h"
 
 #include <optional>
+#include <utility>
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/rpt.h"
@@ -107,7 +108,9 @@ bool ChainBuilder::open_fork() {
   }
   // Only the innermost chain grows, so the branches of the open forks stay where they are.
   SectionChain* chain = current();
-  chain->push_back(ChainElement{ChainElementKind::Fork, {}, {}});
+  ChainElement fork;
+  fork.kind = ChainElementKind::Fork;
+  chain->push_back(std::move(fork));
   forks_.push_back(&chain->back().branch);
   return true;
 }
@@ -128,8 +131,14 @@ bool ChainBuilder::close_fork() {
 }
 
 void ChainBuilder::add(const PinSection& section) {
+  ChainElement element;
+  element.section = section;
+  add(std::move(element));
+}
+
+void ChainBuilder::add(ChainElement element) {
   TARN_ASSERT(root_ != nullptr);
-  current()->push_back(ChainElement{ChainElementKind::Section, section, {}});
+  current()->push_back(std::move(element));
 }
 
 }  // namespace tarn

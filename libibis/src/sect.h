@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -17,16 +18,18 @@ struct PinSection {
   std::optional<double> c;
 };
 
-/// What an element of a chain is. The codes are those of board path elements, which add
-/// their pins (1), nodes (2) and NC (4).
-enum class ChainElementKind : uint8_t { Fork = 0, Section = 3 };
+/// What an element of a chain is. Package pins hold sections and forks; board paths add
+/// their pins, the pins of parts on the board (nodes) and the NC that ends a branch.
+enum class ChainElementKind : uint8_t { Fork = 0, Pin = 1, Node = 2, Section = 3, NC = 4 };
 
-/// An element of a chain: an R/L/C section, or a fork whose branch is a chain of its own that
-/// leaves the chain at that point.
+/// An element of a chain: an R/L/C section, a fork whose branch is a chain of its own that
+/// leaves the chain at that point, or a point of a board path.
 struct ChainElement {
   ChainElementKind kind = ChainElementKind::Section;
   PinSection section;                // of a section
   std::vector<ChainElement> branch;  // of a fork
+  std::string designator;            // of a node
+  std::string pin;                   // of a pin or a node
 };
 using SectionChain = std::vector<ChainElement>;
 
@@ -62,6 +65,8 @@ class ChainBuilder {
   void close_forks() { forks_.clear(); }
   /// Appends a section to the innermost open branch, or to the chain.
   void add(const PinSection& section);
+  /// Appends any element likewise.
+  void add(ChainElement element);
 
  private:
   SectionChain* current() const { return forks_.empty() ? root_ : forks_.back(); }

@@ -315,7 +315,9 @@ TEST(Dispatch, RecurringKeywordsFollowTheirContext) {
       "[End Board Description]\n"
       "[End]\n",
       "t.ebd");
-  EXPECT_EQ(ebd.report, "");
+  EXPECT_EQ(ebd.report,
+            "ERROR t.ebd - Required keyword Pin_List not found.\n"
+            "ERROR t.ebd - EBD Model 'B' has no paths defined\n");
   seen.clear();
   for (const auto& e : ebd.events)
     if (e.rfind("key ", 0) == 0) seen.push_back(e);
