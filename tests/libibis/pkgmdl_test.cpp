@@ -15,25 +15,13 @@
 namespace tarn {
 namespace {
 
+using test::line_findings;
 using test::package_head;
 using test::read_lines;
 
 const PackageModel* first_model(const test::ReadResult& r) {
   return r.document && !r.document->package_models.empty() ? r.document->package_models[0].get()
                                                            : nullptr;
-}
-
-// The findings about single lines, leaving out the checks when the block ends.
-std::string line_findings(const std::string& report) {
-  std::istringstream in(report);
-  std::string out;
-  std::string line;
-  bool keep = false;
-  while (std::getline(in, line)) {
-    if (line.rfind("    ", 0) != 0) keep = line.find(" (line ") != std::string::npos;
-    if (keep) out += line + "\n";
-  }
-  return out;
 }
 
 // A block with sections: [Number Of Sections] on line 5, the pin lines from line 8 on.

@@ -2,6 +2,7 @@
 
 #include <fstream>
 #include <random>
+#include <sstream>
 
 #include "libibis/src/ibis.h"
 #include "libibis/src/parse.h"
@@ -86,6 +87,19 @@ ReadResult read_lines(std::string_view text, std::string_view name, int version,
   RPT_SetStream(nullptr);
   r.report = report.text();
   return r;
+}
+
+std::string line_findings(const std::string& report) {
+  std::istringstream in(report);
+  std::string out;
+  std::string line;
+  bool keep = false;
+  while (std::getline(in, line)) {
+    // A two-line finding goes on with an indented line.
+    if (line.rfind("    ", 0) != 0) keep = line.find(" (line ") != std::string::npos;
+    if (keep) out += line + "\n";
+  }
+  return out;
 }
 
 }  // namespace tarn::test

@@ -72,4 +72,8 @@ ReadResult read_source(std::string_view text, std::string_view name = "t.ibs",
 ReadResult read_lines(std::string_view text, std::string_view name = "t.ibs", int version = 3,
                       bool end_checks = false);
 
+/// The findings of a report that carry a line number, leaving out the checks that run when a
+/// section or the file ends.
+std::string line_findings(const std::string& report);
+
 }  // namespace tarn::test
