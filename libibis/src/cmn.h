@@ -9,7 +9,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "libibis/src/defs.h"
@@ -89,11 +88,6 @@ void CMN_CheckPinNamesFound(uint32_t declared, uint32_t found);
 /// `words` that begin the other items of its line.
 void CMN_WarnPinNameSyntax(std::string_view name, std::span<const std::string_view> words);
 
-/// Calls `report(name)` once for each pair of equal names among `names` (in file order),
-/// walking them newest first.
-template <class Report>
-void CMN_ForEachDuplicatePair(const std::vector<std::string_view>& names, Report report);
-
 bool CMN_EqualNoCase(std::string_view a, std::string_view b);
 bool CMN_EqualNoCaseN(std::string_view a, std::string_view b, size_t n);
 /// A keyword name as written in a table (underscores) against a text where blanks stand
@@ -157,16 +151,6 @@ int CMN_Alloc(std::vector<T>* dest, size_t count) {
 template <class T>
 int CMN_Realloc(std::vector<T>* dest, size_t count) {
   return cmn_resize(dest, count, true);
-}
-
-template <class Report>
-void CMN_ForEachDuplicatePair(const std::vector<std::string_view>& names, Report report) {
-  std::unordered_map<std::string_view, size_t> older;  // names of each text not yet walked
-  for (std::string_view name : names) ++older[name];
-  for (auto it = names.rbegin(); it != names.rend(); ++it) {
-    const size_t pairs = --older[*it];
-    for (size_t i = 0; i < pairs; ++i) report(*it);
-  }
 }
 
 }  // namespace tarn

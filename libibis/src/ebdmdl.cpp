@@ -5,7 +5,6 @@
 #include <memory>
 #include <new>
 #include <optional>
-#include <set>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -65,12 +64,17 @@ struct PartFiles {
     std::string key;    // the file, canonical, for comparing
     std::string shown;  // its name as the report shows it
   };
-  struct Read {
+  struct Located {
+    std::string path;  // as the reader opens it
     std::string key;
-    std::unique_ptr<IbisDocument> document;  // null when the file could not be read
   };
   std::vector<Link> chain;  // the files being read, outermost first
-  std::vector<Read> read;   // the files read in this reading, kept for later references
+  // The files read in this reading, kept for later references (null: it could not be read).
+  std::unordered_map<std::string, std::unique_ptr<IbisDocument>> read;
+  // Where each name of a map was found, by the folder it was looked up in.
+  std::unordered_map<std::string, std::optional<Located>> located;
+  // The pin names of each board looked up as a part.
+  std::unordered_map<const BoardDescription*, std::unordered_set<std::string_view>> board_pins;
 };
 
 PartFiles g_parts;
@@ -549,9 +553,7 @@ bool readable(const std::string& path) {
 // The file of a map entry, in the folder of the file being read: the name as written, else
 // the first name equal to it without regard to case, since board files often come from
 // systems where case does not count.
-std::optional<std::string> locate(const std::string& name) {
-  std::string directory;
-  CMN_SourceDirectory(&directory);
+std::optional<std::string> find_file(const std::string& directory, const std::string& name) {
   if (readable(directory + name)) return directory + name;
   std::vector<std::string> matches;
   std::error_code ec;
@@ -565,27 +567,40 @@ std::optional<std::string> locate(const std::string& name) {
   return directory + *std::min_element(matches.begin(), matches.end());
 }
 
+// Each name is looked up once per folder in a reading, however many entries name it.
+const std::optional<PartFiles::Located>& locate(const std::string& name) {
+  std::string directory;
+  CMN_SourceDirectory(&directory);
+  const auto [it, added] = g_parts.located.try_emplace(directory + '\0' + name);
+  if (added) {
+    const std::optional<std::string> path = find_file(directory, name);
+    if (path) it->second = PartFiles::Located{*path, file_key(*path)};
+  }
+  return it->second;
+}
+
 // The reading in progress that references start from.
 void begin_parts() {
   g_parts = PartFiles{};
   g_parts.chain.push_back({file_key(PRS_GetFileName()), IBIS_CallingFileName()});
 }
 
-const IbisDocument* read_part_file(const std::string& path, std::string key, FileKind kind) {
+const IbisDocument* read_part_file(const PartFiles::Located& file, FileKind kind) {
   PartFiles& s = g_parts;
-  size_t slot = 0;
+  // The file's place is made before the reading, so that its document always has a home; a
+  // file whose place is left empty counts as one that could not be read.
+  std::unique_ptr<IbisDocument>* slot = nullptr;
   try {
-    s.chain.push_back({key, path});
-    s.read.push_back({std::move(key), nullptr});
-    slot = s.read.size() - 1;
+    slot = &s.read.try_emplace(file.key).first->second;
+    s.chain.push_back({file.key, file.path});
   } catch (const std::bad_alloc&) {
     RPT_Error("Unable to allocate FILEREF.");
     return nullptr;
   }
   IbisDocument* document = nullptr;
-  (void)IBIS_ReadNested(path.c_str(), kind, &document);
+  (void)IBIS_ReadNested(file.path.c_str(), kind, &document);
   s.chain.pop_back();
-  s.read[slot].document.reset(document);
+  slot->reset(document);
   return document;
 }
 
@@ -593,50 +608,55 @@ const IbisDocument* read_part_file(const std::string& path, std::string key, Fil
 // it, else that of its file, read once in this reading. null when there is none to look in
 // (reported where that is a finding; a file that failed was reported when it was read).
 const IbisDocument* part_document(const BoardDescription& b, const ReferenceDesignator& r) {
-  const std::optional<std::string> path = locate(r.file_name);
-  if (!path) {
+  const std::optional<PartFiles::Located>& file = locate(r.file_name);
+  if (!file) {
     RPT_Error("Unable to read file '%s' for Reference Designator '%s'", r.file_name.c_str(),
               r.name.c_str());
     return nullptr;
   }
-  std::string key = file_key(*path);
   const PartFiles& s = g_parts;
-  if (key == s.chain.back().key) {
+  if (file->key == s.chain.back().key) {
     if (r.component != b.name) return IBIS_Current();
     RPT_Error("Reference Designator '%s' refers to the Component '%s' itself being defined",
               r.name.c_str(), r.component.c_str());
     return nullptr;
   }
   for (const PartFiles::Link& link : s.chain) {
-    if (link.key != key) continue;
+    if (link.key != file->key) continue;
     RPT_Error("Ebd file '%s' recursively references the component %s in the calling Ebd file '%s'",
               s.chain.back().shown.c_str(), r.component.c_str(), link.shown.c_str());
     return nullptr;
   }
-  for (const PartFiles::Read& read : s.read)
-    if (read.key == key) return read.document.get();
+  const auto read = s.read.find(file->key);
+  if (read != s.read.end()) return read->second.get();
   if (s.chain.size() > kNestingLimit) {
     RPT_Error("Ebd file '%s' nests its referenced files deeper than %d; '%s' not read",
               s.chain.back().shown.c_str(), static_cast<int>(kNestingLimit), r.file_name.c_str());
     return nullptr;
   }
-  return read_part_file(*path, std::move(key), r.file_kind);
+  return read_part_file(*file, r.file_kind);
 }
 
 // The pins a part has: those of a component of a .ibs file, or of a board of a .ebd file.
 // The newest of equal names is taken, as everywhere.
 struct PartPins {
   const PinList* component = nullptr;
-  const BoardDescription* board = nullptr;
+  const std::unordered_set<std::string_view>* board = nullptr;
   size_t limit = 0;  // the longest pin name the part's file can hold
 
   bool has(std::string_view pin) const {
     const Pin* found = nullptr;
     if (component) return PIN_Find(component, pin, &found) == 1;
-    return std::any_of(board->pins.begin(), board->pins.end(),
-                       [&](const BoardPin& p) { return p.name == pin; });
+    return board->count(pin) != 0;
   }
 };
+
+const std::unordered_set<std::string_view>* pins_of(const BoardDescription* board) {
+  const auto [it, added] = g_parts.board_pins.try_emplace(board);
+  if (added)
+    for (const BoardPin& pin : board->pins) it->second.insert(pin.name);
+  return &it->second;
+}
 
 std::optional<PartPins> find_part(const IbisDocument& doc, const ReferenceDesignator& r) {
   if (r.file_kind == FileKind::Ibs) {
@@ -644,18 +664,19 @@ std::optional<PartPins> find_part(const IbisDocument& doc, const ReferenceDesign
       if ((*it)->name == r.component) return PartPins{&(*it)->pins, nullptr, kPinNameLimit};
   } else {
     for (auto it = doc.boards.rbegin(); it != doc.boards.rend(); ++it)
-      if ((*it)->name == r.component) return PartPins{nullptr, it->get(), kBoardPinLimit};
+      if ((*it)->name == r.component) return PartPins{nullptr, pins_of(it->get()), kBoardPinLimit};
   }
   return std::nullopt;
 }
 
-// The pins of the nodes placed as `designator`, each once, in file order.
-bool node_pins(const BoardDescription& b, const std::string& designator,
-               std::vector<std::string_view>* out) {
-  std::set<std::string_view> seen;
+// The pins of each designator's nodes, each once, in file order.
+using NodePins = std::unordered_map<std::string_view, std::vector<std::string_view>>;
+
+bool index_nodes(const BoardDescription& b, NodePins* out) {
+  std::unordered_set<std::string> seen;  // designator and pin, apart by a NUL
   try {
     walk_points(b, ChainElementKind::Node, [&](const BoardPath&, const ChainElement& e) {
-      if (e.designator == designator && seen.insert(e.pin).second) out->push_back(e.pin);
+      if (seen.insert(e.designator + '\0' + e.pin).second) (*out)[e.designator].push_back(e.pin);
     });
   } catch (const std::bad_alloc&) {
     RPT_Error("Unable to allocate PINREF.");
@@ -664,7 +685,7 @@ bool node_pins(const BoardDescription& b, const std::string& designator,
   return true;
 }
 
-void check_part(const BoardDescription& b, const ReferenceDesignator& r) {
+void check_part(const BoardDescription& b, const ReferenceDesignator& r, const NodePins& nodes) {
   const IbisDocument* doc = part_document(b, r);
   if (!doc) return;
   const std::optional<PartPins> part = find_part(*doc, r);
@@ -673,9 +694,9 @@ void check_part(const BoardDescription& b, const ReferenceDesignator& r) {
     RPT_Error("Component '%s' not found in file '%s'", component, r.file_name.c_str());
     return;
   }
-  std::vector<std::string_view> pins;
-  if (!node_pins(b, r.name, &pins)) return;
-  for (std::string_view pin : pins) {
+  const auto placed = nodes.find(r.name);
+  if (placed == nodes.end()) return;
+  for (std::string_view pin : placed->second) {
     const std::string name(pin);
     if (pin.size() > part->limit)
       RPT_Error("Length of Pin '%s' referenced for Component '%s' is too long", name.c_str(),
@@ -687,8 +708,18 @@ void check_part(const BoardDescription& b, const ReferenceDesignator& r) {
 }
 
 void check_parts(const BoardDescription& b) {
+  NodePins nodes;
+  if (!index_nodes(b, &nodes)) return;
   for (const ReferenceDesignator& r : b.reference_designators)
-    if (r.component_given && r.file_kind != FileKind::Unknown) check_part(b, r);
+    if (r.component_given && r.file_kind != FileKind::Unknown) check_part(b, r, nodes);
+}
+
+// A description named as an earlier one is reported once.
+void check_duplicates(const IbisDocument& doc) {
+  std::unordered_set<std::string_view> names;
+  for (const auto& board : doc.boards)
+    if (!names.insert(board->name).second)
+      RPT_Error("Board Description '%s' is duplicated within the .ebd file.", board->name.c_str());
 }
 
 }  // namespace
@@ -740,12 +771,7 @@ void EBDMDL_EndOfFile(bool nested) {
   if (first) begin_parts();
   for (const auto& board : doc->boards) check_parts(*board);
   if (first) g_parts = PartFiles{};
-  std::vector<std::string_view> names;
-  for (const auto& board : doc->boards) names.push_back(board->name);
-  CMN_ForEachDuplicatePair(names, [](std::string_view name) {
-    RPT_Error("Board Description '%s' is duplicated within the .ebd file.",
-              std::string(name).c_str());
-  });
+  check_duplicates(*doc);
 }
 
 }  // namespace tarn

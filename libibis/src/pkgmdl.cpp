@@ -460,12 +460,14 @@ void PKGMDL_KeywordDone(Kw next) {
 void PKGMDL_EndOfFile() {
   const IbisDocument* doc = IBIS_Current();
   TARN_ASSERT(doc != nullptr);
-  std::vector<std::string_view> names;
-  for (const auto& model : doc->package_models) names.push_back(model->name);
-  CMN_ForEachDuplicatePair(names, [](std::string_view name) {
-    RPT_Error("Define_Package_Model '%s' is duplicated within the .ibs file.",
-              std::string(name).c_str());
-  });
+  std::unordered_map<std::string_view, size_t> older;  // models of each name not yet walked
+  for (const auto& model : doc->package_models) ++older[model->name];
+  for (auto it = doc->package_models.rbegin(); it != doc->package_models.rend(); ++it) {
+    const std::string& name = (*it)->name;
+    const size_t pairs = --older[name];
+    for (size_t i = 0; i < pairs; ++i)
+      RPT_Error("Define_Package_Model '%s' is duplicated within the .ibs file.", name.c_str());
+  }
 }
 
 int PKGMDL_Find(std::string_view name, const PackageModel** out) {

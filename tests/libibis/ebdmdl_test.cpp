@@ -263,7 +263,7 @@ TEST(BoardDescription, DuplicatesAtTheEndOfTheFile) {
   const std::string board = head() + "[Path Description] X\nPin P1\n[End Board Description]\n";
   const auto r = read_lines(board + board + board + "[End]\n", "t.ebd", 3, true);
   const std::string line = "ERROR t.ebd - Board Description 'B' is duplicated within the .ebd file.\n";
-  EXPECT_EQ(r.report, line + line + line);
+  EXPECT_EQ(r.report, line + line);
 }
 
 // ------------------------------------------------------------------------------------------
