@@ -40,8 +40,8 @@ struct DescriptionState {
   bool pin_list_seen = false;
   bool map_seen = false;
   bool end_seen = false;
-  ChainBuilder chain;        // the elements of the last path
-  int ignored_forks = 0;     // forks past the depth limit, each waiting for its Endfork
+  ChainBuilder chain;     // the elements of the last path
+  int ignored_forks = 0;  // forks past the depth limit, each waiting for its Endfork
   std::unordered_set<std::string> pin_names;
   std::unordered_set<std::string> path_names;
   std::unordered_set<std::string> designators;
@@ -245,8 +245,7 @@ void pin_token(std::string_view* rest) {
     RPT_ErrorAtLine("No Pin Name found after Pin sub param");
     return;
   }
-  if (name.size() > kBoardPinLimit)
-    RPT_ErrorAtLine("Pin_name string too long. will be truncated.");
+  if (name.size() > kBoardPinLimit) RPT_ErrorAtLine("Pin_name string too long. will be truncated.");
   CMN_WarnPinNameSyntax(name, kPathWords);
   add_point(ChainElementKind::Pin, {}, name.substr(0, kBoardPinLimit));
 }
@@ -270,7 +269,8 @@ void node_token(const BoardPath& path, std::string_view* rest) {
   const std::string_view pin = node.substr(dot + 1);
   if (designator.size() > kDesignatorLimit)
     RPT_ErrorAtLine("Node Reference designator string too long. will be truncated.");
-  if (pin.size() > kBoardPinLimit) RPT_ErrorAtLine("Node Pin name string too long. will be truncated.");
+  if (pin.size() > kBoardPinLimit)
+    RPT_ErrorAtLine("Node Pin name string too long. will be truncated.");
   const std::string text(node);
   if (node.find('=') != std::string_view::npos)
     RPT_WarningAtLine("Found a Node '%s' containing '='. Possible syntax error", text.c_str());
@@ -391,7 +391,8 @@ void map_line(BoardDescription& b, std::string_view line) {
   ReferenceDesignator r;
   const std::string designator(items[0]);
   if (designator.size() > kDesignatorLimit)
-    RPT_ErrorAtLine("Reference Designator name '%s' too long. Will be truncated", designator.c_str());
+    RPT_ErrorAtLine("Reference Designator name '%s' too long. Will be truncated",
+                    designator.c_str());
   r.name = cut(designator, kDesignatorLimit);
   const bool repeated = d.designators.count(r.name) != 0;
   if (repeated) RPT_ErrorAtLine("Duplicate Reference Designator '%s'", r.name.c_str());

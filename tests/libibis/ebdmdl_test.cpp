@@ -125,7 +125,8 @@ TEST(BoardPaths, TokensAndTheirFindings) {
       {"Pin P1\nLen=0 L=1n C=1p /\nNode U1.1\n", ""},
       {"Pin P1 Len = 0 R=1 / Len=0 C=1p / Node U1.1 NC\n", ""},
       {"Pin\n", "ERROR t.ebd (line    8) - No Pin Name found after Pin sub param\n"},
-      {"Pin PIN123456\n", "ERROR t.ebd (line    8) - Pin_name string too long. will be truncated.\n"},
+      {"Pin PIN123456\n",
+       "ERROR t.ebd (line    8) - Pin_name string too long. will be truncated.\n"},
       {"Pin A=B\nPin Fork\n",
        "WARNING t.ebd (line    8) -\n"
        "    Found a Pin Name 'A=B' containing '='. Possible syntax error\n"
@@ -262,7 +263,8 @@ TEST(BoardDescription, EndChecks) {
 TEST(BoardDescription, DuplicatesAtTheEndOfTheFile) {
   const std::string board = head() + "[Path Description] X\nPin P1\n[End Board Description]\n";
   const auto r = read_lines(board + board + board + "[End]\n", "t.ebd", 3, true);
-  const std::string line = "ERROR t.ebd - Board Description 'B' is duplicated within the .ebd file.\n";
+  const std::string line =
+      "ERROR t.ebd - Board Description 'B' is duplicated within the .ebd file.\n";
   EXPECT_EQ(r.report, line + line);
 }
 
