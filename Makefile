@@ -13,7 +13,7 @@ build:
 
 # Checks the shipped examples with the command-line tool.
 run: build
-	$(BIN) check examples/*.ibs
+	$(BIN) check examples/*.ibs examples/*.ebd
 
 test: build
 	ctest --preset $(PRESET) -j $(JOBS)
