@@ -75,9 +75,12 @@ int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_o
   TARN_ASSERT(source != nullptr);
   const SavedStates saved = save_reading_states();
   const std::string outer_name = RPT_GetFileName();
+  const bool banner = PRS_BannerEnabled();
+  PRS_SetBannerEnabled(false);
   auto finish = [&](int result) {
     restore_reading_states(saved);
     RPT_SetFileName(outer_name.c_str());
+    PRS_SetBannerEnabled(banner);
     return result;
   };
   RPT_SetFileName(source);

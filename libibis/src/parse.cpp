@@ -140,6 +140,7 @@ SavedWithReading<ReaderState> g_prs_saved(&g_prs);
 // Process-wide on purpose: the tab warning is given once for the life of the library.
 bool g_tab_reported = false;
 bool g_silence_illegal = false;
+bool g_banner_enabled = true;
 DispatchObserver g_observer = nullptr;
 
 void observe(DispatchEvent event, Section section, LineKind kind, Kw code, std::string_view line) {
@@ -251,7 +252,7 @@ void open_section(Kw code) {
 }
 
 void print_banner() {
-  if (g_prs.banner_printed) return;
+  if (g_prs.banner_printed || !g_banner_enabled) return;
   g_prs.banner_printed = true;
   std::printf("\nChecking %s for IBIS %s Compatibility...\n\n", g_prs.file_name.c_str(),
               g_prs.version >= 3 ? "3.2" : "2.1");
@@ -599,6 +600,8 @@ int PRS_GetVersion() { return g_prs.version; }
 void PRS_SetSwitchGroupOpen(bool open) { g_prs.switch_group_open = open; }
 bool PRS_SwitchGroupOpen() { return g_prs.switch_group_open; }
 void PRS_SetSilenceIllegalChars(bool silence) { g_silence_illegal = silence; }
+void PRS_SetBannerEnabled(bool enabled) { g_banner_enabled = enabled; }
+bool PRS_BannerEnabled() { return g_banner_enabled; }
 void PRS_SetDispatchObserver(DispatchObserver observer) { g_observer = observer; }
 
 }  // namespace tarn

@@ -96,6 +96,11 @@ using DispatchObserver = void (*)(DispatchEvent event, Section section, LineKind
 /// Installs an observer of every section call (nullptr removes it).
 void PRS_SetDispatchObserver(DispatchObserver observer);
 
+/// Whether [IBIS Ver] prints the compatibility banner; a file read in the middle of another
+/// keeps quiet, so the banner announces only the files the caller asked for.
+void PRS_SetBannerEnabled(bool enabled);
+bool PRS_BannerEnabled();
+
 /// A reader setting that silences the illegal-character reports; off by default.
 void PRS_SetSilenceIllegalChars(bool silence);
 

@@ -23,6 +23,7 @@ void read_inner_on_cue(DispatchEvent event, Section, LineKind kind, Kw, std::str
 
 struct NestedRun {
   std::string report;
+  std::string banners;
   test::DocumentPtr outer;
   test::DocumentPtr inner;
 };
@@ -53,7 +54,7 @@ NestedRun read_with_inner(const std::string& inner_text, bool new_document) {
   ::testing::internal::CaptureStdout();
   PRS_ReadFile("outer.ibs", FileKind::Ibs);
   IBIS_EndOfFileChecks(FileKind::Ibs, false);
-  ::testing::internal::GetCapturedStdout();
+  run.banners = ::testing::internal::GetCapturedStdout();
   IBIS_DetachDocument(outer);
   RPT_PrintSummary();
   RPT_SetStream(nullptr);
@@ -95,6 +96,8 @@ TEST(NestedReading, OuterReadingResumesUnchanged) {
   EXPECT_EQ(run.outer->components[0]->name, "Outer");
   EXPECT_EQ(*run.outer->header->notes, "outer\nread inner");
   EXPECT_EQ(PRS_GetFileName(), "outer.ibs");
+  // Only the file asked for is announced.
+  EXPECT_EQ(run.banners, "\nChecking outer.ibs for IBIS 3.2 Compatibility...\n\n");
 }
 
 TEST(NestedReading, IntoTheCurrentDocument) {
