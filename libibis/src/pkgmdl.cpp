@@ -232,7 +232,9 @@ void new_pin(PackageModel& p, std::string_view text) {
   CMN_WarnPinNameSyntax(word, kSectionWords);
   uint32_t earlier = 0;
   if (store_pin(p, name, true, &earlier)) {
-    for (uint32_t i = 0; i < earlier; ++i) CMN_ReportDuplicatePin(name);
+    // Once per repeated pin, not once per earlier equal one: a file that repeats a name many
+    // times must not get a quadratic report.
+    if (earlier > 0) CMN_ReportDuplicatePin(name);
     b.chain.start(&p.pin_sections.back());
   } else {
     b.scratch.clear();
@@ -456,7 +458,8 @@ void PKGMDL_KeywordDone(Kw next) {
   g_pkgmdl.block = BlockState{};
 }
 
-// Each pair of equal names is one finding, walking newest first.
+// Each repeated name is one finding, walking newest first. Once per repeat rather than once per
+// pair: a file that repeats a name many times must not get a quadratic report.
 void PKGMDL_EndOfFile() {
   const IbisDocument* doc = IBIS_Current();
   TARN_ASSERT(doc != nullptr);
@@ -464,8 +467,7 @@ void PKGMDL_EndOfFile() {
   for (const auto& model : doc->package_models) ++older[model->name];
   for (auto it = doc->package_models.rbegin(); it != doc->package_models.rend(); ++it) {
     const std::string& name = (*it)->name;
-    const size_t pairs = --older[name];
-    for (size_t i = 0; i < pairs; ++i)
+    if (--older[name] > 0)
       RPT_Error("Define_Package_Model '%s' is duplicated within the .ibs file.", name.c_str());
   }
 }
