@@ -130,6 +130,22 @@ int CMN_GetValueOrNA(std::string_view text, double* value_out, bool* is_na_out) 
   return CMN_ParseNumber(text, value_out);
 }
 
+namespace {
+
+// The findings on a number that CMN_ParseNumber or CMN_GetValueOrNA has read; 0 when invalid.
+int report_number(int result, std::string_view text, const char* label, const char* keyword) {
+  if (result == kNumberInvalid) {
+    RPT_ErrorAtLine("Invalid %s Value (\"%s\")", keyword, str(text).c_str());
+    return 0;
+  }
+  if (result == kNumberSuspicious)
+    RPT_WarningAtLine("Suspicious %s %s Value (\"%s\"); Numeric in Scale", keyword, label,
+                      str(text).c_str());
+  return 1;
+}
+
+}  // namespace
+
 int CMN_ParseValueField(std::string_view text, const char* label, const char* keyword,
                         double* value_out, ValueStatus* status_out) {
   TARN_ASSERT(value_out != nullptr && status_out != nullptr && label && keyword);
@@ -138,19 +154,15 @@ int CMN_ParseValueField(std::string_view text, const char* label, const char* ke
     return 1;
   }
   bool is_na = false;
-  switch (CMN_GetValueOrNA(text, value_out, &is_na)) {
-    case kNumberInvalid:
-      RPT_ErrorAtLine("Invalid %s Value (\"%s\")", keyword, str(text).c_str());
-      return 0;
-    case kNumberSuspicious:
-      RPT_WarningAtLine("Suspicious %s %s Value (\"%s\"); Numeric in Scale", keyword, label,
-                        str(text).c_str());
-      *status_out = ValueStatus::Value;
-      return 1;
-    default:
-      *status_out = is_na ? ValueStatus::NA : ValueStatus::Value;
-      return 1;
-  }
+  if (!report_number(CMN_GetValueOrNA(text, value_out, &is_na), text, label, keyword)) return 0;
+  *status_out = is_na ? ValueStatus::NA : ValueStatus::Value;
+  return 1;
+}
+
+int CMN_ParseScaledField(std::string_view text, const char* label, const char* keyword,
+                         double* value_out) {
+  TARN_ASSERT(value_out != nullptr && label && keyword);
+  return report_number(CMN_ParseNumber(text, value_out), text, label, keyword);
 }
 
 int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemList* items_out) {
@@ -177,6 +189,27 @@ int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemL
     ++list.found;
   }
   return 1;
+}
+
+int CMN_AssignedValue(const ItemList& items, const char* label, std::string_view* value_out) {
+  TARN_ASSERT(label != nullptr && value_out != nullptr);
+  constexpr size_t kAssignmentItems = 3;  // name, "=", value
+  if (items.found < kAssignmentItems) return 0;
+  if (items.found != kAssignmentItems)
+    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
+                    static_cast<int>(items.found), label, static_cast<int>(kAssignmentItems));
+  if (items[1] != "=") return 0;
+  *value_out = items[2];
+  return 1;
+}
+
+void CMN_CheckKeywordAlone(std::string_view line, const char* label) {
+  TARN_ASSERT(label != nullptr);
+  ItemList items;  // counts only, so nothing is allocated
+  (void)CMN_SplitLine(CMN_KeywordArgument(line), 0, 0, &items);
+  if (items.found != 0)
+    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
+                    static_cast<int>(items.found + 1), label, 1);
 }
 
 void CMN_FreeItems(ItemList* items) {

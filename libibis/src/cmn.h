@@ -26,6 +26,10 @@ enum NumberResult : int { kNumberInvalid = 0, kNumberValid = 1, kNumberSuspiciou
 /// The reporting form: an empty text is absent; an invalid one is reported and gives 0.
 int CMN_ParseValueField(std::string_view text, const char* label, const char* keyword,
                         double* value_out, ValueStatus* status_out);
+/// The reporting form for a value that must be a number ("NA" is invalid): 1 and the value,
+/// or 0 after the error; a digit after the scale letter is warned about.
+[[nodiscard]] int CMN_ParseScaledField(std::string_view text, const char* label,
+                                       const char* keyword, double* value_out);
 
 /// The items of one data line. The views point into the line, so a list is used while the
 /// line is; `found` may exceed the number stored.
@@ -43,6 +47,11 @@ struct ItemList {
 /// item of its own. Keeps the list's storage, so a reused list allocates nothing per line.
 int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemList* items_out);
 void CMN_FreeItems(ItemList* items);
+/// The value of a "name = value" line split with "=" as an item: a count other than three is
+/// reported (under `label`) and reading goes on; 0 when there are fewer than three items or
+/// no "=" in second place, which each caller reports in its own words.
+[[nodiscard]] int CMN_AssignedValue(const ItemList& items, const char* label,
+                                    std::string_view* value_out);
 
 /// Copies at most `limit` characters; warns when the text is too long or empty.
 void CMN_CopyField(std::string* dest, std::string_view text, size_t limit, const char* keyword);
@@ -61,6 +70,10 @@ bool CMN_EqualNoCaseN(std::string_view a, std::string_view b, size_t n);
 /// A keyword name as written in a table (underscores) against a text where blanks stand
 /// for underscores.
 bool CMN_KeywordEqual(std::string_view name, std::string_view text);
+
+/// Reports items after the keyword of a keyword line that takes none; the count given is the
+/// number of items with the keyword counted as one.
+void CMN_CheckKeywordAlone(std::string_view line, const char* label);
 
 /// Cursor moves over a line; they never run past its end.
 size_t CMN_SkipSpace(std::string_view text, size_t pos);

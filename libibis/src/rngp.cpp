@@ -98,4 +98,21 @@ int row_corner_valid(const RangeRow* row, int corner) {
   return range_corner_valid(*row, static_cast<Corner>(corner)) ? 1 : 0;
 }
 
+EndpointNA rows_endpoint_na(const RowList& rows) {
+  EndpointNA na;
+  if (rows.empty()) return na;
+  const RangeRow& first = *rows.head();
+  const RangeRow& last = *rows.tail();
+  std::array<bool, 3> given{true, false, false};  // typ is always required
+  for (const RangeRow* row = rows.head(); row; row = row->next)
+    for (size_t i = 1; i < std::size(kCornerFields); ++i)
+      if (row->*kCornerFields[i].status == ValueStatus::Value) given[i] = true;
+  for (size_t i = 0; i < std::size(kCornerFields); ++i) {
+    const CornerField& f = kCornerFields[i];
+    na.first[i] = given[i] && first.*f.status == ValueStatus::NA;
+    na.last[i] = given[i] && last.*f.status == ValueStatus::NA;
+  }
+  return na;
+}
+
 }  // namespace tarn

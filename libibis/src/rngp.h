@@ -2,6 +2,7 @@
 // a typ/min/max triple, kept in file order by the table that owns them.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <string_view>
@@ -56,5 +57,24 @@ class RowList {
 [[nodiscard]] int row_get_max(const RangeRow* row, double* out);
 /// 1 when the entry of the corner (0 minimum, 1 typical, 2 maximum) holds a number.
 int row_corner_valid(const RangeRow* row, int corner);
+
+/// The entries of a table's first and last rows that are "NA" where a number is needed: the
+/// typical entry always, the minimum or maximum when some row of the table gives one. Indexed
+/// like kCornerFields (typ, min, max).
+struct EndpointNA {
+  std::array<bool, 3> first{};
+  std::array<bool, 3> last{};
+};
+EndpointNA rows_endpoint_na(const RowList& rows);
+/// Calls `report(position, field)` for each such entry, position "First" or "Last", first row
+/// first and each row in the order typ, min, max.
+template <class Report>
+void rows_for_each_endpoint_na(const RowList& rows, Report report) {
+  const EndpointNA na = rows_endpoint_na(rows);
+  for (size_t i = 0; i < na.first.size(); ++i)
+    if (na.first[i]) report("First", kCornerFields[i]);
+  for (size_t i = 0; i < na.last.size(); ++i)
+    if (na.last[i]) report("Last", kCornerFields[i]);
+}
 
 }  // namespace tarn
