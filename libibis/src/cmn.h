@@ -43,10 +43,28 @@ struct ItemList {
   std::string_view operator[](size_t i) const { return i < items.size() ? items[i] : std::string_view(); }
 };
 
+/// One item of a line of value-or-NA columns, read as CMN_GetValueOrNA reads it. An empty
+/// text is an absent item.
+struct ValueItem {
+  std::string_view text;
+  int result = kNumberValid;
+  double value = 0.0;
+  bool is_na = false;
+};
+/// Splits a line at blanks and tabs and reads its first `max_items` items as values, in one
+/// pass and without reporting (items not on the line are left absent). Returns the number of
+/// items found, which may exceed `max_items`.
+size_t CMN_ScanValues(std::string_view line, size_t max_items, ValueItem* out);
+/// CMN_ParseValueField for an item that CMN_ScanValues has read.
+int CMN_ReportValue(const ValueItem& item, const char* label, const char* keyword,
+                    double* value_out, ValueStatus* status_out);
+
 /// Splits a line at blanks and tabs; a `delimiter` (0 for none) also ends an item and is an
 /// item of its own. Keeps the list's storage, so a reused list allocates nothing per line.
 int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemList* items_out);
 void CMN_FreeItems(ItemList* items);
+/// The first item CMN_SplitLine would give, without reading the rest of the line.
+std::string_view CMN_FirstItem(std::string_view line, char delimiter);
 /// The value of a "name = value" line split with "=" as an item: a count other than three is
 /// reported (under `label`) and reading goes on; 0 when there are fewer than three items or
 /// no "=" in second place, which each caller reports in its own words.

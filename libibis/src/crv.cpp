@@ -189,12 +189,11 @@ int vi_open(std::string_view line, const char* label, std::unique_ptr<ViTable>* 
 
 void vi_row(std::string_view line, ViTable* table, const char* label) {
   TARN_ASSERT(table != nullptr && label != nullptr);
-  std::unique_ptr<RangeRow> parsed;
-  (void)row_parse(line, "Voltage", &parsed);
-  if (!parsed) return;
-  const RangeRow& row = *parsed;
+  RangeRow parsed;
+  (void)row_parse_into(line, "Voltage", &parsed);
   size_t count = 0;
-  if (!row_append(&table->rows, std::move(parsed), &count)) return;
+  if (!row_append(&table->rows, parsed, &count)) return;
+  const RangeRow& row = *table->rows.tail();
   if (row.x_status == ValueStatus::NA) RPT_ErrorAtLine("Voltage Value Cannot Be 'NA'");
   else if (row.x_status == ValueStatus::Value) note_zero_side(row);
   track_columns(row, label);

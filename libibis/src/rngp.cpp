@@ -1,5 +1,6 @@
 #include "libibis/src/rngp.h"
 
+#include <algorithm>
 #include <iterator>
 #include <new>
 
@@ -10,8 +11,35 @@ namespace tarn {
 namespace {
 
 constexpr size_t kRowItems = 4;  // x, typ, min, max
+constexpr size_t kFirstChunkRows = 8;
+constexpr size_t kMaxChunkRows = 512;
 
 }  // namespace
+
+RowList& RowList::operator=(RowList&& other) noexcept {
+  chunks_ = std::move(other.chunks_);
+  chunk_rows_ = std::exchange(other.chunk_rows_, 0);
+  room_ = std::exchange(other.room_, 0);
+  head_ = std::exchange(other.head_, nullptr);
+  tail_ = std::exchange(other.tail_, nullptr);
+  size_ = std::exchange(other.size_, 0);
+  other.chunks_.clear();
+  return *this;
+}
+
+RangeRow* RowList::next_slot() {
+  if (room_ == 0) {
+    const size_t rows = chunk_rows_ == 0 ? kFirstChunkRows : std::min(chunk_rows_ * 2, kMaxChunkRows);
+    try {
+      chunks_.push_back(std::make_unique<RangeRow[]>(rows));
+    } catch (const std::bad_alloc&) {
+      return nullptr;
+    }
+    chunk_rows_ = rows;
+    room_ = rows;
+  }
+  return &chunks_.back()[chunk_rows_ - room_--];
+}
 
 int row_create_empty(std::unique_ptr<RangeRow>* out) {
   TARN_ASSERT(out != nullptr);
@@ -40,18 +68,20 @@ int row_create(std::unique_ptr<RangeRow>* out, double x, double typ, double min,
 
 int row_parse(std::string_view line, const char* x_label, std::unique_ptr<RangeRow>* out) {
   TARN_ASSERT(x_label != nullptr && out != nullptr);
-  ItemList items;
-  if (!CMN_SplitLine(line, kRowItems, 0, &items)) {
-    RPT_BugAtLine("Unable to parse %s arguments", x_label);
-    return 0;
-  }
-  range_report_item_count(items.found, 1, x_label);
   if (!row_create_empty(out)) return 0;
-  RangeRow& row = **out;
-  int ok = range_parse_entry(items[0], x_label, x_label, &row.x, &row.x_status);
+  return row_parse_into(line, x_label, out->get());
+}
+
+int row_parse_into(std::string_view line, const char* x_label, RangeRow* row) {
+  TARN_ASSERT(x_label != nullptr && row != nullptr);
+  *row = RangeRow{};
+  ValueItem items[kRowItems];
+  const size_t found = CMN_ScanValues(line, kRowItems, items);
+  range_report_item_count(found, 1, x_label);
+  int ok = CMN_ReportValue(items[0], x_label, x_label, &row->x, &row->x_status);
   for (size_t i = 0; i < std::size(kCornerFields); ++i) {
     const CornerField& f = kCornerFields[i];
-    if (!range_parse_entry(items[i + 1], f.name, x_label, &(row.*f.value), &(row.*f.status)))
+    if (!CMN_ReportValue(items[i + 1], x_label, f.name, &(row->*f.value), &(row->*f.status)))
       ok = 0;
   }
   return ok;
@@ -59,18 +89,23 @@ int row_parse(std::string_view line, const char* x_label, std::unique_ptr<RangeR
 
 int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out) {
   TARN_ASSERT(list != nullptr && row != nullptr && count_out != nullptr);
-  RangeRow* last = list->tail();
-  try {
-    list->rows_.push_back(std::move(row));
-  } catch (const std::bad_alloc&) {
+  return row_append(list, *row, count_out);
+}
+
+int row_append(RowList* list, const RangeRow& row, size_t* count_out) {
+  TARN_ASSERT(list != nullptr && count_out != nullptr);
+  RangeRow* added = list->next_slot();
+  if (!added) {
     RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
     return 0;
   }
-  RangeRow* added = list->rows_.back().get();
-  added->prev = last;
+  *added = row;
+  added->prev = list->tail_;
   added->next = nullptr;
-  if (last) last->next = added;
-  *count_out = list->rows_.size();
+  if (list->tail_) list->tail_->next = added;
+  else list->head_ = added;
+  list->tail_ = added;
+  *count_out = ++list->size_;
   return 1;
 }
 

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "libibis/src/rng.h"
@@ -14,24 +15,39 @@ namespace tarn {
 
 /// One row of a table. The links are for walking; the owning RowList keeps the rows alive.
 struct RangeRow : Range {
+  ValueStatus x_status = ValueStatus::Absent;  // beside the other statuses: a row is 64 bytes
+  double x = 0.0;
   RangeRow* next = nullptr;
   RangeRow* prev = nullptr;
-  double x = 0.0;
-  ValueStatus x_status = ValueStatus::Absent;
 };
 
-/// The rows of one table in file order. Rows never move once appended, so their links stay
-/// valid; the list is freed without recursion however long it is.
+/// The rows of one table in file order. Rows are kept in chunks that grow with the table, so
+/// a row never moves once appended (its links stay valid) and a long table costs few
+/// allocations; the list is freed without recursion however long it is.
 class RowList {
  public:
-  RangeRow* head() const { return rows_.empty() ? nullptr : rows_.front().get(); }
-  RangeRow* tail() const { return rows_.empty() ? nullptr : rows_.back().get(); }
-  size_t size() const { return rows_.size(); }
-  bool empty() const { return rows_.empty(); }
+  RowList() = default;
+  RowList(const RowList&) = delete;
+  RowList& operator=(const RowList&) = delete;
+  RowList(RowList&& other) noexcept { *this = std::move(other); }
+  RowList& operator=(RowList&& other) noexcept;
+
+  RangeRow* head() const { return head_; }
+  RangeRow* tail() const { return tail_; }
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
 
  private:
-  friend int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out);
-  std::vector<std::unique_ptr<RangeRow>> rows_;
+  friend int row_append(RowList* list, const RangeRow& row, size_t* count_out);
+  /// Room for one more row; null when the list cannot grow.
+  RangeRow* next_slot();
+
+  std::vector<std::unique_ptr<RangeRow[]>> chunks_;
+  size_t chunk_rows_ = 0;  // size of the last chunk
+  size_t room_ = 0;        // rows still free in it
+  RangeRow* head_ = nullptr;
+  RangeRow* tail_ = nullptr;
+  size_t size_ = 0;
 };
 
 /// A row of numbers: `x` and `typ` are values; `min` and `max` are values when their flag is
@@ -45,8 +61,12 @@ class RowList {
 /// row is still made) or the row could not be made (`*out` stays null).
 [[nodiscard]] int row_parse(std::string_view line, const char* x_label,
                             std::unique_ptr<RangeRow>* out);
+/// The same into a row the caller holds (cleared first), for tables read row after row.
+[[nodiscard]] int row_parse_into(std::string_view line, const char* x_label, RangeRow* row);
 /// Appends at the end and gives the number of rows now in the list; 0 when it cannot grow.
 [[nodiscard]] int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out);
+/// The same with a copy of `row`.
+[[nodiscard]] int row_append(RowList* list, const RangeRow& row, size_t* count_out);
 /// The preceding row; 0 at the first.
 [[nodiscard]] int row_prev(const RangeRow* row, const RangeRow** out);
 

@@ -25,7 +25,7 @@ WaveformState g_wvfrm;
 SavedWithReading<WaveformState> g_wvfrm_saved(&g_wvfrm);
 
 struct FixtureParam {
-  const char* name;
+  std::string_view name;  // a literal, so also a C string
   WaveformParam param;
   std::optional<double> Waveform::*field;
   bool required;  // by every waveform
@@ -51,28 +51,27 @@ const FixtureParam* find_fixture_param(std::string_view name) {
 
 void fixture_line(const FixtureParam& p, const ItemList& items, Waveform* w, const char* label) {
   // Taken all the same: the fixture is still known, only its place is wrong.
-  if (!w->rows.empty()) RPT_ErrorAtLine("%s specified after beginning of timing data", p.name);
+  if (!w->rows.empty()) RPT_ErrorAtLine("%s specified after beginning of timing data", p.name.data());
   std::optional<double>& field = w->*p.field;
   if (field) {
-    RPT_ErrorAtLine("Duplicate definition for %s %s", p.name, label);
+    RPT_ErrorAtLine("Duplicate definition for %s %s", p.name.data(), label);
     return;
   }
   std::string_view text;
-  if (!CMN_AssignedValue(items, p.name, &text)) {
-    RPT_ErrorAtLine("Invalid %s line", p.name);
+  if (!CMN_AssignedValue(items, p.name.data(), &text)) {
+    RPT_ErrorAtLine("Invalid %s line", p.name.data());
     return;
   }
   double value = 0.0;
-  if (CMN_ParseScaledField(text, label, p.name, &value)) field = value;
+  if (CMN_ParseScaledField(text, label, p.name.data(), &value)) field = value;
 }
 
 void time_row(std::string_view line, Waveform* w, const char* label) {
-  std::unique_ptr<RangeRow> parsed;
-  (void)row_parse(line, "Time", &parsed);
-  if (!parsed) return;
-  const RangeRow& row = *parsed;
+  RangeRow parsed;
+  (void)row_parse_into(line, "Time", &parsed);
   size_t count = 0;
-  if (!row_append(&w->rows, std::move(parsed), &count)) return;
+  if (!row_append(&w->rows, parsed, &count)) return;
+  const RangeRow& row = *w->rows.tail();
   if (count == kMaxPoints + 1)
     RPT_ErrorAtLine("More than 100 data points provided for %s table", label);
   if (row.x_status == ValueStatus::NA) {
@@ -138,11 +137,12 @@ int waveform_open(std::string_view line, WaveformList* list, const char* label) 
 
 void waveform_line(std::string_view line, Waveform* waveform, const char* label) {
   TARN_ASSERT(waveform != nullptr && label != nullptr);
-  ItemList& items = g_wvfrm.items;
-  if (!CMN_SplitLine(line, kLineItems, '=', &items)) return;
-  if (const FixtureParam* p = find_fixture_param(items[0])) {
-    fixture_line(*p, items, waveform, label);
-  } else if (starts_with_number(items[0])) {
+  // Time rows are the bulk of a waveform: they are split only once, by the row reader.
+  const std::string_view first = CMN_FirstItem(line, '=');
+  if (const FixtureParam* p = find_fixture_param(first)) {
+    ItemList& items = g_wvfrm.items;
+    if (CMN_SplitLine(line, kLineItems, '=', &items)) fixture_line(*p, items, waveform, label);
+  } else if (starts_with_number(first)) {
     time_row(line, waveform, label);
   } else {
     RPT_ErrorAtLine("Unknown Line Among %s Data", label);
@@ -155,7 +155,7 @@ void waveform_end(const Waveform& waveform, const char* label, bool is_waveform)
   if (is_waveform) {
     for (const FixtureParam& p : kFixtureParams)
       if (p.required && !(waveform.*p.field))
-        RPT_Error("%s Not Defined For %s Waveform Beginning on Line %d", p.name, label, line);
+        RPT_Error("%s Not Defined For %s Waveform Beginning on Line %d", p.name.data(), label, line);
   }
   if (waveform.rows.size() < 2) {
     RPT_Error("Require at least 2 Data Points for %s Waveform Beginning at Line %d", label, line);
