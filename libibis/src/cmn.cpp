@@ -260,8 +260,8 @@ int CMN_ParseValueField(std::string_view text, const char* label, const char* ke
   return CMN_ReportValue(item, label, keyword, value_out, status_out);
 }
 
-int CMN_ReportValue(const ValueItem& item, const char* label, const char* keyword,
-                    double* value_out, ValueStatus* status_out) {
+int cmn_report_value(const ValueItem& item, const char* label, const char* keyword,
+                     double* value_out, ValueStatus* status_out) {
   TARN_ASSERT(value_out != nullptr && status_out != nullptr && label && keyword);
   if (item.text.empty()) {
     *status_out = ValueStatus::Absent;

@@ -56,8 +56,8 @@ struct ValueItem {
 /// items found, which may exceed `max_items`.
 size_t CMN_ScanValues(std::string_view line, size_t max_items, ValueItem* out);
 /// CMN_ParseValueField for an item that CMN_ScanValues has read.
-int CMN_ReportValue(const ValueItem& item, const char* label, const char* keyword,
-                    double* value_out, ValueStatus* status_out);
+inline int CMN_ReportValue(const ValueItem& item, const char* label, const char* keyword,
+                           double* value_out, ValueStatus* status_out);
 
 /// Splits a line at blanks and tabs; a `delimiter` (0 for none) also ends an item and is an
 /// item of its own. Keeps the list's storage, so a reused list allocates nothing per line.
@@ -125,6 +125,20 @@ template <class T>
 [[nodiscard]] int CMN_Realloc(std::vector<T>* dest, size_t count);
 
 // ---------------------------------------------------------------------------------------------
+
+int cmn_report_value(const ValueItem& item, const char* label, const char* keyword,
+                     double* value_out, ValueStatus* status_out);
+
+// A plain number or NA, the bulk of every table, is taken here; the rest is reported.
+inline int CMN_ReportValue(const ValueItem& item, const char* label, const char* keyword,
+                           double* value_out, ValueStatus* status_out) {
+  if (item.text.empty() || item.result != kNumberValid)
+    return cmn_report_value(item, label, keyword, value_out, status_out);
+  TARN_ASSERT(value_out != nullptr && status_out != nullptr);
+  *value_out = item.value;
+  *status_out = item.is_na ? ValueStatus::NA : ValueStatus::Value;
+  return 1;
+}
 
 void cmn_report_alloc_failure(bool realloc, size_t count);
 

@@ -10,16 +10,13 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kRowItems = 4;  // x, typ, min, max
-constexpr size_t kFirstChunkRows = 8;
+constexpr size_t kFirstChunkRows = 16;
 constexpr size_t kMaxChunkRows = 512;
 
 }  // namespace
 
 RowList& RowList::operator=(RowList&& other) noexcept {
   chunks_ = std::move(other.chunks_);
-  chunk_rows_ = std::exchange(other.chunk_rows_, 0);
-  room_ = std::exchange(other.room_, 0);
   head_ = std::exchange(other.head_, nullptr);
   tail_ = std::exchange(other.tail_, nullptr);
   size_ = std::exchange(other.size_, 0);
@@ -28,17 +25,18 @@ RowList& RowList::operator=(RowList&& other) noexcept {
 }
 
 RangeRow* RowList::next_slot() {
-  if (room_ == 0) {
-    const size_t rows = chunk_rows_ == 0 ? kFirstChunkRows : std::min(chunk_rows_ * 2, kMaxChunkRows);
+  if (chunks_.empty() || chunks_.back().size() == chunks_.back().capacity()) {
+    const size_t rows =
+        chunks_.empty() ? kFirstChunkRows : std::min(chunks_.back().capacity() * 2, kMaxChunkRows);
     try {
-      chunks_.push_back(std::make_unique<RangeRow[]>(rows));
+      chunks_.emplace_back();
+      chunks_.back().reserve(rows);
     } catch (const std::bad_alloc&) {
+      if (!chunks_.empty() && chunks_.back().capacity() == 0) chunks_.pop_back();
       return nullptr;
     }
-    chunk_rows_ = rows;
-    room_ = rows;
   }
-  return &chunks_.back()[chunk_rows_ - room_--];
+  return &chunks_.back().emplace_back();
 }
 
 int row_create_empty(std::unique_ptr<RangeRow>* out) {
@@ -73,10 +71,14 @@ int row_parse(std::string_view line, const char* x_label, std::unique_ptr<RangeR
 }
 
 int row_parse_into(std::string_view line, const char* x_label, RangeRow* row) {
-  TARN_ASSERT(x_label != nullptr && row != nullptr);
+  ValueItem items[kTableRowItems];
+  const size_t found = CMN_ScanValues(line, kTableRowItems, items);
+  return row_from_items(items, found, x_label, row);
+}
+
+int row_from_items(const ValueItem* items, size_t found, const char* x_label, RangeRow* row) {
+  TARN_ASSERT(items != nullptr && x_label != nullptr && row != nullptr);
   *row = RangeRow{};
-  ValueItem items[kRowItems];
-  const size_t found = CMN_ScanValues(line, kRowItems, items);
   range_report_item_count(found, 1, x_label);
   int ok = CMN_ReportValue(items[0], x_label, x_label, &row->x, &row->x_status);
   for (size_t i = 0; i < std::size(kCornerFields); ++i) {

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "libibis/src/cmn.h"
 #include "libibis/src/rng.h"
 
 namespace tarn {
@@ -42,9 +43,7 @@ class RowList {
   /// Room for one more row; null when the list cannot grow.
   RangeRow* next_slot();
 
-  std::vector<std::unique_ptr<RangeRow[]>> chunks_;
-  size_t chunk_rows_ = 0;  // size of the last chunk
-  size_t room_ = 0;        // rows still free in it
+  std::vector<std::vector<RangeRow>> chunks_;  // each filled up to its capacity, never past
   RangeRow* head_ = nullptr;
   RangeRow* tail_ = nullptr;
   size_t size_ = 0;
@@ -63,6 +62,11 @@ class RowList {
                             std::unique_ptr<RangeRow>* out);
 /// The same into a row the caller holds (cleared first), for tables read row after row.
 [[nodiscard]] int row_parse_into(std::string_view line, const char* x_label, RangeRow* row);
+/// The same from the items of a line that CMN_ScanValues has read (`found` items on the line).
+[[nodiscard]] int row_from_items(const ValueItem* items, size_t found, const char* x_label,
+                                 RangeRow* row);
+/// The items a table row reads: x, typ, min, max.
+inline constexpr size_t kTableRowItems = 4;
 /// Appends at the end and gives the number of rows now in the list; 0 when it cannot grow.
 [[nodiscard]] int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out);
 /// The same with a copy of `row`.

@@ -66,9 +66,9 @@ void fixture_line(const FixtureParam& p, const ItemList& items, Waveform* w, con
   if (CMN_ParseScaledField(text, label, p.name.data(), &value)) field = value;
 }
 
-void time_row(std::string_view line, Waveform* w, const char* label) {
+void time_row(const ValueItem* items, size_t found, Waveform* w, const char* label) {
   RangeRow parsed;
-  (void)row_parse_into(line, "Time", &parsed);
+  (void)row_from_items(items, found, "Time", &parsed);
   size_t count = 0;
   if (!row_append(&w->rows, parsed, &count)) return;
   const RangeRow& row = *w->rows.tail();
@@ -137,13 +137,17 @@ int waveform_open(std::string_view line, WaveformList* list, const char* label) 
 
 void waveform_line(std::string_view line, Waveform* waveform, const char* label) {
   TARN_ASSERT(waveform != nullptr && label != nullptr);
-  // Time rows are the bulk of a waveform: they are split only once, by the row reader.
-  const std::string_view first = CMN_FirstItem(line, '=');
+  // Time rows are the bulk of a waveform, so the line is read once as a row; a subparameter
+  // line is split at "=" as well, which no row's first item holds.
+  ValueItem items[kTableRowItems];
+  const size_t found = CMN_ScanValues(line, kTableRowItems, items);
+  const bool plain = items[0].text.find('=') == std::string_view::npos;
+  const std::string_view first = plain ? items[0].text : CMN_FirstItem(line, '=');
   if (const FixtureParam* p = find_fixture_param(first)) {
-    ItemList& items = g_wvfrm.items;
-    if (CMN_SplitLine(line, kLineItems, '=', &items)) fixture_line(*p, items, waveform, label);
-  } else if (starts_with_number(first)) {
-    time_row(line, waveform, label);
+    ItemList& fixture = g_wvfrm.items;
+    if (CMN_SplitLine(line, kLineItems, '=', &fixture)) fixture_line(*p, fixture, waveform, label);
+  } else if (plain ? !first.empty() && items[0].result != kNumberInvalid : starts_with_number(first)) {
+    time_row(items, found, waveform, label);
   } else {
     RPT_ErrorAtLine("Unknown Line Among %s Data", label);
   }
