@@ -146,7 +146,8 @@ void check_direction(const char* owner_kind, const std::string& owner, ModelType
 
 void report_endpoint_na(const RowList& rows, const char* label, int line) {
   rows_for_each_endpoint_na(rows, [&](const char* position, const CornerField& f) {
-    RPT_Error("%s %s Value Cannot Be 'NA' for %s Beginning at Line %d", f.name, position, label, line);
+    RPT_Error("%s %s Value Cannot Be 'NA' for %s Beginning at Line %d", f.name, position, label,
+              line);
   });
 }
 
@@ -242,8 +243,9 @@ std::unique_ptr<IPwlTable> ipwl_build(const ViTable* table, int corner, int mode
 void ipwl_print(std::FILE* stream, const IPwlTable& ipwl) {
   TARN_ASSERT(stream != nullptr);
   std::fprintf(stream, "      I_PWL table with %d entries.", static_cast<int>(ipwl.entries.size()));
-  std::fputs(ipwl.extrapolation ? "    (Extrapolation enabled)\n" : "    (Extrapolation disabled)\n",
-             stream);
+  std::fputs(
+      ipwl.extrapolation ? "    (Extrapolation enabled)\n" : "    (Extrapolation disabled)\n",
+      stream);
   std::fputs("         V         I         di/dv     V_thev    R_thev\n", stream);
   for (const IPwlEntry& e : ipwl.entries) {
     std::fprintf(stream, "        %8g  %8g  %8g  ", e.v, e.i, e.didv);

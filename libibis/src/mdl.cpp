@@ -276,7 +276,9 @@ void sub_param_line(IbisModel& m, std::string_view line) {
     case SubParam::Polarity:
       setting_line(&m.polarity, searched(kPolarityNames), p->name, items, m);
       break;
-    case SubParam::Enable: setting_line(&m.enable, searched(kEnableNames), p->name, items, m); break;
+    case SubParam::Enable:
+      setting_line(&m.enable, searched(kEnableNames), p->name, items, m);
+      break;
     case SubParam::Value: value_line(&(m.*p->value), p->name, items, m); break;
     case SubParam::CComp:
       if (m.c_comp) report_already_defined(p->name, m);
@@ -552,7 +554,8 @@ void check_terminator_values(const IbisModel& m, const char* name) {
   } values[] = {{"Rgnd", m.rgnd}, {"Rpower", m.rpower}, {"Rac", m.rac}, {"Cac", m.cac}};
   if (m.model_type != ModelType::Terminator)
     for (const auto& v : values)
-      if (v.range) RPT_Error("Model '%s': %s is set when Model_type is not Terminator", name, v.label);
+      if (v.range)
+        RPT_Error("Model '%s': %s is set when Model_type is not Terminator", name, v.label);
   if (m.rac && !m.cac) RPT_Error("Model '%s': Cac must be defined when Rac is", name);
   if (m.cac && !m.rac) RPT_Error("Model '%s': Rac must be defined when Cac is", name);
 }
@@ -569,7 +572,8 @@ void check_references(const IbisModel& m, const char* name) {
       {"GND Clamp Reference", m.gnd_clamp_reference},
   };
   for (const auto& r : references)
-    if (!r.range) RPT_Error("Model '%s': %s Required when No Voltage Range is Specified", name, r.label);
+    if (!r.range)
+      RPT_Error("Model '%s': %s Required when No Voltage Range is Specified", name, r.label);
 }
 
 void check_ramp(const IbisModel& m, const char* name) {

@@ -31,7 +31,8 @@ namespace tarn {
 [[nodiscard]] int mdl_get_model_spec(const IbisModel* model, const ModelSpec** out);
 [[nodiscard]] int mdl_get_on_block(const IbisModel* model, const SeriesInfo** out);
 [[nodiscard]] int mdl_get_off_block(const IbisModel* model, const SeriesInfo** out);
-[[nodiscard]] int mdl_get_add_submodels(const IbisModel* model, const std::vector<AddSubmodelEntry>** out);
+[[nodiscard]] int mdl_get_add_submodels(const IbisModel* model,
+                                        const std::vector<AddSubmodelEntry>** out);
 [[nodiscard]] int mdl_get_pulldown(const IbisModel* model, const ViTable** out);
 [[nodiscard]] int mdl_get_pullup(const IbisModel* model, const ViTable** out);
 [[nodiscard]] int mdl_get_gnd_clamp(const IbisModel* model, const ViTable** out);

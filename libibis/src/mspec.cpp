@@ -62,8 +62,9 @@ void report_order(bool as_error, Relation relation, const char* subject, const c
   char text[200];
   switch (relation) {
     case kLess:
-      std::snprintf(text, sizeof text, "%s(%s) is not less than %s(%s) for Model Spec defined on line %d",
-                    subject, corner, reference, corner, line);
+      std::snprintf(text, sizeof text,
+                    "%s(%s) is not less than %s(%s) for Model Spec defined on line %d", subject,
+                    corner, reference, corner, line);
       break;
     case kGreater:
       std::snprintf(text, sizeof text,
@@ -76,9 +77,10 @@ void report_order(bool as_error, Relation relation, const char* subject, const c
                     subject, corner, reference, corner, line);
       break;
     default:
-      std::snprintf(text, sizeof text,
-                    "%s(%s) is not greater than or equal to %s(%s) for Model Spec defined on line %d",
-                    subject, corner, reference, corner, line);
+      std::snprintf(
+          text, sizeof text,
+          "%s(%s) is not greater than or equal to %s(%s) for Model Spec defined on line %d",
+          subject, corner, reference, corner, line);
       break;
   }
   if (as_error) RPT_Error("%s", text);

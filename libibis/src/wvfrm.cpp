@@ -51,7 +51,8 @@ const FixtureParam* find_fixture_param(std::string_view name) {
 
 void fixture_line(const FixtureParam& p, const ItemList& items, Waveform* w, const char* label) {
   // Taken all the same: the fixture is still known, only its place is wrong.
-  if (!w->rows.empty()) RPT_ErrorAtLine("%s specified after beginning of timing data", p.name.data());
+  if (!w->rows.empty())
+    RPT_ErrorAtLine("%s specified after beginning of timing data", p.name.data());
   std::optional<double>& field = w->*p.field;
   if (field) {
     RPT_ErrorAtLine("Duplicate definition for %s %s", p.name.data(), label);
@@ -91,7 +92,8 @@ bool starts_with_number(std::string_view first) {
 
 void report_endpoint_na(const RowList& rows, const char* label, int line) {
   rows_for_each_endpoint_na(rows, [&](const char* position, const CornerField& f) {
-    RPT_Error("%s %s Value Cannot Be 'NA' for %s Waveform Beginning at Line %d", position, f.name, label, line);
+    RPT_Error("%s %s Value Cannot Be 'NA' for %s Waveform Beginning at Line %d", position, f.name,
+              label, line);
   });
 }
 
@@ -102,8 +104,9 @@ void check_pulse_ends(const RowList& rows, const char* label, int line) {
   for (const CornerField& f : kCornerFields) {
     if (first.*f.status != ValueStatus::Value || last.*f.status != ValueStatus::Value) continue;
     if (first.*f.value != last.*f.value)
-      RPT_Error("First %s Value should be the same as the Last for %s Waveform Beginning at Line %d",
-                f.name, label, line);
+      RPT_Error(
+          "First %s Value should be the same as the Last for %s Waveform Beginning at Line %d",
+          f.name, label, line);
   }
 }
 
@@ -146,7 +149,8 @@ void waveform_line(std::string_view line, Waveform* waveform, const char* label)
   if (const FixtureParam* p = find_fixture_param(first)) {
     ItemList& fixture = g_wvfrm.items;
     if (CMN_SplitLine(line, kLineItems, '=', &fixture)) fixture_line(*p, fixture, waveform, label);
-  } else if (plain ? !first.empty() && items[0].result != kNumberInvalid : starts_with_number(first)) {
+  } else if (plain ? !first.empty() && items[0].result != kNumberInvalid
+                   : starts_with_number(first)) {
     time_row(items, found, waveform, label);
   } else {
     RPT_ErrorAtLine("Unknown Line Among %s Data", label);
@@ -159,7 +163,8 @@ void waveform_end(const Waveform& waveform, const char* label, bool is_waveform)
   if (is_waveform) {
     for (const FixtureParam& p : kFixtureParams)
       if (p.required && !(waveform.*p.field))
-        RPT_Error("%s Not Defined For %s Waveform Beginning on Line %d", p.name.data(), label, line);
+        RPT_Error("%s Not Defined For %s Waveform Beginning on Line %d", p.name.data(), label,
+                  line);
   }
   if (waveform.rows.size() < 2) {
     RPT_Error("Require at least 2 Data Points for %s Waveform Beginning at Line %d", label, line);

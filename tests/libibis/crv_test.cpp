@@ -43,7 +43,8 @@ class ViTables : public ::testing::Test {
 
 std::vector<std::string> ramp_rows(int count) {
   std::vector<std::string> rows;
-  for (int i = 0; i < count; ++i) rows.push_back(std::to_string(i) + " " + std::to_string(i) + "m NA NA");
+  for (int i = 0; i < count; ++i)
+    rows.push_back(std::to_string(i) + " " + std::to_string(i) + "m NA NA");
   return rows;
 }
 
@@ -69,12 +70,13 @@ TEST_F(ViTables, SecondTableReplacesTheFirst) {
 }
 
 TEST_F(ViTables, RowProblemsAreReportedAndTheRowKept) {
-  EXPECT_EQ(read("Pulldown", {"NA 1m NA NA", "1", "2 1m 1m 1m 1m"}),
-            "ERROR v.ibs (line    4) - Voltage Value Cannot Be 'NA'\n"
-            "ERROR v.ibs (line    4) - No typical Value Was Provided for Voltage\n"
-            "ERROR v.ibs (line    4) - No minimum Value Was Provided for Voltage\n"
-            "ERROR v.ibs (line    4) - No maximum Value Was Provided for Voltage\n"
-            "ERROR v.ibs (line    4) - Incorrect Number of Line Items (5) For Voltage: Expecting 4\n");
+  EXPECT_EQ(
+      read("Pulldown", {"NA 1m NA NA", "1", "2 1m 1m 1m 1m"}),
+      "ERROR v.ibs (line    4) - Voltage Value Cannot Be 'NA'\n"
+      "ERROR v.ibs (line    4) - No typical Value Was Provided for Voltage\n"
+      "ERROR v.ibs (line    4) - No minimum Value Was Provided for Voltage\n"
+      "ERROR v.ibs (line    4) - No maximum Value Was Provided for Voltage\n"
+      "ERROR v.ibs (line    4) - Incorrect Number of Line Items (5) For Voltage: Expecting 4\n");
   EXPECT_EQ(table_->rows.size(), 3u);
 }
 
@@ -102,7 +104,8 @@ TEST_F(ViTables, EndNeedsTwoPointsAndNumbersAtBothEnds) {
   };
   const Case cases[] = {
       {{}, "ERROR v.ibs - Require at least 2 Voltage Points for Pullup Beginning at Line 4\n"},
-      {{"0 1m NA NA"}, "ERROR v.ibs - Require at least 2 Voltage Points for Pullup Beginning at Line 4\n"},
+      {{"0 1m NA NA"},
+       "ERROR v.ibs - Require at least 2 Voltage Points for Pullup Beginning at Line 4\n"},
       {{"0 1m NA NA", "1 NA NA NA"},
        "ERROR v.ibs - Typical Last Value Cannot Be 'NA' for Pullup Beginning at Line 4\n"},
       // A column that no row gives may be NA throughout.
@@ -173,9 +176,10 @@ TEST_F(ViTables, DirectionComparesTheRowsNearestZero) {
       // 0 V counts as the upper side.
       {{"-1 0 NA NA", "0 1m NA NA", "1 0 NA NA"},
        "WARNING v.ibs - Submodel m: Pullup has Increasing Current\n"},
-      {{"0 0 NA NA", "1 1m NA NA"}, ""},                     // nothing under 0 V
-      {{"-1 NA NA NA", "1 1m NA NA", "2 2m NA NA"}, "ERROR v.ibs - Typical First Value Cannot "
-                                                    "Be 'NA' for Pullup Beginning at Line 4\n"},
+      {{"0 0 NA NA", "1 1m NA NA"}, ""},  // nothing under 0 V
+      {{"-1 NA NA NA", "1 1m NA NA", "2 2m NA NA"},
+       "ERROR v.ibs - Typical First Value Cannot "
+       "Be 'NA' for Pullup Beginning at Line 4\n"},
   };
   for (const Case& c : cases) {
     read("Pullup", c.rows);

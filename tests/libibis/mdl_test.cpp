@@ -33,8 +33,10 @@ TEST(ModelName, Rules) {
        "ERROR t.ibs (line    1) - Model Name Over 20 Characters Long\n"},
       {"[Model]\n", "", "ERROR t.ibs (line    1) - 'Model' Keyword Missing name\n"},
       {"[Model] a b\n", "a",
-       "ERROR t.ibs (line    1) -\n    Incorrect Number of Line Items (2) For Keyword Model: Expecting 1\n"},
-      {"[Model] na\n", "na", "ERROR t.ibs (line    1) - Invalid Model Name (\"na\"); Reserved Word.\n"},
+       "ERROR t.ibs (line    1) -\n    Incorrect Number of Line Items (2) For Keyword Model: "
+       "Expecting 1\n"},
+      {"[Model] na\n", "na",
+       "ERROR t.ibs (line    1) - Invalid Model Name (\"na\"); Reserved Word.\n"},
       {"[Model] buf\n[Model] buf\n", "buf",
        "ERROR t.ibs (line    2) - Model Name Previously Defined (\"buf\")\n"},
       {"[Model] buf\n[Model] BUF\n", "BUF", ""},
@@ -58,39 +60,50 @@ TEST(ModelSubparameters, Lines) {
     bool (*stored)(const IbisModel&);
   };
   const Case cases[] = {
-      {"Model_type I/O_open_sink", 3, "", [](const IbisModel& m) { return m.model_type == ModelType::IOOpenSink; }},
-      {"Model_type input", 3, "ERROR t.ibs (line    2) - Invalid Model_type (\"input\") (try \"Input\")\n",
+      {"Model_type I/O_open_sink", 3, "",
+       [](const IbisModel& m) { return m.model_type == ModelType::IOOpenSink; }},
+      {"Model_type input", 3,
+       "ERROR t.ibs (line    2) - Invalid Model_type (\"input\") (try \"Input\")\n",
        [](const IbisModel& m) { return m.model_type == ModelType::NoType; }},
-      {"Model_type Series", 3, "", [](const IbisModel& m) { return m.model_type == ModelType::Series; }},
+      {"Model_type Series", 3, "",
+       [](const IbisModel& m) { return m.model_type == ModelType::Series; }},
       {"Model_type Series", 2, "ERROR t.ibs (line    2) - Invalid Model_type (\"Series\")\n",
        [](const IbisModel& m) { return m.model_type == ModelType::NoType; }},
-      {"Model_type 3-state_ECL", 2, "ERROR t.ibs (line    2) - Invalid Model_type (\"3-state_ECL\")\n",
+      {"Model_type 3-state_ECL", 2,
+       "ERROR t.ibs (line    2) - Invalid Model_type (\"3-state_ECL\")\n",
        [](const IbisModel& m) { return m.model_type == ModelType::NoType; }},
-      {"Model_type Terminator", 2, "", [](const IbisModel& m) { return m.model_type == ModelType::Terminator; }},
+      {"Model_type Terminator", 2, "",
+       [](const IbisModel& m) { return m.model_type == ModelType::Terminator; }},
       {"Model_type = Input", 3, "ERROR t.ibs (line    2) - Invalid Model_type Line\n",
        [](const IbisModel& m) { return m.model_type == ModelType::NoType; }},
       {"Model_type Input Output", 3,
-       "ERROR t.ibs (line    2) -\n    Incorrect Number of Line Items (3) For Model_type: Expecting 2\n",
+       "ERROR t.ibs (line    2) -\n    Incorrect Number of Line Items (3) For Model_type: "
+       "Expecting 2\n",
        [](const IbisModel& m) { return m.model_type == ModelType::NoType; }},
       {"Model_type", 3, "ERROR t.ibs (line    2) - 'Model_type' Subparameter Missing Setting\n",
        [](const IbisModel& m) { return m.model_type == ModelType::NoType; }},
       {"Polarity inverting", 3,
        "ERROR t.ibs (line    2) - Invalid Polarity (\"inverting\") (try \"Inverting\")\n",
        [](const IbisModel& m) { return m.polarity == Polarity::Invalid; }},
-      {"Enable Active-Low", 3, "", [](const IbisModel& m) { return m.enable == Enable::ActiveLow; }},
+      {"Enable Active-Low", 3, "",
+       [](const IbisModel& m) { return m.enable == Enable::ActiveLow; }},
       {"Enable High", 3, "ERROR t.ibs (line    2) - Invalid Enable (\"High\")\n",
        [](const IbisModel& m) { return m.enable == Enable::Invalid; }},
       {"Vinl = 0.8V", 3, "", [](const IbisModel& m) { return m.vinl == 0.8; }},
       {"Vmeas=1.65", 3, "", [](const IbisModel& m) { return m.vmeas == 1.65; }},
       {"Vinl 0.8", 3, "ERROR t.ibs (line    2) - Invalid Vinl Line\n",
        [](const IbisModel& m) { return !m.vinl; }},
-      {"Cref =", 3, "ERROR t.ibs (line    2) - Invalid Cref Line\n", [](const IbisModel& m) { return !m.cref; }},
-      {"Rref : 50", 3, "ERROR t.ibs (line    2) - Invalid Rref Line\n", [](const IbisModel& m) { return !m.rref; }},
-      {"Vref = 0.5 V", 3, "ERROR t.ibs (line    2) - Incorrect Number of Line Items (4) For Vref: Expecting 3\n",
+      {"Cref =", 3, "ERROR t.ibs (line    2) - Invalid Cref Line\n",
+       [](const IbisModel& m) { return !m.cref; }},
+      {"Rref : 50", 3, "ERROR t.ibs (line    2) - Invalid Rref Line\n",
+       [](const IbisModel& m) { return !m.rref; }},
+      {"Vref = 0.5 V", 3,
+       "ERROR t.ibs (line    2) - Incorrect Number of Line Items (4) For Vref: Expecting 3\n",
        [](const IbisModel& m) { return m.vref == 0.5; }},
       {"Vinh = high", 3, "ERROR t.ibs (line    2) - Invalid Vinh Value (\"high\")\n",
        [](const IbisModel& m) { return !m.vinh; }},
-      {"C_comp 2p 1p 3p", 3, "", [](const IbisModel& m) { return m.c_comp && m.c_comp->typ == 2e-12; }},
+      {"C_comp 2p 1p 3p", 3, "",
+       [](const IbisModel& m) { return m.c_comp && m.c_comp->typ == 2e-12; }},
       {"C_comp NA 1p 3p", 3, "ERROR t.ibs (line    2) - 'NA' Not Allowed For Typical Value\n",
        [](const IbisModel& m) { return m.c_comp != nullptr; }},
       {"C_comp 2p 1p", 3, "ERROR t.ibs (line    2) - No maximum Value Was Provided for C_comp\n",
@@ -137,40 +150,65 @@ TEST(ModelKeywords, EachKeywordIsReadWhereItBelongs) {
        [](const IbisModel& m) { return m.temperature_range && m.temperature_range->max == 0; }},
       {"Output", "[Voltage Range] 3.3 3 3.6", "x", kExpecting,
        [](const IbisModel& m) { return m.voltage_range && m.voltage_range->min == 3; }},
-      {"Output", "[Pullup Reference] 3.3 NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.pullup_reference; }},
-      {"Output", "[Pulldown Reference] 0 NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.pulldown_reference; }},
+      {"Output", "[Pullup Reference] 3.3 NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return !!m.pullup_reference; }},
+      {"Output", "[Pulldown Reference] 0 NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return !!m.pulldown_reference; }},
       {"Output", "[POWER Clamp Reference] 3.3 NA NA", "x", kExpecting,
        [](const IbisModel& m) { return !!m.power_clamp_reference; }},
-      {"Output", "[GND Clamp Reference] 0 NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.gnd_clamp_reference; }},
-      {"Terminator", "[Rgnd] 50 NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.rgnd; }},
-      {"Terminator", "[Rpower] 50 NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.rpower; }},
+      {"Output", "[GND Clamp Reference] 0 NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return !!m.gnd_clamp_reference; }},
+      {"Terminator", "[Rgnd] 50 NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return !!m.rgnd; }},
+      {"Terminator", "[Rpower] 50 NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return !!m.rpower; }},
       {"Terminator", "[Rac] 50 NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.rac; }},
       {"Terminator", "[Cac] 5p NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.cac; }},
       {"Output", "[TTgnd] 1n NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.ttgnd; }},
-      {"Output", "[TTpower] 1n NA NA", "x", kExpecting, [](const IbisModel& m) { return !!m.ttpower; }},
-      {"Output", "[Pulldown]", "0 0 NA NA", "", [](const IbisModel& m) { return m.pulldown && m.pulldown->rows.size() == 1; }},
-      {"Output", "[Pullup]", "0 0 NA NA", "", [](const IbisModel& m) { return m.pullup && m.pullup->rows.size() == 1; }},
-      {"Output", "[GND Clamp]", "0 0 NA NA", "", [](const IbisModel& m) { return m.gnd_clamp && !m.gnd_clamp->rows.empty(); }},
+      {"Output", "[TTpower] 1n NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return !!m.ttpower; }},
+      {"Output", "[Pulldown]", "0 0 NA NA", "",
+       [](const IbisModel& m) { return m.pulldown && m.pulldown->rows.size() == 1; }},
+      {"Output", "[Pullup]", "0 0 NA NA", "",
+       [](const IbisModel& m) { return m.pullup && m.pullup->rows.size() == 1; }},
+      {"Output", "[GND Clamp]", "0 0 NA NA", "",
+       [](const IbisModel& m) { return m.gnd_clamp && !m.gnd_clamp->rows.empty(); }},
       {"Output", "[POWER Clamp]", "0 0 NA NA", "",
        [](const IbisModel& m) { return m.power_clamp && !m.power_clamp->rows.empty(); }},
-      {"Output", "[Ramp]", "R_load = 50", "", [](const IbisModel& m) { return m.ramp && m.ramp->r_load == 50; }},
+      {"Output", "[Ramp]", "R_load = 50", "",
+       [](const IbisModel& m) { return m.ramp && m.ramp->r_load == 50; }},
       {"Output", "[Rising Waveform]", "R_fixture = 50", "",
-       [](const IbisModel& m) { return m.rising_waveforms.size() == 1 && m.rising_waveforms[0]->r_fixture; }},
+       [](const IbisModel& m) {
+         return m.rising_waveforms.size() == 1 && m.rising_waveforms[0]->r_fixture;
+       }},
       {"Output", "[Falling Waveform]", "V_fixture = 0", "",
-       [](const IbisModel& m) { return m.falling_waveforms.size() == 1 && m.falling_waveforms[0]->v_fixture; }},
+       [](const IbisModel& m) {
+         return m.falling_waveforms.size() == 1 && m.falling_waveforms[0]->v_fixture;
+       }},
       {"Input", "[Model Spec]", "Vmeas 1.5 NA NA", "",
        [](const IbisModel& m) { return m.model_spec && m.model_spec->values[14] != nullptr; }},
-      {"Output", "[Driver Schedule]", "m2 1n NA NA NA", "", [](const IbisModel& m) { return !!m.driver_schedule; }},
-      {"Series_switch", "[On]", "x", kExpecting, [](const IbisModel& m) { return m.on_block && !m.off_block; }},
-      {"Series_switch", "[Off]", "x", kExpecting, [](const IbisModel& m) { return m.off_block && !m.on_block; }},
-      {"Series", "[R Series] 1 NA NA", "x", kExpecting, [](const IbisModel& m) { return m.on_block && m.on_block->r_series; }},
-      {"Series", "[L Series] 1n NA NA", "x", kExpecting, [](const IbisModel& m) { return m.on_block && m.on_block->l_series; }},
-      {"Series", "[Rl Series] 1 NA NA", "x", kExpecting, [](const IbisModel& m) { return m.on_block && m.on_block->rl_series; }},
-      {"Series", "[C Series] 1p NA NA", "x", kExpecting, [](const IbisModel& m) { return m.on_block && m.on_block->c_series; }},
-      {"Series", "[Lc Series] 1n NA NA", "x", kExpecting, [](const IbisModel& m) { return m.on_block && m.on_block->lc_series; }},
-      {"Series", "[Rc Series] 1 NA NA", "x", kExpecting, [](const IbisModel& m) { return m.on_block && m.on_block->rc_series; }},
+      {"Output", "[Driver Schedule]", "m2 1n NA NA NA", "",
+       [](const IbisModel& m) { return !!m.driver_schedule; }},
+      {"Series_switch", "[On]", "x", kExpecting,
+       [](const IbisModel& m) { return m.on_block && !m.off_block; }},
+      {"Series_switch", "[Off]", "x", kExpecting,
+       [](const IbisModel& m) { return m.off_block && !m.on_block; }},
+      {"Series", "[R Series] 1 NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return m.on_block && m.on_block->r_series; }},
+      {"Series", "[L Series] 1n NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return m.on_block && m.on_block->l_series; }},
+      {"Series", "[Rl Series] 1 NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return m.on_block && m.on_block->rl_series; }},
+      {"Series", "[C Series] 1p NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return m.on_block && m.on_block->c_series; }},
+      {"Series", "[Lc Series] 1n NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return m.on_block && m.on_block->lc_series; }},
+      {"Series", "[Rc Series] 1 NA NA", "x", kExpecting,
+       [](const IbisModel& m) { return m.on_block && m.on_block->rc_series; }},
       {"Series", "[Series Current]", "0 0 NA NA", "",
-       [](const IbisModel& m) { return m.on_block && m.on_block->series_current->rows.size() == 1; }},
+       [](const IbisModel& m) {
+         return m.on_block && m.on_block->series_current->rows.size() == 1;
+       }},
       {"Series", "[Series MOSFET]", "Vds = 1", "", [](const IbisModel& m) { return !!m.on_block; }},
       {"I/O", "[Add Submodel]", "bus Non-Driving", "",
        [](const IbisModel& m) {
@@ -179,7 +217,8 @@ TEST(ModelKeywords, EachKeywordIsReadWhereItBelongs) {
        }},
   };
   for (const Case& c : cases) {
-    const auto r = read_model(std::string("Model_type ") + c.type + "\n" + c.keyword + "\n" + c.data + "\n");
+    const auto r =
+        read_model(std::string("Model_type ") + c.type + "\n" + c.keyword + "\n" + c.data + "\n");
     EXPECT_EQ(at_lines(r.report), c.expected) << c.keyword;
     ASSERT_NE(model_at(r), nullptr);
     EXPECT_TRUE(c.landed(*model_at(r))) << c.keyword;
@@ -227,7 +266,8 @@ TEST(ModelKeywords, SeriesBlocks) {
        "ERROR t.ibs (line    4) - Keyword is valid only for Series_switch models\n"
        "ERROR t.ibs (line    5) - Keyword is valid only for Series and Series_switch models\n"
        "ERROR t.ibs (line    6) - Keyword is valid only for Series and Series_switch models\n"},
-      {"Model_type Series\n[Off]\n", "ERROR t.ibs (line    3) - Keyword is valid only for Series_switch models\n"},
+      {"Model_type Series\n[Off]\n",
+       "ERROR t.ibs (line    3) - Keyword is valid only for Series_switch models\n"},
       {"Model_type Series_switch\n[Voltage Range] 3.3 NA NA\n[Off]\n[R Series] 1 NA NA\n"
        "[Pulldown Reference] 0 NA NA\n[Rgnd] 5 NA NA\n",
        "ERROR t.ibs (line    6) - Model 'm' is of type Series_switch. Pulldown Reference should be "
@@ -235,7 +275,8 @@ TEST(ModelKeywords, SeriesBlocks) {
   };
   for (const Case& c : cases) EXPECT_EQ(at_lines(read_model(c.body).report), c.expected) << c.body;
 
-  const auto r = read_model("Model_type Series_switch\n[On]\n[R Series] 1 NA NA\n[Off]\n[R Series] 1M NA NA\n");
+  const auto r = read_model(
+      "Model_type Series_switch\n[On]\n[R Series] 1 NA NA\n[Off]\n[R Series] 1M NA NA\n");
   const IbisModel& m = *model_at(r);
   ASSERT_NE(m.on_block, nullptr);
   ASSERT_NE(m.off_block, nullptr);
@@ -260,10 +301,12 @@ TEST(ModelKeywords, ModelSpecComesBeforeTheOtherKeywords) {
       {"[TTpower] 1n NA NA\n", true},
   };
   for (const Case& c : cases) {
-    const auto r = read_model(std::string("Model_type Series_switch\n") + c.before + "[Model Spec]\nVmeas 1 NA NA\n");
-    const bool reported = r.report.find("[Model Spec] should be specified immediately after all the "
-                                        "subparameters of a model and before the other keywords of "
-                                        "a model") != std::string::npos;
+    const auto r = read_model(std::string("Model_type Series_switch\n") + c.before +
+                              "[Model Spec]\nVmeas 1 NA NA\n");
+    const bool reported = r.report.find(
+                              "[Model Spec] should be specified immediately after all the "
+                              "subparameters of a model and before the other keywords of "
+                              "a model") != std::string::npos;
     EXPECT_EQ(reported, c.misplaced) << c.before;
     EXPECT_NE(model_at(r)->model_spec, nullptr) << c.before;
   }
@@ -279,7 +322,8 @@ TEST(AddSubmodel, KeywordAndLines) {
   const Case cases[] = {
       {"Input", "[Add Submodel]\nhold Non-Driving\nclamp All\n", "", 2},
       {"Input", "[Add Submodel] x\nhold\n",
-       "ERROR t.ibs (line    3) -\n    Incorrect Number of Line Items (2) For Add Submodel: Expecting 1\n"
+       "ERROR t.ibs (line    3) -\n    Incorrect Number of Line Items (2) For Add Submodel: "
+       "Expecting 1\n"
        "ERROR t.ibs (line    4) - Add Submodel Mode not found\n",
        1},
       {"Input", "[Add Submodel]\nhold Driving\n",
@@ -300,7 +344,9 @@ TEST(AddSubmodel, KeywordAndLines) {
        "ERROR t.ibs (line    6) - Invalid Submodel Name (\"GND\"); Reserved Word.\n",
        3},
       {"Series", "[Add Submodel]\nhold All\n",
-       "ERROR t.ibs (line    3) -\n    Add Submodel is not allowed for Series or Series_switch models\n", 1},
+       "ERROR t.ibs (line    3) -\n    Add Submodel is not allowed for Series or Series_switch "
+       "models\n",
+       1},
       {"I/O", "[Add Submodel]\nhold All\n[Add Submodel]\nclamp All\n",
        "ERROR t.ibs (line    5) - Add sub model: Already Defined for this model\n", 1},
   };
@@ -309,7 +355,8 @@ TEST(AddSubmodel, KeywordAndLines) {
     EXPECT_EQ(at_lines(r.report), c.expected) << c.type << " " << c.lines;
     EXPECT_EQ(model_at(r)->add_submodels.size(), c.entries) << c.lines;
   }
-  const auto r = read_model("Model_type I/O\n[Add Submodel]\nthe_submodel_name_is_long All\nx Drive\n");
+  const auto r =
+      read_model("Model_type I/O\n[Add Submodel]\nthe_submodel_name_is_long All\nx Drive\n");
   const auto& entries = model_at(r)->add_submodels;
   EXPECT_EQ(entries[0].name, "the_submodel_name_is");
   EXPECT_EQ(entries[0].mode, SubmodelMode::All);
@@ -327,7 +374,8 @@ TEST(ModelEnd, Rules) {
   const Case cases[] = {
       {"Model_type Output\nC_comp 1p NA NA\n" + kRefs + kRamp, ""},
       {kRefs + kRamp,
-       "ERROR t.ibs - Model 'm': Model_type Not Defined\nERROR t.ibs - Model 'm': C_comp Not Defined\n"},
+       "ERROR t.ibs - Model 'm': Model_type Not Defined\nERROR t.ibs - Model 'm': C_comp Not "
+       "Defined\n"},
       {"Model_type Input\nC_comp 1p NA NA\nVinh = 2\n" + kRefs,
        "WARNING t.ibs - Model 'm': Model_type 'Input' must have Vinl set\n"},
       {"Model_type I/O_ECL\nC_comp 1p NA NA\n" + kRefs + kRamp,
@@ -341,14 +389,20 @@ TEST(ModelEnd, Rules) {
        "ERROR t.ibs - Model 'm': Cac must be defined when Rac is\n"},
       {"Model_type I/O\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n" + kRamp,
        "ERROR t.ibs - Model 'm': Pullup Reference Required when No Voltage Range is Specified\n"
-       "ERROR t.ibs -\n    Model 'm': Pulldown Reference Required when No Voltage Range is Specified\n"
-       "ERROR t.ibs - Model 'm': POWER Clamp Reference Required when No Voltage Range is Specified\n"
-       "ERROR t.ibs -\n    Model 'm': GND Clamp Reference Required when No Voltage Range is Specified\n"},
+       "ERROR t.ibs -\n    Model 'm': Pulldown Reference Required when No Voltage Range is "
+       "Specified\n"
+       "ERROR t.ibs - Model 'm': POWER Clamp Reference Required when No Voltage Range is "
+       "Specified\n"
+       "ERROR t.ibs -\n    Model 'm': GND Clamp Reference Required when No Voltage Range is "
+       "Specified\n"},
       {"Model_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n[Pullup Reference] 3.3 NA NA\n"
-       "[Pulldown Reference] 0 NA NA\n[POWER Clamp Reference] 3.3 NA NA\n[GND Clamp Reference] 0 NA NA\n",
+       "[Pulldown Reference] 0 NA NA\n[POWER Clamp Reference] 3.3 NA NA\n[GND Clamp Reference] 0 "
+       "NA NA\n",
        ""},
-      {"Model_type 3-state_ECL\nC_comp 1p NA NA\n" + kRefs, "ERROR t.ibs - Model 'm': Ramp Not Defined\n"},
-      {"Model_type Outptu\nC_comp 1p NA NA\n" + kRefs, "ERROR t.ibs - Model 'm': Ramp Not Defined\n"},
+      {"Model_type 3-state_ECL\nC_comp 1p NA NA\n" + kRefs,
+       "ERROR t.ibs - Model 'm': Ramp Not Defined\n"},
+      {"Model_type Outptu\nC_comp 1p NA NA\n" + kRefs,
+       "ERROR t.ibs - Model 'm': Ramp Not Defined\n"},
       {"Model_type Input_ECL\nVinl = -1.2\nVinh = -0.9\nC_comp 1p NA NA\n" + kRefs, ""},
       {"Model_type Series\nC_comp 1p NA NA\n" + kRefs + kRamp + "[R Series] 1 NA NA\n",
        "ERROR t.ibs - Model 'm': Ramp Not Allowed for Series and Series_switch\n"},
@@ -480,7 +534,8 @@ TEST(ModelAccessorsDeathTest, NullArgumentsAreInternalFaults) {
 }
 
 TEST(FindModel, ExactNameNewestFirst) {
-  const auto r = test::read_lines("[Model] a\nModel_type Input\n[Model] b\n[Model] a\nModel_type Output\n[End]\n");
+  const auto r = test::read_lines(
+      "[Model] a\nModel_type Input\n[Model] b\n[Model] a\nModel_type Output\n[End]\n");
   ASSERT_NE(r.document, nullptr);
   const IbisModel* a = find_model(r.document.get(), "a");
   ASSERT_NE(a, nullptr);

@@ -19,7 +19,8 @@ inline std::string findings(const std::string& report, bool with_line) {
   std::string kept;
   bool keeping = false;
   while (std::getline(in, line)) {
-    if (line.rfind("    ", 0) != 0) keeping = (line.find(" (line ") != std::string::npos) == with_line;
+    if (line.rfind("    ", 0) != 0)
+      keeping = (line.find(" (line ") != std::string::npos) == with_line;
     if (keeping) kept += line + "\n";
   }
   return kept;

@@ -79,12 +79,14 @@ TEST(Waveform, TimeRows) {
   };
   const Case cases[] = {
       {time_rows(100), ""},
-      {time_rows(103), "ERROR t.ibs (line  111) -\n"
-                       "    More than 100 data points provided for Rising Waveform table\n"},
+      {time_rows(103),
+       "ERROR t.ibs (line  111) -\n"
+       "    More than 100 data points provided for Rising Waveform table\n"},
       {"0 0 NA NA\n1n 1 NA NA\n1n 2 NA NA\n0.5n 2 NA NA\n",
        "ERROR t.ibs (line   13) - Time value did not increase\n"
        "ERROR t.ibs (line   14) - Time value did not increase\n"},
-      {"0 0 NA NA\nNA 1 NA NA\n2n 2 NA NA\n", "ERROR t.ibs (line   12) - 'NA' not allowed for Time value\n"},
+      {"0 0 NA NA\nNA 1 NA NA\n2n 2 NA NA\n",
+       "ERROR t.ibs (line   12) - 'NA' not allowed for Time value\n"},
       {"0 0 NA NA\nR_dut = 1\n1n 1 NA NA\n",
        "ERROR t.ibs (line   12) - R_dut specified after beginning of timing data\n"},
       {"0 0 NA NA\nR_fixture = 1\n1n 1 NA NA\n",
@@ -118,9 +120,12 @@ TEST(Waveform, EndChecksNameTheKeywordLine) {
        "ERROR t.ibs - V_fixture Not Defined For Rising Waveform Beginning on Line 8\n"
        "ERROR t.ibs - Require at least 2 Data Points for Rising Waveform Beginning at Line 8\n"},
       {std::string(kFixture) + "0 NA 1 NA\n1n 1 2 NA\n2n 2 NA 3\n",
-       "ERROR t.ibs -\n    First Typical Value Cannot Be 'NA' for Rising Waveform Beginning at Line 8\n"
-       "ERROR t.ibs -\n    First Maximum Value Cannot Be 'NA' for Rising Waveform Beginning at Line 8\n"
-       "ERROR t.ibs -\n    Last Minimum Value Cannot Be 'NA' for Rising Waveform Beginning at Line 8\n"},
+       "ERROR t.ibs -\n    First Typical Value Cannot Be 'NA' for Rising Waveform Beginning at "
+       "Line 8\n"
+       "ERROR t.ibs -\n    First Maximum Value Cannot Be 'NA' for Rising Waveform Beginning at "
+       "Line 8\n"
+       "ERROR t.ibs -\n    Last Minimum Value Cannot Be 'NA' for Rising Waveform Beginning at Line "
+       "8\n"},
   };
   for (const Case& c : cases) {
     const auto r = read_waveform(c.lines);
@@ -130,7 +135,8 @@ TEST(Waveform, EndChecksNameTheKeywordLine) {
 
 TEST(Waveform, HundredWaveformsOfAKind) {
   std::string text = "[Model] m\n";
-  for (int i = 0; i < 101; ++i) text += std::string("[Rising Waveform]\n") + kFixture + time_rows(2);
+  for (int i = 0; i < 101; ++i)
+    text += std::string("[Rising Waveform]\n") + kFixture + time_rows(2);
   text += std::string("[Falling Waveform] x\n") + kFixture + time_rows(2) + "[End]\n";
   const auto r = test::read_lines(text);
   EXPECT_EQ(at_lines(r.report),
@@ -152,7 +158,8 @@ TEST(Waveform, PulseTableEndsWhereItBegan) {
   RPT_SetFileName("p.ibs");
   std::unique_ptr<Waveform> pulse;
   ASSERT_EQ(waveform_create("[GND Pulse Table]", "GND Pulse", &pulse), 1);
-  for (const char* row : {"0 0 0 NA", "1n 1 1 1", "2n 0 0.5 1"}) waveform_line(row, pulse.get(), "GND Pulse");
+  for (const char* row : {"0 0 0 NA", "1n 1 1 1", "2n 0 0.5 1"})
+    waveform_line(row, pulse.get(), "GND Pulse");
   waveform_end(*pulse, "GND Pulse Table", false);
   RPT_SetStream(nullptr);
   EXPECT_EQ(out.text(),
