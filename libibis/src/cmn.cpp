@@ -1,5 +1,6 @@
 #include "libibis/src/cmn.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -33,69 +34,181 @@ SavedWithReading<CmnState> g_cmn_saved(&g_cmn);
 
 bool is_c_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-double scale_factor(char letter) {
-  for (const ScaleSuffix& s : kScale)
-    if (s.letter == letter) return s.factor;
-  return 1.0;
+// The factor of every letter after a number: a scale letter's, or 1 for a unit letter.
+constexpr std::array<double, 256> make_scale_table() {
+  std::array<double, 256> t{};
+  t.fill(1.0);
+  for (size_t i = std::size(kScale); i-- > 0;)  // the first row of a letter wins
+    t[static_cast<unsigned char>(kScale[i].letter)] = kScale[i].factor;
+  return t;
+}
+constexpr std::array<double, 256> kScaleOf = make_scale_table();
+
+// The next item from `*pos`: runs of blanks and tabs separate items, and a `delimiter` (0 for
+// none) ends an item and is an item of its own. Empty at the end of the line.
+std::string_view next_item(std::string_view line, size_t* pos, char delimiter) {
+  size_t i = *pos;
+  const size_t n = line.size();
+  while (i < n && is_space(line[i])) ++i;
+  const size_t start = i;
+  while (i < n && !is_space(line[i]) && (delimiter == 0 || line[i] != delimiter)) ++i;
+  if (i == start && i < n) ++i;
+  *pos = i;
+  return line.substr(start, i - start);
 }
 
-// The extent of the longest leading decimal number: sign, digits, point, digits, and an
-// exponent only when digits follow it (so "1e" is 1 with the unit letter e).
+// The longest leading decimal number of a text: sign, digits, point, digits, and an exponent
+// only when digits follow it (so "1e" is 1 with the unit letter e). The digits are gathered
+// on the way, so that the common short number needs no second pass.
 struct NumberSpan {
-  size_t mantissa = 0;  // first character after the sign
-  size_t end = 0;
+  const char* mantissa = nullptr;  // first character after the sign
+  const char* end = nullptr;
   bool negative = false;
   long int_digits = 0;
+  long frac_digits = 0;
   long exponent = 0;
+  uint64_t significand = 0;  // all the digits, when there are few enough to fit
 };
 
-bool scan_number(std::string_view t, NumberSpan* span) {
-  size_t i = 0;
-  const size_t n = t.size();
-  while (i < n && is_c_space(t[i])) ++i;
-  if (i < n && (t[i] == '+' || t[i] == '-')) span->negative = t[i++] == '-';
-  span->mantissa = i;
-  size_t digits = 0;
-  while (i < n && is_digit(t[i])) ++i, ++digits;
-  span->int_digits = static_cast<long>(digits);
-  if (i < n && t[i] == '.') {
-    ++i;
-    while (i < n && is_digit(t[i])) ++i, ++digits;
+constexpr long kMaxExactDigits = 19;  // decimal digits that always fit in 64 bits
+
+bool is_decimal(char c) { return static_cast<unsigned char>(c - '0') < 10; }
+
+[[gnu::always_inline]] inline const char* take_digits(const char* p, const char* e,
+                                                      uint64_t* significand) {
+  uint64_t m = *significand;
+  for (; p < e; ++p) {
+    const unsigned digit = static_cast<unsigned char>(*p) - unsigned{'0'};
+    if (digit > 9) break;
+    m = m * 10 + digit;
   }
-  if (digits == 0) return false;
-  if (i < n && (t[i] == 'e' || t[i] == 'E')) {
-    size_t j = i + 1;
-    bool exp_negative = false;
-    if (j < n && (t[j] == '+' || t[j] == '-')) exp_negative = t[j++] == '-';
-    if (j < n && is_digit(t[j])) {
-      long e = 0;
-      while (j < n && is_digit(t[j])) {
-        if (e < 100000) e = e * 10 + (t[j] - '0');
-        ++j;
-      }
-      span->exponent = exp_negative ? -e : e;
-      i = j;
-    }
+  *significand = m;
+  return p;
+}
+
+const char* take_exponent(const char* p, const char* e, long* exponent) {
+  const char* q = p + 1;
+  bool negative = false;
+  if (q < e && (*q == '+' || *q == '-')) negative = *q++ == '-';
+  if (q >= e || !is_decimal(*q)) return p;  // not an exponent: a unit letter
+  long v = 0;
+  for (; q < e && is_decimal(*q); ++q)
+    if (v < 100000) v = v * 10 + (*q - '0');
+  *exponent = negative ? -v : v;
+  return q;
+}
+
+[[gnu::always_inline]] inline bool scan_number(const char* p, const char* e, NumberSpan* span) {
+  while (p < e && is_c_space(*p)) ++p;
+  if (p < e && (*p == '+' || *p == '-')) span->negative = *p++ == '-';
+  span->mantissa = p;
+  p = take_digits(p, e, &span->significand);
+  span->int_digits = p - span->mantissa;
+  if (p < e && *p == '.') {
+    const char* fraction = ++p;
+    p = take_digits(p, e, &span->significand);
+    span->frac_digits = p - fraction;
   }
-  span->end = i;
+  if (span->int_digits + span->frac_digits == 0) return false;
+  if (p < e && (*p == 'e' || *p == 'E')) p = take_exponent(p, e, &span->exponent);
+  span->end = p;
+  return true;
+}
+
+constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                              1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                              1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// Exact when the significand and the power of ten are both exact doubles: one multiplication
+// or division then rounds correctly, as the full conversion would.
+[[gnu::always_inline]] inline bool convert_short(const NumberSpan& span, double* value) {
+  constexpr long kMaxPower = 22;
+  constexpr uint64_t kMaxExact = uint64_t(1) << 53;
+  if (span.int_digits + span.frac_digits > kMaxExactDigits) return false;
+  if (span.significand == 0) {
+    *value = 0.0;
+    return true;
+  }
+  const long power = span.exponent - span.frac_digits;
+  if (span.significand > kMaxExact || power > kMaxPower || power < -kMaxPower) return false;
+  const double m = static_cast<double>(span.significand);
+  *value = power >= 0 ? m * kPowers[power] : m / kPowers[-power];
   return true;
 }
 
 // Converts without the host's locale. A magnitude beyond a double is not a number; one
 // below the smallest is zero.
-bool convert_number(std::string_view t, const NumberSpan& span, double* value) {
-  const char* first = t.data() + span.mantissa;
-  const char* last = t.data() + span.end;
+[[gnu::always_inline]] inline bool convert_number(const NumberSpan& span, double* value) {
   double v = 0.0;
-  auto [ptr, ec] = std::from_chars(first, last, v, std::chars_format::general);
-  if (ec == std::errc::result_out_of_range) {
-    if (span.int_digits + span.exponent > 0) return false;
-    v = 0.0;
-  } else if (ec != std::errc() || ptr != last) {
-    return false;
+  if (!convert_short(span, &v)) {
+    auto [ptr, ec] = std::from_chars(span.mantissa, span.end, v, std::chars_format::general);
+    if (ec == std::errc::result_out_of_range) {
+      if (span.int_digits + span.exponent > 0) return false;
+      v = 0.0;
+    } else if (ec != std::errc() || ptr != span.end) {
+      return false;
+    }
   }
   *value = span.negative ? -v : v;
   return true;
+}
+
+// Where the item from `p` ends: at `e`, or within a line at the next blank or tab.
+template <bool InLine>
+const char* item_end(const char* p, const char* e) {
+  if (!InLine) return e;
+  while (p < e && !is_space(*p)) ++p;
+  return p;
+}
+
+// The rest of an item after its number, from `p`: nothing, or a letter (a scale or a unit)
+// and anything after it; a digit there makes the value suspicious. `*end_out` is the end of
+// the item.
+template <bool InLine>
+int finish_number(double value, const char* p, const char* e, double* value_out,
+                  const char** end_out) {
+  if (p == item_end<InLine>(p, e)) {
+    *end_out = p;
+    *value_out = value;
+    return kNumberValid;
+  }
+  if (!is_alpha(*p)) {
+    *end_out = item_end<InLine>(p, e);
+    return kNumberInvalid;
+  }
+  *value_out = value * kScaleOf[static_cast<unsigned char>(*p)];
+  bool digit = false;
+  for (++p; p < e && !(InLine && is_space(*p)); ++p) digit |= is_digit(*p);
+  *end_out = p;
+  return digit ? kNumberSuspicious : kNumberValid;
+}
+
+// Past the blanks and tabs from `p`, eight at a time while the word holds only blanks: the
+// columns of a table are mostly blanks.
+const char* skip_blanks(const char* p, const char* e) {
+  constexpr uint64_t kBlanks = 0x2020202020202020ull;
+  uint64_t word;
+  while (e - p >= 8 && (std::memcpy(&word, p, sizeof word), word == kBlanks)) p += 8;
+  while (p < e && is_space(*p)) ++p;
+  return p;
+}
+
+// One item of a line of values from `p` (not a separator), read in the one pass that also
+// finds its end. An item that starts with white space of another kind is read as a view.
+const char* scan_value_item(const char* p, const char* e, ValueItem* v) {
+  NumberSpan span;
+  double value = 0.0;
+  const char* end = nullptr;
+  v->is_na = false;
+  if (!is_c_space(*p) && scan_number(p, e, &span) && convert_number(span, &value)) {
+    v->result = finish_number<true>(value, span.end, e, &v->value, &end);
+  } else {
+    end = item_end<true>(p, e);
+    v->result = CMN_GetValueOrNA(std::string_view(p, static_cast<size_t>(end - p)), &v->value,
+                                 &v->is_na);
+  }
+  v->text = std::string_view(p, static_cast<size_t>(end - p));
+  return end;
 }
 
 std::string str(std::string_view v) { return std::string(v); }
@@ -110,19 +223,12 @@ bool dos_character(char c) {
 
 int CMN_ParseNumber(std::string_view text, double* value_out) {
   TARN_ASSERT(value_out != nullptr);
+  const char* const e = text.data() + text.size();
   NumberSpan span;
   double value = 0.0;
-  if (!scan_number(text, &span) || !convert_number(text, span, &value)) return kNumberInvalid;
-  if (span.end == text.size()) {
-    *value_out = value;
-    return kNumberValid;
-  }
-  const char next = text[span.end];
-  if (!is_alpha(next)) return kNumberInvalid;
-  *value_out = value * scale_factor(next);
-  for (size_t i = span.end; i < text.size(); ++i)
-    if (is_digit(text[i])) return kNumberSuspicious;
-  return kNumberValid;
+  if (!scan_number(text.data(), e, &span) || !convert_number(span, &value)) return kNumberInvalid;
+  const char* end = nullptr;
+  return finish_number<false>(value, span.end, e, value_out, &end);
 }
 
 int CMN_GetValueOrNA(std::string_view text, double* value_out, bool* is_na_out) {
@@ -136,27 +242,47 @@ int CMN_GetValueOrNA(std::string_view text, double* value_out, bool* is_na_out) 
   return CMN_ParseNumber(text, value_out);
 }
 
+namespace {
+
+// The findings on a number that CMN_ParseNumber or CMN_GetValueOrNA has read; 0 when invalid.
+int report_number(int result, std::string_view text, const char* label, const char* keyword) {
+  if (result == kNumberInvalid) {
+    RPT_ErrorAtLine("Invalid %s Value (\"%s\")", keyword, str(text).c_str());
+    return 0;
+  }
+  if (result == kNumberSuspicious)
+    RPT_WarningAtLine("Suspicious %s %s Value (\"%s\"); Numeric in Scale", keyword, label,
+                      str(text).c_str());
+  return 1;
+}
+
+}  // namespace
+
 int CMN_ParseValueField(std::string_view text, const char* label, const char* keyword,
                         double* value_out, ValueStatus* status_out) {
+  ValueItem item;
+  item.text = text;
+  if (!text.empty()) item.result = CMN_GetValueOrNA(text, &item.value, &item.is_na);
+  return CMN_ReportValue(item, label, keyword, value_out, status_out);
+}
+
+int cmn_report_value(const ValueItem& item, const char* label, const char* keyword,
+                     double* value_out, ValueStatus* status_out) {
   TARN_ASSERT(value_out != nullptr && status_out != nullptr && label && keyword);
-  if (text.empty()) {
+  if (item.text.empty()) {
     *status_out = ValueStatus::Absent;
     return 1;
   }
-  bool is_na = false;
-  switch (CMN_GetValueOrNA(text, value_out, &is_na)) {
-    case kNumberInvalid:
-      RPT_ErrorAtLine("Invalid %s Value (\"%s\")", keyword, str(text).c_str());
-      return 0;
-    case kNumberSuspicious:
-      RPT_WarningAtLine("Suspicious %s %s Value (\"%s\"); Numeric in Scale", keyword, label,
-                        str(text).c_str());
-      *status_out = ValueStatus::Value;
-      return 1;
-    default:
-      *status_out = is_na ? ValueStatus::NA : ValueStatus::Value;
-      return 1;
-  }
+  if (!report_number(item.result, item.text, label, keyword)) return 0;
+  *value_out = item.value;
+  *status_out = item.is_na ? ValueStatus::NA : ValueStatus::Value;
+  return 1;
+}
+
+int CMN_ParseScaledField(std::string_view text, const char* label, const char* keyword,
+                         double* value_out) {
+  TARN_ASSERT(value_out != nullptr && label && keyword);
+  return report_number(CMN_ParseNumber(text, value_out), text, label, keyword);
 }
 
 int CMN_ParseUnsigned(std::string_view text, uint32_t* value_out) {
@@ -206,18 +332,54 @@ int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemL
     RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
     return 0;
   }
-  size_t i = 0;
-  const size_t n = line.size();
-  while (true) {
-    while (i < n && is_space(line[i])) ++i;
-    if (i >= n) break;
-    size_t start = i;
-    while (i < n && !is_space(line[i]) && (delimiter == 0 || line[i] != delimiter)) ++i;
-    if (i == start) ++i;  // the delimiter stands as an item of its own
-    if (list.items.size() < max_items) list.items.push_back(line.substr(start, i - start));
+  size_t pos = 0;
+  for (std::string_view item = next_item(line, &pos, delimiter); !item.empty();
+       item = next_item(line, &pos, delimiter)) {
+    if (list.items.size() < max_items) list.items.push_back(item);
     ++list.found;
   }
   return 1;
+}
+
+std::string_view CMN_FirstItem(std::string_view line, char delimiter) {
+  size_t pos = 0;
+  return next_item(line, &pos, delimiter);
+}
+
+size_t CMN_ScanValues(std::string_view line, size_t max_items, ValueItem* out) {
+  TARN_ASSERT(out != nullptr || max_items == 0);
+  const char* p = line.data();
+  const char* const e = p + line.size();
+  size_t found = 0;
+  while (true) {
+    p = skip_blanks(p, e);
+    if (p == e) break;
+    p = found < max_items ? scan_value_item(p, e, &out[found]) : item_end<true>(p, e);
+    ++found;
+  }
+  for (size_t i = found; i < max_items; ++i) out[i] = ValueItem{};
+  return found;
+}
+
+int CMN_AssignedValue(const ItemList& items, const char* label, std::string_view* value_out) {
+  TARN_ASSERT(label != nullptr && value_out != nullptr);
+  constexpr size_t kAssignmentItems = 3;  // name, "=", value
+  if (items.found < kAssignmentItems) return 0;
+  if (items.found != kAssignmentItems)
+    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
+                    static_cast<int>(items.found), label, static_cast<int>(kAssignmentItems));
+  if (items[1] != "=") return 0;
+  *value_out = items[2];
+  return 1;
+}
+
+void CMN_CheckKeywordAlone(std::string_view line, const char* label) {
+  TARN_ASSERT(label != nullptr);
+  ItemList items;  // counts only, so nothing is allocated
+  (void)CMN_SplitLine(CMN_KeywordArgument(line), 0, 0, &items);
+  if (items.found != 0)
+    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
+                    static_cast<int>(items.found + 1), label, 1);
 }
 
 void CMN_FreeItems(ItemList* items) {

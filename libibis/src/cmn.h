@@ -27,6 +27,10 @@ enum NumberResult : int { kNumberInvalid = 0, kNumberValid = 1, kNumberSuspiciou
 /// The reporting form: an empty text is absent; an invalid one is reported and gives 0.
 int CMN_ParseValueField(std::string_view text, const char* label, const char* keyword,
                         double* value_out, ValueStatus* status_out);
+/// The reporting form for a value that must be a number ("NA" is invalid): 1 and the value,
+/// or 0 after the error; a digit after the scale letter is warned about.
+[[nodiscard]] int CMN_ParseScaledField(std::string_view text, const char* label,
+                                       const char* keyword, double* value_out);
 
 /// An unsigned 32-bit count written as a scaled number: the results of CMN_ParseNumber, and
 /// invalid for a negative, fractional or too large value.
@@ -49,10 +53,33 @@ struct ItemList {
   std::string_view operator[](size_t i) const { return i < items.size() ? items[i] : std::string_view(); }
 };
 
+/// One item of a line of value-or-NA columns, read as CMN_GetValueOrNA reads it. An empty
+/// text is an absent item.
+struct ValueItem {
+  std::string_view text;
+  int result = kNumberValid;
+  double value = 0.0;
+  bool is_na = false;
+};
+/// Splits a line at blanks and tabs and reads its first `max_items` items as values, in one
+/// pass and without reporting (items not on the line are left absent). Returns the number of
+/// items found, which may exceed `max_items`.
+size_t CMN_ScanValues(std::string_view line, size_t max_items, ValueItem* out);
+/// CMN_ParseValueField for an item that CMN_ScanValues has read.
+inline int CMN_ReportValue(const ValueItem& item, const char* label, const char* keyword,
+                           double* value_out, ValueStatus* status_out);
+
 /// Splits a line at blanks and tabs; a `delimiter` (0 for none) also ends an item and is an
 /// item of its own. Keeps the list's storage, so a reused list allocates nothing per line.
 int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemList* items_out);
 void CMN_FreeItems(ItemList* items);
+/// The first item CMN_SplitLine would give, without reading the rest of the line.
+std::string_view CMN_FirstItem(std::string_view line, char delimiter);
+/// The value of a "name = value" line split with "=" as an item: a count other than three is
+/// reported (under `label`) and reading goes on; 0 when there are fewer than three items or
+/// no "=" in second place, which each caller reports in its own words.
+[[nodiscard]] int CMN_AssignedValue(const ItemList& items, const char* label,
+                                    std::string_view* value_out);
 
 /// Copies at most `limit` characters; warns when the text is too long or empty.
 void CMN_CopyField(std::string* dest, std::string_view text, size_t limit, const char* keyword);
@@ -94,6 +121,10 @@ bool CMN_EqualNoCaseN(std::string_view a, std::string_view b, size_t n);
 /// for underscores.
 bool CMN_KeywordEqual(std::string_view name, std::string_view text);
 
+/// Reports items after the keyword of a keyword line that takes none; the count given is the
+/// number of items with the keyword counted as one.
+void CMN_CheckKeywordAlone(std::string_view line, const char* label);
+
 /// Cursor moves over a line; they never run past its end.
 size_t CMN_SkipSpace(std::string_view text, size_t pos);
 size_t CMN_SkipWord(std::string_view text, size_t pos);
@@ -126,6 +157,20 @@ template <class T>
 [[nodiscard]] int CMN_Realloc(std::vector<T>* dest, size_t count);
 
 // ---------------------------------------------------------------------------------------------
+
+int cmn_report_value(const ValueItem& item, const char* label, const char* keyword,
+                     double* value_out, ValueStatus* status_out);
+
+// A plain number or NA, the bulk of every table, is taken here; the rest is reported.
+inline int CMN_ReportValue(const ValueItem& item, const char* label, const char* keyword,
+                           double* value_out, ValueStatus* status_out) {
+  if (item.text.empty() || item.result != kNumberValid)
+    return cmn_report_value(item, label, keyword, value_out, status_out);
+  TARN_ASSERT(value_out != nullptr && status_out != nullptr);
+  *value_out = item.value;
+  *status_out = item.is_na ? ValueStatus::NA : ValueStatus::Value;
+  return 1;
+}
 
 void cmn_report_alloc_failure(bool realloc, size_t count);
 

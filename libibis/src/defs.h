@@ -42,6 +42,13 @@ enum class FileKind : uint8_t { Unknown = 0, Ibs = 1, Pkg = 2, Ebd = 3 };
 /// A value-or-NA field: absent, a number, or "NA".
 enum class ValueStatus : uint8_t { Absent = 0, Value = 1, NA = 2 };
 
+/// Model_type codes, shared by the reader, the compiled file and the component object.
+enum class ModelType : uint8_t {
+  NotGiven = 0, NoType = 1, Input, Output, IO, ThreeState, OpenDrain, IOOpenDrain, OpenSink,
+  IOOpenSink, OpenSource, IOOpenSource, InputECL, OutputECL, IOECL, Terminator, Series,
+  SeriesSwitch, ThreeStateECL,
+};
+
 /// Longest keyword name between the brackets.
 constexpr int kKeywordNameMax = 77;
 /// Longest file name the reader assembles.

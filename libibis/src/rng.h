@@ -12,13 +12,14 @@ namespace tarn {
 /// Corner codes of the reader (the boundary's eTypMinMax numbers them differently).
 enum Corner : int { kCornerMin = 0, kCornerTyp = 1, kCornerMax = 2 };
 
-/// A typ/min/max triple; a value is meaningful only with the status Value.
+/// A typ/min/max triple; a value is meaningful only with the status Value. The statuses sit
+/// together so that a table row stays small.
 struct Range {
   double typ = 0.0;
-  ValueStatus typ_status = ValueStatus::Absent;
   double min = 0.0;
-  ValueStatus min_status = ValueStatus::Absent;
   double max = 0.0;
+  ValueStatus typ_status = ValueStatus::Absent;
+  ValueStatus min_status = ValueStatus::Absent;
   ValueStatus max_status = ValueStatus::Absent;
 };
 

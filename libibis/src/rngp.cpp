@@ -1,5 +1,6 @@
 #include "libibis/src/rngp.h"
 
+#include <algorithm>
 #include <iterator>
 #include <new>
 
@@ -9,9 +10,34 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kRowItems = 4;  // x, typ, min, max
+constexpr size_t kFirstChunkRows = 16;
+constexpr size_t kMaxChunkRows = 512;
 
 }  // namespace
+
+RowList& RowList::operator=(RowList&& other) noexcept {
+  chunks_ = std::move(other.chunks_);
+  head_ = std::exchange(other.head_, nullptr);
+  tail_ = std::exchange(other.tail_, nullptr);
+  size_ = std::exchange(other.size_, 0);
+  other.chunks_.clear();
+  return *this;
+}
+
+RangeRow* RowList::next_slot() {
+  if (chunks_.empty() || chunks_.back().size() == chunks_.back().capacity()) {
+    const size_t rows =
+        chunks_.empty() ? kFirstChunkRows : std::min(chunks_.back().capacity() * 2, kMaxChunkRows);
+    try {
+      chunks_.emplace_back();
+      chunks_.back().reserve(rows);
+    } catch (const std::bad_alloc&) {
+      if (!chunks_.empty() && chunks_.back().capacity() == 0) chunks_.pop_back();
+      return nullptr;
+    }
+  }
+  return &chunks_.back().emplace_back();
+}
 
 int row_create_empty(std::unique_ptr<RangeRow>* out) {
   TARN_ASSERT(out != nullptr);
@@ -40,18 +66,24 @@ int row_create(std::unique_ptr<RangeRow>* out, double x, double typ, double min,
 
 int row_parse(std::string_view line, const char* x_label, std::unique_ptr<RangeRow>* out) {
   TARN_ASSERT(x_label != nullptr && out != nullptr);
-  ItemList items;
-  if (!CMN_SplitLine(line, kRowItems, 0, &items)) {
-    RPT_BugAtLine("Unable to parse %s arguments", x_label);
-    return 0;
-  }
-  range_report_item_count(items.found, 1, x_label);
   if (!row_create_empty(out)) return 0;
-  RangeRow& row = **out;
-  int ok = range_parse_entry(items[0], x_label, x_label, &row.x, &row.x_status);
+  return row_parse_into(line, x_label, out->get());
+}
+
+int row_parse_into(std::string_view line, const char* x_label, RangeRow* row) {
+  ValueItem items[kTableRowItems];
+  const size_t found = CMN_ScanValues(line, kTableRowItems, items);
+  return row_from_items(items, found, x_label, row);
+}
+
+int row_from_items(const ValueItem* items, size_t found, const char* x_label, RangeRow* row) {
+  TARN_ASSERT(items != nullptr && x_label != nullptr && row != nullptr);
+  *row = RangeRow{};
+  range_report_item_count(found, 1, x_label);
+  int ok = CMN_ReportValue(items[0], x_label, x_label, &row->x, &row->x_status);
   for (size_t i = 0; i < std::size(kCornerFields); ++i) {
     const CornerField& f = kCornerFields[i];
-    if (!range_parse_entry(items[i + 1], f.name, x_label, &(row.*f.value), &(row.*f.status)))
+    if (!CMN_ReportValue(items[i + 1], x_label, f.name, &(row->*f.value), &(row->*f.status)))
       ok = 0;
   }
   return ok;
@@ -59,18 +91,23 @@ int row_parse(std::string_view line, const char* x_label, std::unique_ptr<RangeR
 
 int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out) {
   TARN_ASSERT(list != nullptr && row != nullptr && count_out != nullptr);
-  RangeRow* last = list->tail();
-  try {
-    list->rows_.push_back(std::move(row));
-  } catch (const std::bad_alloc&) {
+  return row_append(list, *row, count_out);
+}
+
+int row_append(RowList* list, const RangeRow& row, size_t* count_out) {
+  TARN_ASSERT(list != nullptr && count_out != nullptr);
+  RangeRow* added = list->next_slot();
+  if (!added) {
     RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
     return 0;
   }
-  RangeRow* added = list->rows_.back().get();
-  added->prev = last;
+  *added = row;
+  added->prev = list->tail_;
   added->next = nullptr;
-  if (last) last->next = added;
-  *count_out = list->rows_.size();
+  if (list->tail_) list->tail_->next = added;
+  else list->head_ = added;
+  list->tail_ = added;
+  *count_out = ++list->size_;
   return 1;
 }
 
@@ -96,6 +133,23 @@ int row_corner_valid(const RangeRow* row, int corner) {
   TARN_ASSERT(row != nullptr);
   if (corner != kCornerMin && corner != kCornerTyp && corner != kCornerMax) return 0;
   return range_corner_valid(*row, static_cast<Corner>(corner)) ? 1 : 0;
+}
+
+EndpointNA rows_endpoint_na(const RowList& rows) {
+  EndpointNA na;
+  if (rows.empty()) return na;
+  const RangeRow& first = *rows.head();
+  const RangeRow& last = *rows.tail();
+  std::array<bool, 3> given{true, false, false};  // typ is always required
+  for (const RangeRow* row = rows.head(); row; row = row->next)
+    for (size_t i = 1; i < std::size(kCornerFields); ++i)
+      if (row->*kCornerFields[i].status == ValueStatus::Value) given[i] = true;
+  for (size_t i = 0; i < std::size(kCornerFields); ++i) {
+    const CornerField& f = kCornerFields[i];
+    na.first[i] = given[i] && first.*f.status == ValueStatus::NA;
+    na.last[i] = given[i] && last.*f.status == ValueStatus::NA;
+  }
+  return na;
 }
 
 }  // namespace tarn

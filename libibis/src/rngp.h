@@ -2,35 +2,51 @@
 // a typ/min/max triple, kept in file order by the table that owns them.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "libibis/src/cmn.h"
 #include "libibis/src/rng.h"
 
 namespace tarn {
 
 /// One row of a table. The links are for walking; the owning RowList keeps the rows alive.
 struct RangeRow : Range {
+  ValueStatus x_status = ValueStatus::Absent;  // beside the other statuses: a row is 64 bytes
+  double x = 0.0;
   RangeRow* next = nullptr;
   RangeRow* prev = nullptr;
-  double x = 0.0;
-  ValueStatus x_status = ValueStatus::Absent;
 };
 
-/// The rows of one table in file order. Rows never move once appended, so their links stay
-/// valid; the list is freed without recursion however long it is.
+/// The rows of one table in file order. Rows are kept in chunks that grow with the table, so
+/// a row never moves once appended (its links stay valid) and a long table costs few
+/// allocations; the list is freed without recursion however long it is.
 class RowList {
  public:
-  RangeRow* head() const { return rows_.empty() ? nullptr : rows_.front().get(); }
-  RangeRow* tail() const { return rows_.empty() ? nullptr : rows_.back().get(); }
-  size_t size() const { return rows_.size(); }
-  bool empty() const { return rows_.empty(); }
+  RowList() = default;
+  RowList(const RowList&) = delete;
+  RowList& operator=(const RowList&) = delete;
+  RowList(RowList&& other) noexcept { *this = std::move(other); }
+  RowList& operator=(RowList&& other) noexcept;
+
+  RangeRow* head() const { return head_; }
+  RangeRow* tail() const { return tail_; }
+  size_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
 
  private:
-  friend int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out);
-  std::vector<std::unique_ptr<RangeRow>> rows_;
+  friend int row_append(RowList* list, const RangeRow& row, size_t* count_out);
+  /// Room for one more row; null when the list cannot grow.
+  RangeRow* next_slot();
+
+  std::vector<std::vector<RangeRow>> chunks_;  // each filled up to its capacity, never past
+  RangeRow* head_ = nullptr;
+  RangeRow* tail_ = nullptr;
+  size_t size_ = 0;
 };
 
 /// A row of numbers: `x` and `typ` are values; `min` and `max` are values when their flag is
@@ -44,8 +60,17 @@ class RowList {
 /// row is still made) or the row could not be made (`*out` stays null).
 [[nodiscard]] int row_parse(std::string_view line, const char* x_label,
                             std::unique_ptr<RangeRow>* out);
+/// The same into a row the caller holds (cleared first), for tables read row after row.
+[[nodiscard]] int row_parse_into(std::string_view line, const char* x_label, RangeRow* row);
+/// The same from the items of a line that CMN_ScanValues has read (`found` items on the line).
+[[nodiscard]] int row_from_items(const ValueItem* items, size_t found, const char* x_label,
+                                 RangeRow* row);
+/// The items a table row reads: x, typ, min, max.
+inline constexpr size_t kTableRowItems = 4;
 /// Appends at the end and gives the number of rows now in the list; 0 when it cannot grow.
 [[nodiscard]] int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out);
+/// The same with a copy of `row`.
+[[nodiscard]] int row_append(RowList* list, const RangeRow& row, size_t* count_out);
 /// The preceding row; 0 at the first.
 [[nodiscard]] int row_prev(const RangeRow* row, const RangeRow** out);
 
@@ -56,5 +81,24 @@ class RowList {
 [[nodiscard]] int row_get_max(const RangeRow* row, double* out);
 /// 1 when the entry of the corner (0 minimum, 1 typical, 2 maximum) holds a number.
 int row_corner_valid(const RangeRow* row, int corner);
+
+/// The entries of a table's first and last rows that are "NA" where a number is needed: the
+/// typical entry always, the minimum or maximum when some row of the table gives one. Indexed
+/// like kCornerFields (typ, min, max).
+struct EndpointNA {
+  std::array<bool, 3> first{};
+  std::array<bool, 3> last{};
+};
+EndpointNA rows_endpoint_na(const RowList& rows);
+/// Calls `report(position, field)` for each such entry, position "First" or "Last", first row
+/// first and each row in the order typ, min, max.
+template <class Report>
+void rows_for_each_endpoint_na(const RowList& rows, Report report) {
+  const EndpointNA na = rows_endpoint_na(rows);
+  for (size_t i = 0; i < na.first.size(); ++i)
+    if (na.first[i]) report("First", kCornerFields[i]);
+  for (size_t i = 0; i < na.last.size(); ++i)
+    if (na.last[i]) report("Last", kCornerFields[i]);
+}
 
 }  // namespace tarn

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <cmath>
+#include <random>
 #include <string>
 
 #include "libibis/src/rpt.h"
@@ -316,6 +318,106 @@ TEST_F(Cmn, AllocationFailureIsReportedNotThrown) {
   const std::string r = report();
   EXPECT_NE(r.find("ERROR c.ibs - Memory allocation failed.  This request "), std::string::npos) << r;
   EXPECT_NE(r.find("ERROR c.ibs - Memory reallocation failed.  This request "), std::string::npos) << r;
+}
+
+// The short-number path must give the bits the full conversion gives.
+TEST(ParseNumber, AgreesWithTheFullConversion) {
+  std::mt19937_64 rng(7);
+  for (int i = 0; i < 20000; ++i) {
+    const int int_digits = static_cast<int>(rng() % 9);
+    const int frac_digits = static_cast<int>(rng() % 12);
+    std::string text = rng() % 2 ? "-" : "";
+    for (int d = 0; d < int_digits; ++d) text += static_cast<char>('0' + rng() % 10);
+    if (frac_digits > 0) text += ".";
+    for (int d = 0; d < frac_digits; ++d) text += static_cast<char>('0' + rng() % 10);
+    if (int_digits + frac_digits == 0) continue;
+    if (rng() % 4 == 0) text += "e" + std::to_string(static_cast<int>(rng() % 40) - 20);
+    double expected = 0;
+    std::from_chars(text.data() + (text[0] == '-'), text.data() + text.size(), expected);
+    if (text[0] == '-') expected = -expected;
+    double value = 0;
+    ASSERT_EQ(CMN_ParseNumber(text, &value), kNumberValid) << text;
+    EXPECT_EQ(value, expected) << text;
+  }
+  double value = 0;
+  ASSERT_EQ(CMN_ParseNumber("9007199254740993", &value), kNumberValid);  // past 2^53
+  EXPECT_EQ(value, 9007199254740992.0);
+  ASSERT_EQ(CMN_ParseNumber("12345678901234567890123e-3", &value), kNumberValid);
+  EXPECT_EQ(value, 12345678901234567890.123);
+}
+
+// One pass over a line of values reads each item as the split line and the value reader do.
+TEST(ScanValues, MatchesSplittingThenReading) {
+  const char* lines[] = {
+      "-3.3V       -92.89mA      -74.31mA      -111.5mA",
+      "0 NA na nA",
+      "1e5 1e 1.5.3 5% +.5u",
+      "\t2n\t\t3p  ",
+      "x",
+      "",
+      "1n5 2meg 1pF2 10m5",
+      "\v7 8",
+      "123456789012345678901234567890 .5 5.",
+  };
+  for (const char* line : lines) {
+    ValueItem items[4];
+    const size_t found = CMN_ScanValues(line, 4, items);
+    ItemList split;
+    ASSERT_EQ(CMN_SplitLine(line, 4, 0, &split), 1);
+    EXPECT_EQ(found, split.found) << line;
+    for (size_t i = 0; i < 4; ++i) {
+      EXPECT_EQ(items[i].text, split[i]) << line << " #" << i;
+      if (split[i].empty()) continue;
+      double value = 0;
+      bool is_na = false;
+      EXPECT_EQ(items[i].result, CMN_GetValueOrNA(split[i], &value, &is_na)) << line << " #" << i;
+      EXPECT_EQ(items[i].is_na, is_na) << line << " #" << i;
+      if (items[i].result != kNumberInvalid) {
+        EXPECT_EQ(items[i].value, value) << line << " #" << i;
+      }
+    }
+  }
+}
+
+TEST_F(Cmn, AssignmentsAndKeywordsAlone) {
+  struct Case {
+    const char* line;
+    int result;
+    const char* value;
+  };
+  const Case cases[] = {
+      {"R_load = 50", 1, "50"}, {"R_load=50", 1, "50"},    {"R_load = 50 ohm", 1, "50"},
+      {"R_load 50", 0, ""},     {"R_load x 50", 0, ""},    {"R_load", 0, ""},
+  };
+  for (const Case& c : cases) {
+    ItemList items;
+    ASSERT_EQ(CMN_SplitLine(c.line, 3, '=', &items), 1);
+    std::string_view value;
+    EXPECT_EQ(CMN_AssignedValue(items, "R_load", &value), c.result) << c.line;
+    if (c.result) {
+      EXPECT_EQ(value, c.value) << c.line;
+    }
+  }
+  CMN_CheckKeywordAlone("[Ramp]", "Ramp");
+  CMN_CheckKeywordAlone("[Ramp]   ", "Ramp");
+  CMN_CheckKeywordAlone("[Ramp] a b", "Ramp");
+  EXPECT_EQ(report(),
+            "ERROR c.ibs (line    3) - Incorrect Number of Line Items (4) For R_load: Expecting 3\n"
+            "ERROR c.ibs (line    3) - Incorrect Number of Line Items (3) For Ramp: Expecting 1\n");
+  EXPECT_EQ(CMN_FirstItem("  R_fixture= 50", '='), "R_fixture");
+  EXPECT_EQ(CMN_FirstItem("= 50", '='), "=");
+  EXPECT_EQ(CMN_FirstItem("   ", '='), "");
+}
+
+TEST_F(Cmn, ScaledFieldsRefuseNA) {
+  double v = 0;
+  EXPECT_EQ(CMN_ParseScaledField("50m", "Ramp", "R_load", &v), 1);
+  EXPECT_DOUBLE_EQ(v, 0.05);
+  EXPECT_EQ(CMN_ParseScaledField("NA", "Ramp", "R_load", &v), 0);
+  EXPECT_EQ(CMN_ParseScaledField("5k0", "Ramp", "R_load", &v), 1);
+  EXPECT_EQ(report(),
+            "ERROR c.ibs (line    3) - Invalid R_load Value (\"NA\")\n"
+            "WARNING c.ibs (line    3) - Suspicious R_load Ramp Value (\"5k0\"); Numeric in Scale\n");
 }
 
 }  // namespace

@@ -220,8 +220,17 @@ C_pkg           0.40pF      NA          NA
 xg_out    standard drive
 [Model]         xg_in
 Model_type      Input
+Vinl = 0.8
+Vinh = 2.0
+C_comp          1p          NA          NA
+[Voltage Range] 3.3         NA          NA
 [Model]         xg_out
 Model_type      Output
+C_comp          1p          NA          NA
+[Voltage Range] 3.3         NA          NA
+[Ramp]
+dV/dt_r         1/1n        NA          NA
+dV/dt_f         1/1n        NA          NA
 [Define Package Model] XG1_GV_PKG
 [Manufacturer]  Example Logic Inc.
 [OEM]           Example Logic Inc.

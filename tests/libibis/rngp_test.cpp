@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
+#include <vector>
 
 #include "libibis/src/rpt.h"
 #include "test_support.h"
@@ -128,6 +130,56 @@ TEST_F(Rows, AppendLinksInFileOrder) {
   for (const RangeRow* r = list.tail(); r; r = row_prev(r, &prev) ? prev : nullptr)
     backward.push_back(r->x);
   EXPECT_EQ(backward, (std::vector<double>{3, 2, 1}));
+}
+
+TEST_F(Rows, LongListsStayLinkedWhileTheyGrow) {
+  RowList list;
+  std::vector<const RangeRow*> kept;
+  for (int i = 0; i < 3000; ++i) {
+    RangeRow row;
+    row.x = i;
+    size_t count = 0;
+    ASSERT_EQ(row_append(&list, row, &count), 1);
+    ASSERT_EQ(count, static_cast<size_t>(i + 1));
+    kept.push_back(list.tail());
+  }
+  size_t i = 0;
+  for (const RangeRow* r = list.head(); r; r = r->next, ++i) {
+    ASSERT_EQ(r, kept[i]);  // rows never move
+    EXPECT_EQ(r->x, static_cast<double>(i));
+    EXPECT_EQ(r->prev, i ? kept[i - 1] : nullptr);
+  }
+  EXPECT_EQ(i, 3000u);
+  RowList moved = std::move(list);
+  EXPECT_EQ(moved.size(), 3000u);
+  EXPECT_EQ(moved.head(), kept.front());
+  EXPECT_TRUE(list.empty());  // NOLINT: a moved-from list is empty
+  EXPECT_EQ(list.head(), nullptr);
+}
+
+TEST_F(Rows, EndpointsThatMustHoldNumbers) {
+  struct Case {
+    std::vector<const char*> rows;
+    std::array<bool, 3> first, last;
+  };
+  const Case cases[] = {
+      {{"0 1 2 3", "1 1 2 3"}, {false, false, false}, {false, false, false}},
+      {{"0 NA NA NA", "1 1 NA NA"}, {true, false, false}, {false, false, false}},
+      {{"0 1 NA NA", "1 1 1 NA", "2 NA NA 2"}, {false, true, true}, {true, true, false}},
+  };
+  for (const Case& c : cases) {
+    RowList list;
+    for (const char* text : c.rows) {
+      RangeRow row;
+      (void)row_parse_into(text, "Voltage", &row);
+      size_t count = 0;
+      ASSERT_EQ(row_append(&list, row, &count), 1);
+    }
+    const EndpointNA na = rows_endpoint_na(list);
+    EXPECT_EQ(na.first, c.first) << c.rows[0];
+    EXPECT_EQ(na.last, c.last) << c.rows[0];
+  }
+  EXPECT_EQ(rows_endpoint_na(RowList()).first, (std::array<bool, 3>{}));
 }
 
 TEST(RowsDeathTest, NullArgumentsAreInternalFaults) {
