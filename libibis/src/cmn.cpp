@@ -373,6 +373,49 @@ int CMN_AssignedValue(const ItemList& items, const char* label, std::string_view
   return 1;
 }
 
+int CMN_SettingValue(const ItemList& items, const char* name, std::string_view* value_out) {
+  TARN_ASSERT(name != nullptr && value_out != nullptr);
+  constexpr size_t kSettingItems = 2;  // name, setting
+  if (items.found == 1) {
+    RPT_ErrorAtLine("'%s' Subparameter Missing Setting", name);
+    return 0;
+  }
+  if (items.found != kSettingItems) {
+    if (items[1] == "=") RPT_ErrorAtLine("Invalid %s Line", name);
+    else RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
+                         static_cast<int>(items.found), name, static_cast<int>(kSettingItems));
+    return 0;
+  }
+  *value_out = items[1];
+  return 1;
+}
+
+void cmn_report_case_mismatch(const char* what, std::string_view value, std::string_view name) {
+  RPT_ErrorAtLine("Invalid %s (\"%s\") (try \"%s\")", what, std::string(value).c_str(),
+                  std::string(name).c_str());
+}
+
+void cmn_report_unknown_name(const char* what, std::string_view value) {
+  RPT_ErrorAtLine("Invalid %s (\"%s\")", what, std::string(value).c_str());
+}
+
+std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* cut_out) {
+  TARN_ASSERT(label != nullptr && cut_out != nullptr);
+  *cut_out = false;
+  if (items.found == 0) {
+    RPT_ErrorAtLine("'%s' Keyword Missing name", label);
+    return {};
+  }
+  if (items.found > 1)
+    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For Keyword %s: Expecting %d",
+                    static_cast<int>(items.found), label, 1);
+  const std::string_view name = items[0];
+  if (name.size() <= kModelNameLimit) return name;
+  RPT_ErrorAtLine("%s Name Over %d Characters Long", label, static_cast<int>(kModelNameLimit));
+  *cut_out = true;
+  return name.substr(0, kModelNameLimit);
+}
+
 void CMN_CheckKeywordAlone(std::string_view line, const char* label) {
   TARN_ASSERT(label != nullptr);
   ItemList items;  // counts only, so nothing is allocated

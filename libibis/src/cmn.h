@@ -81,6 +81,33 @@ std::string_view CMN_FirstItem(std::string_view line, char delimiter);
 [[nodiscard]] int CMN_AssignedValue(const ItemList& items, const char* label,
                                     std::string_view* value_out);
 
+/// The setting of a "name setting" line split into at most two items: 1 and the setting when
+/// the line holds exactly two; otherwise the line is reported under `name` and 0.
+[[nodiscard]] int CMN_SettingValue(const ItemList& items, const char* name,
+                                   std::string_view* value_out);
+
+/// A row of a table of names (Model_type, Polarity, Enable, Add Submodel modes,
+/// Submodel_type). Each table is searched in order.
+template <class Code>
+struct NamedCode {
+  std::string_view name;
+  Code code;
+};
+/// Looks a setting up in `rows`: an exact match stores its code (1); a match only when case is
+/// ignored is refused naming the table's spelling, and no match is refused (0). `what` names
+/// the setting in the findings.
+template <class Code>
+[[nodiscard]] int CMN_LookupName(std::span<const NamedCode<Code>> rows, std::string_view value,
+                                 const char* what, Code* out);
+
+/// The name on the keyword line that opens a model, selector or submodel, from the items of the
+/// text after the keyword, under the rules they share (`label`: "Model", "Sub Model"...): no
+/// item is reported and gives an empty name; more items are reported and the first is taken; a
+/// name over 20 characters is reported and cut, which `*cut_out` tells.
+std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* cut_out);
+/// The longest name of a model, selector or submodel.
+inline constexpr size_t kModelNameLimit = 20;
+
 /// Copies at most `limit` characters; warns when the text is too long or empty.
 void CMN_CopyField(std::string* dest, std::string_view text, size_t limit, const char* keyword);
 /// CMN_CopyField into an empty field (1); a second value is an error and is dropped (0).
@@ -170,6 +197,27 @@ inline int CMN_ReportValue(const ValueItem& item, const char* label, const char*
   *value_out = item.value;
   *status_out = item.is_na ? ValueStatus::NA : ValueStatus::Value;
   return 1;
+}
+
+void cmn_report_case_mismatch(const char* what, std::string_view value, std::string_view name);
+void cmn_report_unknown_name(const char* what, std::string_view value);
+
+template <class Code>
+int CMN_LookupName(std::span<const NamedCode<Code>> rows, std::string_view value,
+                   const char* what, Code* out) {
+  TARN_ASSERT(what != nullptr && out != nullptr);
+  for (const NamedCode<Code>& row : rows) {
+    if (row.name == value) {
+      *out = row.code;
+      return 1;
+    }
+    if (CMN_EqualNoCase(row.name, value)) {
+      cmn_report_case_mismatch(what, value, row.name);
+      return 0;
+    }
+  }
+  cmn_report_unknown_name(what, value);
+  return 0;
 }
 
 void cmn_report_alloc_failure(bool realloc, size_t count);

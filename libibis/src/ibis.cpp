@@ -68,7 +68,9 @@ void IBIS_EndOfFileChecks(FileKind kind, bool nested) {
   else RPT_Error("Required keyword 'Component' not found.");
   if (!doc->package_models.empty()) PKGMDL_EndOfFile();
   if (!doc->selectors.empty()) MSEL_EndOfFile();
-  if (!doc->submodels.empty()) SUBMDL_EndOfFile();
+  // Unlike the other groups, run without submodels too: an [Add Submodel] entry of a file that
+  // defines none names a submodel that is missing.
+  SUBMDL_EndOfFile();
 }
 
 int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_out) {

@@ -16,7 +16,6 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kNameLimit = 20;
 constexpr size_t kSubParamItems = 3;  // enough for "name = value"
 constexpr size_t kAddSubmodelItems = 2;
 
@@ -182,26 +181,6 @@ bool is_series(ModelType type) {
   return type == ModelType::Series || type == ModelType::SeriesSwitch;
 }
 
-// Looks a setting up in a table of names: an exact match gives its code; a match only when
-// case is ignored is refused with the table's spelling. 1 when the code was stored.
-template <class Code>
-int lookup_name(std::span<const NamedCode<Code>> rows, std::string_view value, const char* what,
-                Code* out) {
-  for (const NamedCode<Code>& row : rows) {
-    if (row.name == value) {
-      *out = row.code;
-      return 1;
-    }
-    if (CMN_EqualNoCase(row.name, value)) {
-      RPT_ErrorAtLine("Invalid %s (\"%s\") (try \"%s\")", what, str(value).c_str(),
-                      str(row.name).c_str());
-      return 0;
-    }
-  }
-  RPT_ErrorAtLine("Invalid %s (\"%s\")", what, str(value).c_str());
-  return 0;
-}
-
 // The rows searched, without the end marker.
 template <class Code, size_t N>
 std::span<const NamedCode<Code>> searched(const NamedCode<Code> (&table)[N]) {
@@ -223,17 +202,8 @@ void setting_line(Code* field, std::span<const NamedCode<Code>> rows, const char
     return;
   }
   *field = static_cast<Code>(1);
-  if (items.found == 1) {
-    RPT_ErrorAtLine("'%s' Subparameter Missing Setting", name);
-    return;
-  }
-  if (items.found > 2) {
-    if (items[1] == "=") RPT_ErrorAtLine("Invalid %s Line", name);
-    else RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
-                         static_cast<int>(items.found), name, 2);
-    return;
-  }
-  (void)lookup_name(rows, items[1], name, field);
+  std::string_view value;
+  if (CMN_SettingValue(items, name, &value)) (void)CMN_LookupName(rows, value, name, field);
 }
 
 void value_line(std::optional<double>* field, const char* name, const ItemList& items,
@@ -293,17 +263,11 @@ void model_name(IbisModel& m, std::string_view line) {
     RPT_BugAtLine("Unable to Save Model Name");
     return;
   }
-  if (items.found == 0) {
-    RPT_ErrorAtLine("'Model' Keyword Missing name");
-    return;
-  }
-  if (items.found > 1)
-    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For Keyword %s: Expecting %d",
-                    static_cast<int>(items.found), "Model", 1);
-  const std::string_view name = items[0];
-  if (name.size() > kNameLimit) {
-    RPT_ErrorAtLine("Model Name Over %d Characters Long", static_cast<int>(kNameLimit));
-    m.name.assign(name.substr(0, kNameLimit));
+  bool cut = false;
+  const std::string_view name = CMN_OpenerName(items, "Model", &cut);
+  if (name.empty()) return;
+  if (cut) {
+    m.name.assign(name);
     return;
   }
   if (!CMN_IsReservedWord(name))
@@ -405,12 +369,13 @@ void add_submodel_line(IbisModel& m, std::string_view line) {
     RPT_ErrorAtLine("Invalid Add Submodel Line. Expecting two items only");
   AddSubmodelEntry entry;
   const std::string_view name = items[0];
-  if (name.size() > kNameLimit)
-    RPT_ErrorAtLine("Add Submodel Name Over %d Characters Long", static_cast<int>(kNameLimit));
+  if (name.size() > kModelNameLimit)
+    RPT_ErrorAtLine("Add Submodel Name Over %d Characters Long",
+                    static_cast<int>(kModelNameLimit));
   else if (!CMN_IsReservedWord(name))
     RPT_ErrorAtLine("Invalid Submodel Name (\"%s\"); Reserved Word.", str(name).c_str());
   try {
-    entry.name.assign(name.substr(0, kNameLimit));
+    entry.name.assign(name.substr(0, kModelNameLimit));
     m.add_submodels.push_back(entry);
   } catch (const std::bad_alloc&) {
     RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
@@ -421,7 +386,7 @@ void add_submodel_line(IbisModel& m, std::string_view line) {
     return;
   }
   SubmodelMode& mode = m.add_submodels.back().mode;
-  if (lookup_name(searched(kModeNames), items[1], "Add Submodel Mode", &mode))
+  if (CMN_LookupName(searched(kModeNames), items[1], "Add Submodel Mode", &mode))
     check_mode_against_type(mode, m.model_type);
 }
 

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "libibis/src/cmn.h"
 #include "libibis/src/crv.h"
 #include "libibis/src/defs.h"
 #include "libibis/src/drvsh.h"
@@ -25,14 +26,6 @@ struct IbisDocument;
 enum class Polarity : uint8_t { NotGiven = 0, Invalid = 1, NonInverting = 2, Inverting = 3 };
 enum class Enable : uint8_t { NotGiven = 0, Invalid = 1, ActiveHigh = 2, ActiveLow = 3 };
 enum class SubmodelMode : uint8_t { Driving = 0, NonDriving = 1, All = 2, NoMode = 3 };
-
-/// A row of a table of names: Model_type, Polarity, Enable, Add Submodel modes. Each table is
-/// searched in order and ends with its end marker.
-template <class Code>
-struct NamedCode {
-  std::string_view name;
-  Code code;
-};
 
 /// The IBIS 2.1 rules search only the first 14 rows; the end marker "No Type" is never matched.
 inline constexpr NamedCode<ModelType> kModelTypeNames[] = {

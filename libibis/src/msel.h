@@ -1,24 +1,36 @@
-// [Model Selector]: a named choice among models.
+// [Model Selector]: a named choice among models, one model line each, that a pin may name in
+// place of a model.
 #pragma once
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "libibis/src/defs.h"
 
 namespace tarn {
 
-struct ModelSelector {
-  std::string name;
+/// One model line of a selector.
+struct ModelSelectorEntry {
+  std::string name;        // at most 20 characters
+  std::string descriptor;  // the rest of the line; with the name at most 80 characters
 };
 
-/// Forgets the section's current object at the start of a reading.
+/// One [Model Selector].
+struct ModelSelector {
+  std::string name;                        // at most 20 characters
+  std::vector<ModelSelectorEntry> models;  // in file order
+};
+
+/// Forgets the section's current selector and the names seen, at the start of a reading.
 void MSEL_Reset();
-/// Opens a new record in the current document and makes it the section's current object.
+/// [Model Selector]: a new record in the current document becomes the current selector.
 void MSEL_Init(FileKind kind);
+/// The keyword line (the selector's name) or a model line.
 void MSEL_Line(LineKind kind, Kw code, std::string_view line);
+/// The selector's section has ended: it must list models.
 void MSEL_KeywordDone(Kw next);
-/// The checks that run once the whole file has been read.
+/// Once the whole file is read: selectors against the file's models.
 void MSEL_EndOfFile();
 
 }  // namespace tarn

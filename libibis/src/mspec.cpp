@@ -101,19 +101,15 @@ void check_hysteresis(const ModelSpec& spec, P upper, P lower) {
 }
 
 // Levels of two subparameters, a missing minimum or maximum standing in for by the typical
-// value: a warning. A corner that neither gives would only repeat the typical comparison.
+// value: a warning.
 void check_level(const ModelSpec& spec, P subject, Relation relation, P reference) {
   const Range* a = value_of(spec, subject);
   const Range* b = value_of(spec, reference);
   if (!a || !b) return;
   for (size_t i = 0; i < std::size(kCornerFields); ++i) {
-    const CornerField& f = kCornerFields[i];
-    if (f.corner != kCornerTyp && !range_corner_valid(*a, f.corner) &&
-        !range_corner_valid(*b, f.corner))
-      continue;
     double x = 0.0;
     double y = 0.0;
-    if (!range_select(a, f.corner, &x) || !range_select(b, f.corner, &y)) continue;
+    if (!range_select_pair(*a, *b, kCornerFields[i].corner, &x, &y)) continue;
     if (!holds(relation, x, y))
       report_order(false, relation, name_of(subject), kCornerNames[i], name_of(reference),
                    spec.line);

@@ -97,4 +97,12 @@ int range_select(const Range* range, int corner, double* out) {
   return get_entry(range, kCornerTyp, out);
 }
 
+int range_select_pair(const Range& a, const Range& b, Corner corner, double* a_out,
+                      double* b_out) {
+  TARN_ASSERT(a_out != nullptr && b_out != nullptr);
+  if (corner != kCornerTyp && !range_corner_valid(a, corner) && !range_corner_valid(b, corner))
+    return 0;
+  return range_select(&a, corner, a_out) && range_select(&b, corner, b_out) ? 1 : 0;
+}
+
 }  // namespace tarn

@@ -54,6 +54,11 @@ inline constexpr CornerField kCornerFields[] = {
 /// no number; any other corner code reads the typical value. 0 when nothing holds a number.
 [[nodiscard]] int range_select(const Range* range, int corner, double* out);
 
+/// The values of a corner for comparing two ranges: where only one side gives a minimum or
+/// maximum, the other side's typical value stands in. 0 when neither side gives the corner (the
+/// comparison would repeat the typical one) or a side holds no number to use.
+[[nodiscard]] int range_select_pair(const Range& a, const Range& b, Corner corner, double* a_out,
+                                    double* b_out);
 /// Whether a corner's entry holds a number.
 bool range_corner_valid(const Range& range, Corner corner);
 /// Warns when all three are numbers and the typical value lies outside min and max (in

@@ -157,6 +157,13 @@ void waveform_line(std::string_view line, Waveform* waveform, const char* label)
   }
 }
 
+void waveform_row(std::string_view line, Waveform* waveform, const char* label) {
+  TARN_ASSERT(waveform != nullptr && label != nullptr);
+  ValueItem items[kTableRowItems];
+  const size_t found = CMN_ScanValues(line, kTableRowItems, items);
+  time_row(items, found, waveform, label);
+}
+
 void waveform_end(const Waveform& waveform, const char* label, bool is_waveform) {
   TARN_ASSERT(label != nullptr);
   const int line = static_cast<int>(waveform.start_line);

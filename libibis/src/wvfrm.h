@@ -38,6 +38,8 @@ using WaveformList = std::vector<std::unique_ptr<Waveform>>;
 [[nodiscard]] int waveform_open(std::string_view line, WaveformList* list, const char* label);
 /// One data line of `waveform`: a fixture subparameter or a time row.
 void waveform_line(std::string_view line, Waveform* waveform, const char* label);
+/// One time row of a table that holds nothing else (a submodel's pulse table).
+void waveform_row(std::string_view line, Waveform* waveform, const char* label);
 /// The checks once the table has ended. `is_waveform`: the fixture is required; otherwise
 /// (a pulse table) each corner must end where it began.
 void waveform_end(const Waveform& waveform, const char* label, bool is_waveform);

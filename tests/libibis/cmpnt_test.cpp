@@ -218,6 +218,7 @@ C_pkg           0.40pF      NA          NA
 |
 [Model Selector] xg_sel
 xg_out    standard drive
+xg_in     receive only
 [Model]         xg_in
 Model_type      Input
 Vinl = 0.8

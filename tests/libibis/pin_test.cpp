@@ -170,7 +170,8 @@ class PinChecks : public ::testing::Test {
     document_ = read_lines(
         "[Component] C\n[Pin] signal_name model_name\n"
         "1 a buf\n2 b gnd\n3 c Power\n4 d nc\n5 e sel\n6 f nothing\n7 g\n"
-        "[Model Selector] sel\n[Model] buf\nModel_type Terminator\nC_comp 1p NA NA\n"
+        "[Model Selector] sel\nbuf strong\nnothing weak\n"
+        "[Model] buf\nModel_type Terminator\nC_comp 1p NA NA\n"
         "[Voltage Range] 3.3 NA NA\n[End]\n");
     ASSERT_EQ(document_.report, "ERROR t.ibs (line    9) - Model name not found.\n"
                                 "ERROR t.ibs (line    9) - Each line of Pin data must contain "
@@ -219,10 +220,10 @@ TEST_F(PinChecks, EmptyRowIsReportedItemByItem) {
   PinList list;
   EXPECT_EQ(PIN_Row(&list, ""), 1);
   EXPECT_EQ(out.text(),
-            "ERROR t.ibs (line   15) - Pin not found.\n"
-            "ERROR t.ibs (line   15) - Signal name not found.\n"
-            "ERROR t.ibs (line   15) - Model name not found.\n"
-            "ERROR t.ibs (line   15) - Each line of Pin data must contain either 3 or 6 columns.\n");
+            "ERROR t.ibs (line   17) - Pin not found.\n"
+            "ERROR t.ibs (line   17) - Signal name not found.\n"
+            "ERROR t.ibs (line   17) - Model name not found.\n"
+            "ERROR t.ibs (line   17) - Each line of Pin data must contain either 3 or 6 columns.\n");
 }
 
 }  // namespace
