@@ -30,7 +30,8 @@ TEST(ModelSelectorName, Rules) {
       {"[Model Selector] abcdefghijklmnopqrst\n", "abcdefghijklmnopqrst", ""},
       {"[Model Selector] abcdefghijklmnopqrstu\n", "abcdefghijklmnopqrst",
        "ERROR t.ibs (line    1) - Model Selector Name Over 20 Characters Long\n"},
-      {"[Model Selector]\n", "", "ERROR t.ibs (line    1) - 'Model Selector' Keyword Missing name\n"},
+      {"[Model Selector]\n", "",
+       "ERROR t.ibs (line    1) - 'Model Selector' Keyword Missing name\n"},
       {"[Model Selector] a b\n", "a",
        "ERROR t.ibs (line    1) -\n    Incorrect Number of Line Items (2) For Keyword Model "
        "Selector: Expecting 1\n"},

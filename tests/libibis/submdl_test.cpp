@@ -1,0 +1,318 @@
+#include "libibis/src/submdl.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "libibis/src/ibis.h"
+#include "model_fixture.h"
+
+namespace tarn {
+namespace {
+
+using test::at_lines;
+using test::without_lines;
+
+// Tables that pass their own end checks.
+const std::string kPullup = "[Pullup]\n-1 1m NA NA\n1 -1m NA NA\n";
+const std::string kPulldown = "[Pulldown]\n-1 -1m NA NA\n1 1m NA NA\n";
+const std::string kGndClamp = "[GND Clamp]\n-1 -1m NA NA\n1 0 NA NA\n";
+const std::string kRamp = "[Ramp]\ndV/dt_r 1/1n NA NA\ndV/dt_f 1/1n NA NA\n";
+const std::string kGndPulse = "[GND Pulse Table]\n0 0 NA NA\n1n -1 NA NA\n2n 0 NA NA\n";
+const std::string kPowerPulse = "[POWER Pulse Table]\n0 0 NA NA\n1n 1 NA NA\n2n 0 NA NA\n";
+const std::string kTriggers = "[Submodel Spec]\nV_trigger_r 1.5 NA NA\nV_trigger_f 1.0 NA NA\n";
+// A Bus_hold submodel that every rule accepts.
+const std::string kBusHold = "Submodel_type Bus_hold\n" + kTriggers + kRamp + kPullup;
+
+test::ReadResult read_submodel(const std::string& body, bool end_checks = false) {
+  return test::read_lines("[Submodel] s\n" + body + "[End]\n", "t.ibs", 3, end_checks);
+}
+
+const Submodel* submodel_at(const test::ReadResult& r, size_t i = 0) {
+  if (!r.document || i >= r.document->submodels.size()) return nullptr;
+  return r.document->submodels[i].get();
+}
+
+TEST(SubmodelName, Rules) {
+  struct Case {
+    std::string lines;
+    const char* name;  // of the last submodel
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"[Submodel] abcdefghijklmnopqrstu\n", "abcdefghijklmnopqrst",
+       "ERROR t.ibs (line    1) - Sub Model Name Over 20 Characters Long\n"},
+      {"[Submodel]\n", "", "ERROR t.ibs (line    1) - 'Sub Model' Keyword Missing name\n"},
+      {"[Submodel] a b c\n", "a",
+       "ERROR t.ibs (line    1) -\n    Incorrect Number of Line Items (3) For Keyword Sub Model: "
+       "Expecting 1\n"},
+      {"[Submodel] power\n", "power",
+       "ERROR t.ibs (line    1) - Invalid Sub Model Name (\"power\"); Reserved Word.\n"},
+      {"[Submodel] s\n[Submodel] s\n[Submodel] S\n", "S",
+       "ERROR t.ibs (line    2) - SubModel Name Previously Defined (\"s\")\n"},
+      // A cut name is not compared, unlike a selector's.
+      {"[Submodel] abcdefghijklmnopqrst\n[Submodel] abcdefghijklmnopqrstu\n",
+       "abcdefghijklmnopqrst",
+       "ERROR t.ibs (line    2) - Sub Model Name Over 20 Characters Long\n"},
+  };
+  for (const Case& c : cases) {
+    const auto r = test::read_lines(c.lines + "[End]\n");
+    EXPECT_EQ(at_lines(r.report), c.expected) << c.lines;
+    ASSERT_NE(r.document, nullptr);
+    ASSERT_FALSE(r.document->submodels.empty());
+    EXPECT_EQ(r.document->submodels.back()->name, c.name) << c.lines;
+  }
+}
+
+TEST(SubmodelType, Lines) {
+  using T = SubmodelType;
+  struct Case {
+    const char* lines;
+    T type;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"Submodel_type Dynamic_clamp\n", T::DynamicClamp, ""},
+      {"Submodel_type bus_hold\n", T::NoType,
+       "ERROR t.ibs (line    2) - Invalid Submodel_type (\"bus_hold\") (try \"Bus_hold\")\n"},
+      {"Submodel_type Clamp\n", T::NoType,
+       "ERROR t.ibs (line    2) - Invalid Submodel_type (\"Clamp\")\n"},
+      {"Submodel_type = Bus_hold\n", T::NoType,
+       "ERROR t.ibs (line    2) - Invalid Submodel_type Line\n"},
+      {"Submodel_type\n", T::NoType,
+       "ERROR t.ibs (line    2) - 'Submodel_type' Subparameter Missing Setting\n"},
+      {"Submodel_type Bus_hold Dynamic_clamp\n", T::NoType,
+       "ERROR t.ibs (line    2) -\n    Incorrect Number of Line Items (3) For Submodel_type: "
+       "Expecting 2\n"},
+      {"submodel_type Bus_hold\n", T::NotGiven,
+       "ERROR t.ibs (line    2) - Unknown Line Among Sub Model Data\n"},
+      {"Submodel_type Bus_hold\nSubmodel_type Dynamic_clamp\n", T::BusHold,
+       "ERROR t.ibs (line    3) - Submodel_type Already Defined For Submodel 's'\n"},
+  };
+  for (const Case& c : cases) {
+    const auto r = read_submodel(c.lines);
+    EXPECT_EQ(at_lines(r.report), c.expected) << c.lines;
+    ASSERT_NE(submodel_at(r), nullptr);
+    EXPECT_EQ(submodel_at(r)->submodel_type, c.type) << c.lines;
+  }
+}
+
+TEST(SubmodelKeywords, EachIsReadIntoTheSubmodel) {
+  const auto r = test::read_lines(
+      "[Submodel] s\nSubmodel_type Dynamic_clamp\n"          // 1-2
+      "[GND Clamp]\n-1 -1m NA NA\n1 1m NA NA\n"               // 3-5
+      "[Submodel Spec]\nV_trigger_f 1 NA NA\n"                // 6-7: placed late, still read
+      "[GND Pulse Table] x\n0 0 NA NA\n"                      // 8-9
+      "[GND Pulse Table]\n0 0 NA NA\n1n -1 NA NA\n2n 0 NA NA\n"  // 10-13: replaces the first
+      "[POWER Pulse Table]\n0 0 NA NA\n1n 1 NA NA\n"          // 14-16
+      "[Pullup]\n0 0 NA NA\n"                                 // 17-18
+      "[Ramp]\ndV/dt_r 1/1n NA NA\ndV/dt_r 2/1n NA NA\n"      // 19-21
+      "[Rising Waveform]\n0 0 NA NA\n1n 1 NA NA\n"            // 22-24
+      "[Model] m\nModel_type Terminator\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n"
+      "[Pullup]\n-1 1m NA NA\n1 -1m NA NA\n"  // the model's own
+      "[End]\n");
+  EXPECT_EQ(r.report,
+            "ERROR t.ibs (line    6) -\n"
+            "    [Submodel Spec] should be specified before other keywords for a model\n"
+            "ERROR t.ibs (line    8) -\n"
+            "    Incorrect Number of Line Items (2) For GND Pulse: Expecting 1\n"
+            "ERROR t.ibs - Require at least 2 Data Points for GND Pulse Table Waveform Beginning "
+            "at Line 8\n"
+            "ERROR t.ibs (line   10) - [GND Pulse Table] Already Defined\n"
+            "ERROR t.ibs - First Typical Value should be the same as the Last for POWER Pulse "
+            "Table Waveform Beginning at Line 14\n"
+            "ERROR t.ibs - Require at least 2 Voltage Points for Pullup Beginning at Line 17\n"
+            "ERROR t.ibs (line   21) - dV/dt_r Already Defined For Model 's'\n"
+            "ERROR t.ibs - R_fixture Not Defined For Rising Waveform Beginning on Line 22\n"
+            "ERROR t.ibs - V_fixture Not Defined For Rising Waveform Beginning on Line 22\n"
+            "ERROR t.ibs - Submodel s: [Submodel Spec] V_trigger_r is required when POWER_Pulse is "
+            "specified\n");
+  const Submodel* s = submodel_at(r);
+  ASSERT_NE(s, nullptr);
+  ASSERT_NE(s->spec, nullptr);
+  EXPECT_NE(s->spec->v_trigger_f, nullptr);
+  ASSERT_NE(s->gnd_pulse, nullptr);
+  EXPECT_EQ(s->gnd_pulse->rows.size(), 3u);
+  ASSERT_NE(s->power_pulse, nullptr);
+  EXPECT_NE(s->gnd_clamp, nullptr);
+  EXPECT_NE(s->pullup, nullptr);
+  EXPECT_NE(s->ramp, nullptr);
+  EXPECT_EQ(s->rising.size(), 1u);
+  ASSERT_EQ(r.document->models.size(), 1u);
+  ASSERT_NE(r.document->models[0]->pullup, nullptr);
+  EXPECT_EQ(r.document->models[0]->pullup->rows.size(), 2u);
+}
+
+TEST(SubmodelKeywords, OutsideASubmodel) {
+  const auto r = test::read_lines("[Submodel] s\n" + kBusHold +
+                                  "[Model Selector] x\na fast\nb slow\n"  // 12-14
+                                  "[Pullup]\n1 2 NA NA\n[End]\n");        // 15-16
+  EXPECT_EQ(r.report,
+            "ERROR t.ibs (line   15) - Orphan Sub Model keyword.\n"
+            "ERROR t.ibs (line   16) - Orphan data line keyword.\n");
+}
+
+TEST(SubmodelChecks, WholeSubmodel) {
+  struct Case {
+    std::string body;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {kBusHold, ""},
+      {"Submodel_type Bus_hold\n" + kTriggers + kRamp + kPulldown, ""},
+      {"Submodel_type Bus_hold\n",
+       "ERROR t.ibs - Submodel s: [Submodel Spec] is required when Submodel_type is Bus_hold\n"
+       "ERROR t.ibs - Submodel s: [Ramp] is required when Submodel_type is Bus_hold\n"
+       "ERROR t.ibs - Submodel s: Either [Pullup] or [Pulldown] is required when Submodel_type "
+       "is Bus_hold\n"},
+      {"Submodel_type Bus_hold\n[Submodel Spec]\n" + kRamp + kPullup,
+       "ERROR t.ibs - Submodel s: Empty Submodel Spec\n"
+       "ERROR t.ibs - Submodel s: [Submodel Spec] V_trigger_r is required when Submodel_type is "
+       "Bus_hold\n"
+       "ERROR t.ibs - Submodel s: [Submodel Spec] V_trigger_f is required when Submodel_type is "
+       "Bus_hold\n"},
+      // A refused type is no type: no type rule applies.
+      {"Submodel_type bus_hold\n", ""},
+      {"", "ERROR t.ibs - Submodel 's': Submodel_type Not Defined\n"},
+      {"Submodel_type Dynamic_clamp\n" + kGndClamp, ""},
+      {"Submodel_type Dynamic_clamp\n" + kTriggers + kGndPulse + kPowerPulse, ""},
+      {"Submodel_type Dynamic_clamp\n",
+       "ERROR t.ibs - Submodel s: GND Pulse Table or POWER Pulse Table or GND Clamp or POWER "
+       "Clamp is required when Submodel_type is Dynamic_clamp\n"},
+      {"Submodel_type Dynamic_clamp\n" + kGndPulse + kPowerPulse,
+       "ERROR t.ibs - Submodel s: [Submodel Spec] V_trigger_f is required when GND_Pulse is "
+       "specified\n"
+       "ERROR t.ibs - Submodel s: [Submodel Spec] V_trigger_r is required when POWER_Pulse is "
+       "specified\n"},
+      {"Submodel_type Dynamic_clamp\n[Submodel Spec]\nV_trigger_r 1 NA NA\nOff_delay 1n NA NA\n" +
+           kGndPulse,
+       "ERROR t.ibs - Submodel s: [Submodel Spec] V_trigger_f is required when GND_Pulse is "
+       "specified\n"
+       "ERROR t.ibs - Submodel s: [Submodel Spec] Off_delay  cannot be specified with "
+       "Dynamic_clamp submodels\n"},
+      {"Submodel_type Bus_hold\n" + kTriggers + "Off_delay 1n NA NA\n" + kRamp + kPullup +
+           kPulldown,
+       "ERROR t.ibs - SubModel s: Both Pullup and Pulldown cannot be specified when Off_delay is "
+       "specified.\n"},
+  };
+  for (const Case& c : cases) {
+    const auto r = read_submodel(c.body);
+    EXPECT_EQ(without_lines(r.report), c.expected) << c.body;
+  }
+}
+
+TEST(SubmodelChecks, UnknownKeywordDoesNotSkipThem) {
+  const auto r = test::read_lines(
+      "[Submodel] s\nSubmodel_type Dynamic_clamp\n[Bogus]\n"
+      "[Submodel] t\nSubmodel_type Dynamic_clamp\n[Bogus]\n[End]\n",
+      "t.ibs", 3, true);
+  // s is ended by the next [Submodel], t by the end of the file.
+  EXPECT_EQ(without_lines(r.report),
+            "ERROR t.ibs - Submodel s: GND Pulse Table or POWER Pulse Table or GND Clamp or POWER "
+            "Clamp is required when Submodel_type is Dynamic_clamp\n"
+            "ERROR t.ibs - Required keyword 'Component' not found.\n"
+            "ERROR t.ibs - Submodel t: GND Pulse Table or POWER Pulse Table or GND Clamp or POWER "
+            "Clamp is required when Submodel_type is Dynamic_clamp\n");
+}
+
+// A V_trigger against the first and last voltages of each waveform of its edge.
+TEST(SubmodelChecks, TriggersAgainstWaveforms) {
+  struct Case {
+    const char* v_trigger_r;
+    const char* rising;  // rows of each waveform, "|" between waveforms
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"1.5 1.4 1.6", "0 0.2 0.1 0.3\n1n 3.0 2.9 3.1\n", ""},
+      // Equal is not beyond.
+      {"0.2 NA NA", "0 0.2 NA NA\n1n 3.0 NA NA\n", ""},
+      {"0.1 NA NA", "0 0.2 NA NA\n1n 3.0 NA NA\n",
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_r (Typ) is less than the start of Rising Waveform\n"},
+      {"3.5 NA NA", "0 0.2 NA NA\n1n 3.0 NA NA\n",
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_r (Typ) is greater than the end of Rising Waveform\n"},
+      // Corner by corner; a side without the corner uses its typical value, and a corner
+      // neither side gives is skipped.
+      {"1.5 0.1 3.5", "0 0.2 NA NA\n1n 3.0 NA NA\n",
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_r (Min) is less than the start of Rising Waveform\n"
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_r (Max) is greater than the end of Rising Waveform\n"},
+      {"1.5 NA NA", "0 0.2 1.6 0.1\n1n 3.0 3.1 1.4\n",
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_r (Min) is less than the start of Rising Waveform\n"
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_r (Max) is greater than the end of Rising Waveform\n"},
+      // Each waveform is compared.
+      {"0.5 NA NA", "0 0.2 NA NA\n1n 3.0 NA NA\n|0 0.6 NA NA\n1n 3.0 NA NA\n",
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_r (Typ) is less than the start of Rising Waveform\n"},
+      // A trigger without a typical value is not compared (its NA was reported at its line).
+      {"NA 0.1 5", "0 0.2 NA NA\n1n 3.0 NA NA\n", ""},
+  };
+  for (const Case& c : cases) {
+    std::string waveforms;
+    for (std::string rows = c.rising; !rows.empty();) {
+      const size_t bar = rows.find('|');
+      waveforms += "[Rising Waveform]\nR_fixture = 50\nV_fixture = 0\n" + rows.substr(0, bar);
+      rows = bar == std::string::npos ? "" : rows.substr(bar + 1);
+    }
+    const auto r = read_submodel("Submodel_type Bus_hold\n[Submodel Spec]\nV_trigger_r " +
+                                 std::string(c.v_trigger_r) + "\nV_trigger_f 1.0 NA NA\n" + kRamp +
+                                 kPullup + waveforms);
+    EXPECT_EQ(without_lines(r.report), c.expected) << c.v_trigger_r << "\n" << c.rising;
+  }
+}
+
+TEST(SubmodelChecks, FallingTrigger) {
+  struct Case {
+    const char* v_trigger_f;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"1.0 NA NA", ""},
+      {"3.5 NA NA",
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_f (Typ) is greater than the start of Falling Waveform\n"},
+      {"0.1 NA NA",
+       "WARNING t.ibs -\n"
+       "    Submodel s: V_trigger_f (Typ) is less than the end of Falling Waveform\n"},
+  };
+  for (const Case& c : cases) {
+    const auto r = read_submodel(
+        "Submodel_type Bus_hold\n[Submodel Spec]\nV_trigger_r 1.5 NA NA\nV_trigger_f " +
+        std::string(c.v_trigger_f) + "\n" + kRamp + kPullup +
+        "[Falling Waveform]\nR_fixture = 50\nV_fixture = 3.3\n0 3.0 NA NA\n1n 0.2 NA NA\n");
+    EXPECT_EQ(without_lines(r.report), c.expected) << c.v_trigger_f;
+  }
+}
+
+TEST(SubmodelEndOfFile, AddSubmodelEntriesAreResolved) {
+  const std::string models =
+      "[Model] m\nModel_type Terminator\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n"
+      "[Add Submodel]\nbus All\nclamp All\n"
+      "[Model] n\nModel_type Terminator\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n"
+      "[Add Submodel]\nBus Non-Driving\n";
+  const char* kNoComponent = "ERROR t.ibs - Required keyword 'Component' not found.\n";
+  // The newest model first; names compared with case.
+  const auto r = test::read_lines(models + "[Submodel] bus\n" + kBusHold + "[End]\n", "t.ibs", 3,
+                                  true);
+  EXPECT_EQ(r.report,
+            std::string(kNoComponent) +
+                "ERROR t.ibs - Could not find definition for Submodel Bus of Model n\n"
+                "ERROR t.ibs - Could not find definition for Submodel clamp of Model m\n");
+  ASSERT_NE(r.document, nullptr);
+  EXPECT_EQ(SUBMDL_Find(r.document.get(), "bus"), submodel_at(r));
+  EXPECT_EQ(SUBMDL_Find(r.document.get(), "Bus"), nullptr);
+  // A file without submodels still has its entries looked up.
+  const auto none = test::read_lines(models + "[End]\n", "t.ibs", 3, true);
+  EXPECT_EQ(none.report,
+            std::string(kNoComponent) +
+                "ERROR t.ibs - Could not find definition for Submodel Bus of Model n\n"
+                "ERROR t.ibs - Could not find definition for Submodel bus of Model m\n"
+                "ERROR t.ibs - Could not find definition for Submodel clamp of Model m\n");
+}
+
+}  // namespace
+}  // namespace tarn
