@@ -271,13 +271,18 @@ void waveform_endpoints(StateCurves& curves, const WaveformEdge& edge, const Wav
   }
 }
 
+// Waveforms past the 100 a model may have were refused when read; they are not checked, so
+// that a file of many waveforms and long tables costs no more than a model can.
+constexpr size_t kWaveformsChecked = 100;
+
 void ac_endpoints(StateCurves& curves) {
   const IbisModel& m = curves.model();
   const std::string name(m.name);
   for (const WaveformEdge& edge : kWaveformEdges) {
     const WaveformList* list = nullptr;
     if (!edge.list(&m, &list)) continue;
-    for (const auto& w : *list) waveform_endpoints(curves, edge, *w, name);
+    const size_t count = std::min(list->size(), kWaveformsChecked);
+    for (size_t k = 0; k < count; ++k) waveform_endpoints(curves, edge, *(*list)[k], name);
   }
 }
 
@@ -293,7 +298,7 @@ std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> cu
     const double dv = b.v - a.v;
     const double slope = dv < kTiny ? kHuge : (b.i - a.i) / dv;
     if (std::fabs(-g - slope) < kTiny) return std::nullopt;
-    const double v = (a.i - slope * a.v - g * v_term) / (-g - slope);
+    const double v = (a.i - slope * a.v - g * v_term) / (-g - slope) + 0.0;  // no -0
     const OperatingPoint crossing{v, -g * v + g * v_term};
     const bool before_first = k == 0 && v < a.v;
     const bool last = k + 2 == curve.size();
