@@ -9,8 +9,8 @@
 namespace tarn {
 namespace {
 
-constexpr const char* kColumnNames[kDelayColumns] = {"Rise_on_dly", "Rise_off_dly",
-                                                     "Fall_on_dly", "Fall_off_dly"};
+constexpr const char* kColumnNames[kDelayColumns] = {"Rise_on_dly", "Rise_off_dly", "Fall_on_dly",
+                                                     "Fall_off_dly"};
 
 // Scratch list, reused so that a line allocates nothing.
 struct DelayState {

@@ -47,8 +47,7 @@ void check_model_name(const std::string& name, std::string_view enclosing) {
     RPT_ErrorAtLine("Model Name in Driver Schedule is the same as enclosing Model (\"%s\")",
                     name.c_str());
   else if (!CMN_IsReservedWord(name))
-    RPT_ErrorAtLine("Invalid Model Name in Driver Schedule (\"%s\"); Reserved Word.",
-                    name.c_str());
+    RPT_ErrorAtLine("Invalid Model Name in Driver Schedule (\"%s\"); Reserved Word.", name.c_str());
 }
 
 bool is_output_type(ModelType type) {
@@ -65,9 +64,10 @@ void check_entry(const DriverScheduleEntry& entry, const char* owner, const Ibis
   }
   const DriverSchedule* own = nullptr;
   if (mdl_get_driver_schedule(target, &own))
-    RPT_Error("Model %s used in the Driver Schedule of Model %s cannot itself have a Driver "
-              "Schedule",
-              name, owner);
+    RPT_Error(
+        "Model %s used in the Driver Schedule of Model %s cannot itself have a "
+        "Driver Schedule",
+        name, owner);
   ModelType type = ModelType::NotGiven;
   (void)mdl_get_model_type(target, &type);
   if (!is_output_type(type))

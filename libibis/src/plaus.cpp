@@ -65,8 +65,8 @@ void check_pin(const Pin& pin, const char* component) {
   const char* name = pin.name.c_str();
   double v = 0.0;
   if (PIN_GetRpin(&pin, &v) && v > kRpin.high)
-    RPT_Warning("CMPT '%s', Pin '%s': Pin Resistance %g Ohms greater than %g Ohms", component,
-                name, v * kRpin.scale, kRpin.high * kRpin.scale);
+    RPT_Warning("CMPT '%s', Pin '%s': Pin Resistance %g Ohms greater than %g Ohms", component, name,
+                v * kRpin.scale, kRpin.high * kRpin.scale);
   if (PIN_GetLpin(&pin, &v) && v > kLpin.high)
     RPT_Warning("CMPT '%s', Pin '%s': Pin Inductance %gnH greater than %gnH", component, name,
                 v * kLpin.scale, kLpin.high * kLpin.scale);
@@ -143,8 +143,8 @@ void PLAUS_RampTime(const char* owner_kind, std::string_view owner_name, const R
     for (const CornerWord& c : kCornerWords) {
       const RampEntry& e = ramp_entry(*ratio, c.corner);
       if (e.status == ValueStatus::Value && e.dt > kRampTimeLimit)
-        RPT_Warning("%s '%s': %s %s Ramptime %5.3ensec unusually large ( > %5.3ensec )",
-                    owner_kind, name.c_str(), edge.word, c.word, e.dt * kNanoseconds,
+        RPT_Warning("%s '%s': %s %s Ramptime %5.3ensec unusually large ( > %5.3ensec )", owner_kind,
+                    name.c_str(), edge.word, c.word, e.dt * kNanoseconds,
                     kRampTimeLimit * kNanoseconds);
     }
   }

@@ -59,8 +59,8 @@ constexpr Side kLow{1,
                     "Pulldown"};
 
 bool is_ecl(ModelType type) {
-  return type == ModelType::InputECL || type == ModelType::OutputECL ||
-         type == ModelType::IOECL || type == ModelType::ThreeStateECL;
+  return type == ModelType::InputECL || type == ModelType::OutputECL || type == ModelType::IOECL ||
+         type == ModelType::ThreeStateECL;
 }
 
 bool from_supply(const IbisModel& m, const SideTable& t) {
@@ -216,9 +216,10 @@ void drive_through(StateCurves& curves) {
       const bool through = side == &kHigh ? op->v > vmeas : op->v < vmeas;
       if (through) continue;
       const std::string curve = std::string(c.word) + " " + side->driver_label;
-      RPT_Warning("Model '%s': %s VI curves cannot drive through Vmeas=%gV\n"
-                  "          given load Rref=%g Ohms to Vref=%gV",
-                  name.c_str(), curve.c_str(), vmeas, rref, vref);
+      RPT_Warning(
+          "Model '%s': %s VI curves cannot drive through Vmeas=%gV\n"
+          "          given load Rref=%g Ohms to Vref=%gV",
+          name.c_str(), curve.c_str(), vmeas, rref, vref);
     }
   }
 }
@@ -264,10 +265,11 @@ void waveform_endpoints(StateCurves& curves, const WaveformEdge& edge, const Wav
     if (!dc0 || !dc1) continue;
     const double tolerance = kToleranceShare * std::max(std::fabs(dc0->v), std::fabs(dc1->v));
     if (std::fabs(w0 - dc0->v) <= tolerance && std::fabs(w1 - dc1->v) <= tolerance) continue;
-    RPT_Warning("Model '%s': %s AC %s Endpoints (%5.2fV, %5.2fV) not within \n"
-                "          %5.3fV (%g%%) of (%5.2fV, %5.2fV) on VI curves for %g Ohms to %gV",
-                name.c_str(), c.word, edge.word, w0, w1, tolerance, kTolerancePercent, dc0->v,
-                dc1->v, r_fixture, *v_fixture);
+    RPT_Warning(
+        "Model '%s': %s AC %s Endpoints (%5.2fV, %5.2fV) not within \n"
+        "          %5.3fV (%g%%) of (%5.2fV, %5.2fV) on VI curves for %g Ohms to %gV",
+        name.c_str(), c.word, edge.word, w0, w1, tolerance, kTolerancePercent, dc0->v, dc1->v,
+        r_fixture, *v_fixture);
   }
 }
 
@@ -288,8 +290,8 @@ void ac_endpoints(StateCurves& curves) {
 
 }  // namespace
 
-std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> curve,
-                                                   double r_load, double v_term) {
+std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> curve, double r_load,
+                                                   double v_term) {
   if (curve.size() < 2 || curve[1].v < curve[0].v) return std::nullopt;
   const double g = r_load < kTiny ? kHuge : 1.0 / r_load;
   for (size_t k = 0; k + 1 < curve.size(); ++k) {

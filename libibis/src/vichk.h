@@ -23,8 +23,8 @@ struct OperatingPoint {
 /// `r_load` to `v_term`, found segment by segment from the first; the first and last segments
 /// extend beyond the curve. Empty when the curve has no segment, its second point lies below
 /// its first, or the load line runs parallel to a segment reached.
-std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> curve,
-                                                   double r_load, double v_term);
+std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> curve, double r_load,
+                                                   double v_term);
 /// The current of a curve (at least one point) at `v`; the end segments extend beyond it.
 double VICHK_CurrentAt(std::span<const IPwlEntry> curve, double v);
 

@@ -83,12 +83,13 @@ TEST(DriverSchedule, DelaysAsRead) {
 TEST(DriverSchedule, RepeatsAndSecondKeyword) {
   const auto r = read_schedule(
       "m2 1n NA 2n NA\nm2 1n NA 2n NA\nm2 1n NA 2n NA\n[Driver Schedule] x\nm3 1n NA 2n NA\n");
-  EXPECT_EQ(at_lines(r.report),
-            "ERROR t.ibs (line    5) - Model Name (\"m2\") previously used in this Driver Schedule\n"
-            "ERROR t.ibs (line    6) - Model Name (\"m2\") previously used in this Driver Schedule\n"
-            "ERROR t.ibs (line    7) - Driver Schedule: Already Defined for this model\n"
-            "ERROR t.ibs (line    7) -\n"
-            "    Incorrect Number of Line Items (2) For Driver Schedule: Expecting 1\n");
+  EXPECT_EQ(
+      at_lines(r.report),
+      "ERROR t.ibs (line    5) - Model Name (\"m2\") previously used in this Driver Schedule\n"
+      "ERROR t.ibs (line    6) - Model Name (\"m2\") previously used in this Driver Schedule\n"
+      "ERROR t.ibs (line    7) - Driver Schedule: Already Defined for this model\n"
+      "ERROR t.ibs (line    7) -\n"
+      "    Incorrect Number of Line Items (2) For Driver Schedule: Expecting 1\n");
   // The first schedule stays and takes the lines after the second keyword.
   EXPECT_EQ(test::model_at(r)->driver_schedule->entries.size(), 4u);
 }
@@ -111,16 +112,17 @@ TEST(DriverSchedule, ScheduledModelsAtEndOfFile) {
       "[Model] term\nModel_type Terminator\n"
       "[Model] own\nModel_type Input_ECL\n[Driver Schedule]\nio 1n NA 2n NA\n[End]\n";
   // Newest first: the entries of `own`, then those of `sched` from its last line up.
-  EXPECT_EQ(test::check_report(text, driver_schedule_end_of_file),
-            "ERROR t.ibs - Model own used in the Driver Schedule of Model sched cannot itself have a "
-            "Driver Schedule\n"
-            "ERROR t.ibs - Model own used in the Driver Schedule of Model sched should be an output "
-            "model\n"
-            "ERROR t.ibs - Model term used in the Driver Schedule of Model sched should be an output "
-            "model\n"
-            "ERROR t.ibs - Model in used in the Driver Schedule of Model sched should be an output "
-            "model\n"
-            "ERROR t.ibs - Model none used in the Driver Schedule of Model sched is not defined\n");
+  EXPECT_EQ(
+      test::check_report(text, driver_schedule_end_of_file),
+      "ERROR t.ibs - Model own used in the Driver Schedule of Model sched cannot itself have a "
+      "Driver Schedule\n"
+      "ERROR t.ibs - Model own used in the Driver Schedule of Model sched should be an output "
+      "model\n"
+      "ERROR t.ibs - Model term used in the Driver Schedule of Model sched should be an output "
+      "model\n"
+      "ERROR t.ibs - Model in used in the Driver Schedule of Model sched should be an output "
+      "model\n"
+      "ERROR t.ibs - Model none used in the Driver Schedule of Model sched is not defined\n");
 }
 
 }  // namespace

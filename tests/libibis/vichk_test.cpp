@@ -71,9 +71,10 @@ TEST(ClampCurrents, AtOneAndAHalfVoltsPastTheRail) {
     int quiet = -1;
     const std::string text = std::string("[Model] m\n[GND Clamp]\n") + c.gnd_rows +
                              "[POWER Clamp]\n" + c.power_rows + "[End]\n";
-    EXPECT_EQ(test::check_report(
-                  text, [&](const IbisDocument& d) { quiet = VICHK_ClampCurrents(d.models[0].get()); }),
-              c.expected)
+    EXPECT_EQ(
+        test::check_report(
+            text, [&](const IbisDocument& d) { quiet = VICHK_ClampCurrents(d.models[0].get()); }),
+        c.expected)
         << c.gnd_rows;
     EXPECT_EQ(quiet, c.quiet) << c.gnd_rows;
   }
