@@ -171,16 +171,51 @@ class StateCurves {
   std::array<std::array<Slot, 3>, 2> slots_{};
 };
 
-// The part of a curve from `lo` to `hi`, its two ends taken on the curve (or its extension).
-Curve clip(std::span<const IPwlEntry> curve, double lo, double hi) {
-  Curve part;
-  part.reserve(curve.size() + 2);
-  part.push_back(IPwlEntry{lo, VICHK_CurrentAt(curve, lo)});
-  for (const IPwlEntry& e : curve)
-    if (e.v > lo && e.v < hi) part.push_back(e);
-  part.push_back(IPwlEntry{hi, VICHK_CurrentAt(curve, hi)});
-  return part;
+// The crossing with the load line, segment by segment from the first point (see
+// VICHK_OperatingPoint); `curve` is anything with size() and points by index.
+template <class Points>
+std::optional<OperatingPoint> walk(const Points& curve, double r_load, double v_term) {
+  if (curve.size() < 2 || curve[1].v < curve[0].v) return std::nullopt;
+  const double g = r_load < kTiny ? kHuge : 1.0 / r_load;
+  for (size_t k = 0; k + 1 < curve.size(); ++k) {
+    const IPwlEntry& a = curve[k];
+    const IPwlEntry& b = curve[k + 1];
+    const double dv = b.v - a.v;
+    const double slope = dv < kTiny ? kHuge : (b.i - a.i) / dv;
+    if (std::fabs(-g - slope) < kTiny) return std::nullopt;
+    const double v = (a.i - slope * a.v - g * v_term) / (-g - slope) + 0.0;  // no -0
+    const OperatingPoint crossing{v, -g * v + g * v_term};
+    const bool before_first = k == 0 && v < a.v;
+    const bool last = k + 2 == curve.size();
+    if (before_first || (a.v <= v && v <= b.v) || last || std::fabs(v - a.v) <= kSameVoltage)
+      return crossing;
+  }
+  return std::nullopt;
 }
+
+// The part of a curve from `lo` to `hi`, its two ends taken on the curve (or its extension),
+// seen in place: a walk over it copies nothing.
+class ClippedCurve {
+ public:
+  ClippedCurve(std::span<const IPwlEntry> curve, double lo, double hi)
+      : first_{lo, VICHK_CurrentAt(curve, lo)}, last_{hi, VICHK_CurrentAt(curve, hi)} {
+    const auto below = [](const IPwlEntry& e, double v) { return e.v < v; };
+    const auto begin = std::upper_bound(curve.begin(), curve.end(), lo,
+                                        [](double v, const IPwlEntry& e) { return v < e.v; });
+    const auto end = std::lower_bound(begin, curve.end(), hi, below);
+    inner_ = std::span<const IPwlEntry>(begin, end);
+  }
+  size_t size() const { return inner_.size() + 2; }
+  const IPwlEntry& operator[](size_t k) const {
+    if (k == 0) return first_;
+    return k <= inner_.size() ? inner_[k - 1] : last_;
+  }
+
+ private:
+  IPwlEntry first_;
+  IPwlEntry last_;
+  std::span<const IPwlEntry> inner_;  // the points strictly between lo and hi
+};
 
 // A pin loaded by a resistance to `v_term` settles between its driver's rail and `v_term`.
 // So the curve is walked from the lower rail (or `v_term` below it) to the upper: the parts of
@@ -195,7 +230,7 @@ std::optional<OperatingPoint> operating_point(StateCurves& curves, const Side& s
   const double lo = std::min({*ground, *supply, v_term});
   const double hi = std::max({*ground, *supply, v_term});
   if (hi - lo < kTiny) return std::nullopt;
-  return VICHK_OperatingPoint(clip(*curve, lo, hi), r_load, v_term);
+  return walk(ClippedCurve(*curve, lo, hi), r_load, v_term);
 }
 
 // The timing load must see the pin pass Vmeas: above it driven high, below it driven low. A
@@ -292,22 +327,7 @@ void ac_endpoints(StateCurves& curves) {
 
 std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> curve, double r_load,
                                                    double v_term) {
-  if (curve.size() < 2 || curve[1].v < curve[0].v) return std::nullopt;
-  const double g = r_load < kTiny ? kHuge : 1.0 / r_load;
-  for (size_t k = 0; k + 1 < curve.size(); ++k) {
-    const IPwlEntry& a = curve[k];
-    const IPwlEntry& b = curve[k + 1];
-    const double dv = b.v - a.v;
-    const double slope = dv < kTiny ? kHuge : (b.i - a.i) / dv;
-    if (std::fabs(-g - slope) < kTiny) return std::nullopt;
-    const double v = (a.i - slope * a.v - g * v_term) / (-g - slope) + 0.0;  // no -0
-    const OperatingPoint crossing{v, -g * v + g * v_term};
-    const bool before_first = k == 0 && v < a.v;
-    const bool last = k + 2 == curve.size();
-    if (before_first || (a.v <= v && v <= b.v) || last || std::fabs(v - a.v) <= kSameVoltage)
-      return crossing;
-  }
-  return std::nullopt;
+  return walk(curve, r_load, v_term);
 }
 
 double VICHK_CurrentAt(std::span<const IPwlEntry> curve, double v) {
