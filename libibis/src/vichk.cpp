@@ -233,8 +233,9 @@ std::optional<OperatingPoint> operating_point(StateCurves& curves, const Side& s
   return walk(ClippedCurve(*curve, lo, hi), r_load, v_term);
 }
 
-// The timing load must see the pin pass Vmeas: above it driven high, below it driven low. A
-// side whose driver the model lacks makes no edge of its own and is not checked.
+// The timing load must see the pin pass Vmeas: above it driven high, below it driven low,
+// corner by corner; the warning names the corner and the driver ("TYP Pullup"). A side whose
+// driver the model lacks makes no edge of its own and is not checked.
 void drive_through(StateCurves& curves) {
   const IbisModel& m = curves.model();
   double vmeas = 0.0;
@@ -259,6 +260,9 @@ void drive_through(StateCurves& curves) {
   }
 }
 
+// A rising waveform starts where the pulldown side holds the pin in its fixture and ends where
+// the pullup side does; a falling one the other way. Each corner takes its own references,
+// fixture voltage and waveform column, and a corner the waveform does not give is skipped.
 struct WaveformEdge {
   const char* word;
   int (*list)(const IbisModel*, const WaveformList**);
