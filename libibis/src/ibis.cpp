@@ -2,9 +2,11 @@
 
 #include "libibis/src/guard.h"
 #include "libibis/src/parse.h"
+#include "libibis/src/plaus.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
 #include "libibis/src/source.h"
+#include "libibis/src/vichk.h"
 
 namespace tarn {
 namespace {
@@ -63,9 +65,18 @@ void IBIS_EndOfFileChecks(FileKind kind, bool nested) {
     if (!doc->boards.empty()) EBDMDL_EndOfFile(nested);
     return;
   }
-  if (!doc->models.empty()) MDL_EndOfFile();
-  if (!doc->components.empty()) CMPNT_EndOfFile();
-  else RPT_Error("Required keyword 'Component' not found.");
+  if (!doc->models.empty()) {
+    MDL_EndOfFile();
+    VICHK_EndOfFile(*doc);
+    PLAUS_ModelsEndOfFile(*doc);
+    driver_schedule_end_of_file(*doc);
+  }
+  if (!doc->components.empty()) {
+    PLAUS_ComponentsEndOfFile(*doc);
+    CMPNT_EndOfFile();
+  } else {
+    RPT_Error("Required keyword 'Component' not found.");
+  }
   if (!doc->package_models.empty()) PKGMDL_EndOfFile();
   if (!doc->selectors.empty()) MSEL_EndOfFile();
   // Unlike the other groups, run without submodels too: an [Add Submodel] entry of a file that

@@ -8,6 +8,7 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/plaus.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
 
@@ -407,6 +408,10 @@ const Submodel* SUBMDL_Find(const IbisDocument* document, std::string_view name)
 
 // The ramp checks shared with the models belong to the plausibility checks, which take this
 // over once they exist.
-void SUBMDL_PlausibilityChecks(const IbisDocument&) {}
+// Newest first, like the models.
+void SUBMDL_PlausibilityChecks(const IbisDocument& document) {
+  for (auto it = document.submodels.rbegin(); it != document.submodels.rend(); ++it)
+    if ((*it)->ramp) PLAUS_RampTime("Sub Model", (*it)->name, (*it)->ramp.get());
+}
 
 }  // namespace tarn

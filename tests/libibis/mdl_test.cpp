@@ -187,8 +187,11 @@ TEST(ModelKeywords, EachKeywordIsReadWhereItBelongs) {
        }},
       {"Input", "[Model Spec]", "Vmeas 1.5 NA NA", "",
        [](const IbisModel& m) { return m.model_spec && m.model_spec->values[14] != nullptr; }},
-      {"Output", "[Driver Schedule]", "m2 1n NA NA NA", "",
-       [](const IbisModel& m) { return !!m.driver_schedule; }},
+      {"Output", "[Driver Schedule]", "m2 1n NA 1n NA", "",
+       [](const IbisModel& m) {
+         return m.driver_schedule && m.driver_schedule->entries.size() == 1 &&
+                m.driver_schedule->entries[0].model_name == "m2";
+       }},
       {"Series_switch", "[On]", "x", kExpecting,
        [](const IbisModel& m) { return m.on_block && !m.off_block; }},
       {"Series_switch", "[Off]", "x", kExpecting,

@@ -181,6 +181,18 @@ TEST(SubmodelChecks, WholeSubmodel) {
   }
 }
 
+TEST(SubmodelEndOfFile, RampsGetTheModelsPlausibilityCheck) {
+  const auto r = test::read_lines("[Submodel] s\nSubmodel_type Bus_hold\n" + kTriggers +
+                                      "[Ramp]\ndV/dt_r 1/2m NA NA\ndV/dt_f 1/1n NA NA\n" +
+                                      kPullup + "[End]\n",
+                                  "t.ibs", 3, true);
+  EXPECT_NE(r.report.find("WARNING t.ibs - Sub Model 's': Rising TYP Ramptime 2.000e+06nsec "
+                          "unusually large ( > 1.000e+06nsec )\n"),
+            std::string::npos)
+      << r.report;
+  EXPECT_EQ(r.report.find("Falling TYP Ramptime"), std::string::npos) << r.report;
+}
+
 TEST(SubmodelChecks, UnknownKeywordDoesNotSkipThem) {
   const auto r = test::read_lines(
       "[Submodel] s\nSubmodel_type Dynamic_clamp\n[Bogus]\n"
