@@ -18,8 +18,7 @@ constexpr int kShortColumns = 4;
 constexpr int kLongColumns = 6;
 constexpr size_t kRowItems = 6;
 
-constexpr const char* kHeaders[] = {"inv_pin", "vdiff", "tdelay_typ", "tdelay_min",
-                                    "tdelay_max"};
+constexpr const char* kHeaders[] = {"inv_pin", "vdiff", "tdelay_typ", "tdelay_min", "tdelay_max"};
 
 // The value columns, after the two pins.
 struct ValueColumn {
@@ -51,7 +50,9 @@ void read_value(std::string_view text, const ValueColumn& column, DiffPinRow* ro
   bool is_na = false;
   switch (CMN_GetValueOrNA(text, &v.value, &is_na)) {
     case kNumberInvalid: RPT_ErrorAtLine("Bad value for %s column.", column.name); return;
-    case kNumberSuspicious: RPT_WarningAtLine("Suspicious value for %s column.", column.name); break;
+    case kNumberSuspicious:
+      RPT_WarningAtLine("Suspicious value for %s column.", column.name);
+      break;
     case kNumberValid: break;
     default:
       RPT_BugAtLine("Unknown value returned by CMN_GetValueOrNA(). %s %d", __FILE__, __LINE__);
@@ -164,8 +165,7 @@ void DIFPIN_EndOfFile(std::string_view component, const DiffPinList& list, const
       RPT_Error("Component '%s': Inv_pin '%s' already in use as a Diff_pin.", c,
                 row.inv_pin.c_str());
     if (used_before_elsewhere(inv_pins_seen, row.pin, i))
-      RPT_Error("Component '%s': Diff_pin '%s' already in use as an inv_pin.", c,
-                row.pin.c_str());
+      RPT_Error("Component '%s': Diff_pin '%s' already in use as an inv_pin.", c, row.pin.c_str());
   }
 }
 

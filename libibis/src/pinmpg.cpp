@@ -213,8 +213,7 @@ int PINMPG_Row(PinMapping* mapping, std::string_view line) {
   return add_row(mapping, std::move(row));
 }
 
-void PINMPG_EndOfFile(std::string_view component, const PinMapping& mapping,
-                      const PinList& pins) {
+void PINMPG_EndOfFile(std::string_view component, const PinMapping& mapping, const PinList& pins) {
   const std::string name(component);
   std::vector<PinKind> kinds;
   kinds.reserve(mapping.rows.size());

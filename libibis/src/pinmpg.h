@@ -19,9 +19,9 @@ enum PinMappingColumn : size_t { kPulldownRef = 0, kPullupRef, kGndClampRef, kPo
 inline constexpr size_t kPinMappingRefs = 4;
 
 struct PinMappingRow {
-  std::string pin;                               // at most 5 characters
+  std::string pin;                                // at most 5 characters
   std::array<std::string, kPinMappingRefs> refs;  // bus names, at most 15; empty when absent
-  int items = 0;                                 // found on the row
+  int items = 0;                                  // found on the row
 };
 
 /// The rows of a component's [Pin Mapping] in file order.
@@ -39,8 +39,7 @@ void PINMPG_Reset();
 /// One row; 0 when it was not stored (a pin already mapped, or no memory).
 int PINMPG_Row(PinMapping* mapping, std::string_view line);
 /// The end-of-file checks of one component's rows against its pins.
-void PINMPG_EndOfFile(std::string_view component, const PinMapping& mapping,
-                      const PinList& pins);
+void PINMPG_EndOfFile(std::string_view component, const PinMapping& mapping, const PinList& pins);
 
 /// The row of that pin, exactly as written.
 [[nodiscard]] int PINMPG_Find(const PinMapping* mapping, std::string_view pin,

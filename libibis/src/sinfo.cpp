@@ -60,8 +60,7 @@ void series_end(const SeriesInfo& info, std::string_view model_name, const char*
   if (!has_series_data(info)) RPT_Error("Model %s %s: No series data found", m, label);
   // An open switch conducts nothing a MOSFET could describe.
   if (std::string_view(label) == "[Off]" && !info.series_mosfets.empty())
-    RPT_Error("Model %s: [Series_MOSFET] is not allowed in conjunction with the [Off] keyword",
-              m);
+    RPT_Error("Model %s: [Series_MOSFET] is not allowed in conjunction with the [Off] keyword", m);
   for (const Refinement& r : kRefinements)
     if (info.*r.value && !(info.*r.base))
       RPT_Error("Model %s %s: %s cannot be specified if %s is not specified", m, label,

@@ -96,8 +96,8 @@ void series_mosfet_check_vds(const std::vector<std::unique_ptr<SeriesMosfet>>& m
   for (const auto& mosfet : mosfets) {
     if (!mosfet->vds) continue;
     if (++tables_with[*mosfet->vds] == 2)
-      RPT_Error("Model %s %s: Found two Series_MOSFETs with identical Vds value %e",
-                model.c_str(), label, *mosfet->vds);
+      RPT_Error("Model %s %s: Found two Series_MOSFETs with identical Vds value %e", model.c_str(),
+                label, *mosfet->vds);
   }
 }
 

@@ -15,7 +15,7 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kNameLimit = 20;  // of a model or a group
+constexpr size_t kNameLimit = 20;       // of a model or a group
 constexpr size_t kRequiredHeaders = 2;  // pin_2, model_name
 constexpr int kShortColumns = 3;
 constexpr int kLongColumns = 4;
@@ -91,8 +91,8 @@ void check_pin(const SeriesContext& ctx, const PinList& pins, const char* label,
               "Series_switch.",
               c, label, name.c_str());
   else if (!has_known_type(model->model_type))
-    RPT_Error("Component '%s': [Series Pin Mapping] %s '%s' has Model '%s' with unknown type.",
-              c, label, name.c_str(), pin->model.c_str());
+    RPT_Error("Component '%s': [Series Pin Mapping] %s '%s' has Model '%s' with unknown type.", c,
+              label, name.c_str(), pin->model.c_str());
 }
 
 // The row's own model: a Series model stands alone, a Series_switch needs its group. Each
@@ -106,8 +106,8 @@ void check_model_type(const SeriesContext& ctx, const SeriesPinRow& row, ModelTy
                   "function_table_group '%s' is ignored.",
                   c, m, row.group.c_str());
     else if (type != ModelType::SeriesSwitch)
-      RPT_Error("Component '%s': [Series Pin Mapping] Model '%s' is not of type Series_Switch.",
-                c, m);
+      RPT_Error("Component '%s': [Series Pin Mapping] Model '%s' is not of type Series_Switch.", c,
+                m);
   } else if (type == ModelType::SeriesSwitch) {
     RPT_Error("Component '%s': [Series Pin Mapping] Model '%s' is of type Series_Switch so "
               "function_table_group is required.",

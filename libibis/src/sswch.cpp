@@ -15,9 +15,9 @@ constexpr size_t kGroupNameLimit = 20;
 constexpr size_t kLineItems = 512;
 
 struct SwitchGroupState {
-  bool open = false;                     // the last entry still waits for its "/"
+  bool open = false;                      // the last entry still waits for its "/"
   std::unordered_set<std::string> names;  // of the open entry
-  ItemList items;                        // scratch, reused line after line
+  ItemList items;                         // scratch, reused line after line
 };
 
 SwitchGroupState g_sswch;

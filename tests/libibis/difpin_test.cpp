@@ -14,8 +14,7 @@ namespace {
 using test::read_lines;
 
 // Line 1 opens the component, line 2 is the [Diff Pin] line, rows start at line 3.
-test::ReadResult read_pairs(const std::string& headers, const std::string& rows,
-                            int version = 3) {
+test::ReadResult read_pairs(const std::string& headers, const std::string& rows, int version = 3) {
   return read_lines("[Component] C\n[Diff Pin]" + headers + "\n" + rows + "[End]\n", "t.ibs",
                     version);
 }
@@ -54,8 +53,7 @@ TEST(DiffPinRows, ItemsValuesAndNames) {
       {kSix, "1 2 0.2 1n", ""},
       {kSix, "1 2 NA 1n 0.5n 2n", ""},
       {kSix, "1 2 0.2 na", ""},
-      {kSix, "1 2 0.2X5 1n",
-       "WARNING t.ibs (line    3) - Suspicious value for vdiff column.\n"},
+      {kSix, "1 2 0.2X5 1n", "WARNING t.ibs (line    3) - Suspicious value for vdiff column.\n"},
       {kSix, "1 2 0.2 1n 1n5 2n",
        "WARNING t.ibs (line    3) - Suspicious value for tdelay_min column.\n"},
       {kSix, "1 2 x 1n", "ERROR t.ibs (line    3) - Bad value for vdiff column.\n"},
@@ -112,18 +110,17 @@ TEST(DiffPinRows, StoredRows) {
 }
 
 TEST(DiffPinEndOfFile, DeclaredUniqueAndNotCrossed) {
-  const auto r = test::read_component(
-      "1 A buf\n2 B buf\n3 C buf\n4 D buf\n5 E buf\n6 F buf\n",
-      std::string("[Diff Pin]") + kFour +
-          "\n"
-          "1 2 0.2 1n\n"
-          "3 4 0.2 1n\n"
-          "1 5 0.2 1n\n"
-          "6 4 0.2 1n\n"
-          "2 7 0.2 1n\n"
-          "8 3 0.2 1n\n"
-          "1 5 0.2 1n\n",
-      test::kBufModel);
+  const std::string pairs =
+      "1 2 0.2 1n\n"
+      "3 4 0.2 1n\n"
+      "1 5 0.2 1n\n"
+      "6 4 0.2 1n\n"
+      "2 7 0.2 1n\n"
+      "8 3 0.2 1n\n"
+      "1 5 0.2 1n\n";
+  const auto r = test::read_component("1 A buf\n2 B buf\n3 C buf\n4 D buf\n5 E buf\n6 F buf\n",
+                                      std::string("[Diff Pin]") + kFour + "\n" + pairs,
+                                      test::kBufModel);
   EXPECT_EQ(r.report,
             "ERROR t.ibs - Component 'C': Diff_Pin '1' is not unique.\n"
             "ERROR t.ibs - Component 'C': inv_pin '4' is not unique.\n"

@@ -45,7 +45,8 @@ TEST(PinMappingKeyword, ColumnHeaders) {
        "ERROR t.ibs (line    2) - 'gnd_clamp_ref' column header not found or out of order.\n"
        "ERROR t.ibs (line    2) - 'power_clamp_ref' column header not found or out of order.\n"},
   };
-  for (const Case& c : cases) EXPECT_EQ(read_mapping(c.headers, "").report, c.expected) << c.headers;
+  for (const Case& c : cases)
+    EXPECT_EQ(read_mapping(c.headers, "").report, c.expected) << c.headers;
 }
 
 TEST(PinMappingRows, ItemsLimitsAndNames) {
@@ -69,7 +70,8 @@ TEST(PinMappingRows, ItemsLimitsAndNames) {
       {kThree, "1 GND",
        "ERROR t.ibs (line    3) - No pullup_ref data.\n"
        "ERROR t.ibs (line    3) - Pin Mapping data lines must contain either 3 or 5 columns.\n"},
-      {kThree, "1 na VCC", "ERROR t.ibs (line    3) - na is an invalid Pin_Mapping column entry.\n"},
+      {kThree, "1 na VCC",
+       "ERROR t.ibs (line    3) - na is an invalid Pin_Mapping column entry.\n"},
       {kThree, "1 GND_BUS_OF_16_CH VCC",
        "WARNING t.ibs (line    3) - pulldown_ref string 'GND_BUS_OF_16_CH' is too long, "
        "truncating to 15 characters.\n"},
@@ -87,9 +89,8 @@ TEST(PinMappingRows, ItemsLimitsAndNames) {
 TEST(PinMappingRows, StoredRowsAndASecondKeyword) {
   const auto r = read_mapping(kFive, "1 GND VCC\n2 VSS VDD GCLAMP PCLAMP\n1 X Y\n"
                                      "[Pin Mapping] pulldown_ref pullup_ref\n3 A B\n");
-  EXPECT_EQ(r.report,
-            "ERROR t.ibs (line    5) - Duplicate Pin Mapping Pin.\n"
-            "ERROR t.ibs (line    6) - Duplicate Pin_Mapping keyword found.\n");
+  EXPECT_EQ(r.report, "ERROR t.ibs (line    5) - Duplicate Pin Mapping Pin.\n"
+                      "ERROR t.ibs (line    6) - Duplicate Pin_Mapping keyword found.\n");
   const PinMapping* mapping = nullptr;
   ASSERT_EQ(CMPNT_GetPinMapping(r.document->components[0].get(), &mapping), 1);
   ASSERT_EQ(mapping->rows.size(), 2u);  // the repeated pin and the second keyword's row dropped

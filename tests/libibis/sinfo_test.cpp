@@ -39,18 +39,22 @@ TEST(SeriesBlock, ChecksWhenTheModelEnds) {
       {"Series", "[C Series] 1p NA NA\n[Rc Series] 1 NA NA\n[Lc Series] 1n NA NA\n", ""},
       {"Series", "[Rl Series] 1 NA NA\n",
        "ERROR t.ibs - Model m [Series]: No series data found\n"
-       "ERROR t.ibs - Model m [Series]: Rl_series cannot be specified if L_series is not specified\n"},
+       "ERROR t.ibs - Model m [Series]: Rl_series cannot be specified if L_series is not "
+       "specified\n"},
       {"Series", "[R Series] 1 NA NA\n[Rc Series] 1 NA NA\n[Lc Series] 1n NA NA\n",
        "ERROR t.ibs - Model m [Series]: Rc_series cannot be specified if C_series is not "
        "specified\n"
-       "ERROR t.ibs - Model m [Series]: Lc_series cannot be specified if C_series is not specified\n"},
+       "ERROR t.ibs - Model m [Series]: Lc_series cannot be specified if C_series is not "
+       "specified\n"},
       {"Series_switch", "[On]\n[Off]\n",
        "ERROR t.ibs - Model m [On]: No series data found\n"
        "ERROR t.ibs - Model m [Off]: No series data found\n"},
       {"Series_switch", "[On]\n" + mosfet("1") + "[Off]\n" + mosfet("1"),
-       "ERROR t.ibs - Model m: [Series_MOSFET] is not allowed in conjunction with the [Off] keyword\n"},
+       "ERROR t.ibs - Model m: [Series_MOSFET] is not allowed in conjunction with the [Off] "
+       "keyword\n"},
       {"Series", mosfet("1") + mosfet("2") + mosfet("1.0") + mosfet("1e0"),
-       "ERROR t.ibs - Model m [Series]: Found two Series_MOSFETs with identical Vds value 1.000000e+00\n"},
+       "ERROR t.ibs - Model m [Series]: Found two Series_MOSFETs with identical Vds value "
+       "1.000000e+00\n"},
       {"Series_switch", "[On]\n" + mosfet("2") + mosfet("1") + "[Off]\n[R Series] 1M NA NA\n", ""},
   };
   for (const Case& c : cases)

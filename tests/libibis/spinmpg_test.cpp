@@ -29,9 +29,8 @@ TEST(SeriesPinMappingKeyword, ColumnHeaders) {
   const Case cases[] = {
       {kThree, ""},
       {" PIN_2 Model_Name Function_Table_Group", ""},
-      {"",
-       "ERROR t.ibs (line    2) -\n"
-       "    Unable to find column headers after Series_Pin_Mapping keyword.\n"},
+      {"", "ERROR t.ibs (line    2) -\n"
+           "    Unable to find column headers after Series_Pin_Mapping keyword.\n"},
       {" pin_2",
        "ERROR t.ibs (line    2) -\n"
        "    Series_Pin_Mappings keyword column count must be 3 or 4, found 2 columns.\n"
@@ -80,8 +79,7 @@ TEST(SeriesPinMappingRows, ItemsLimitsAndNames) {
       {kThree, "1 Power ser", "ERROR t.ibs (line    3) - Illegal use of Reserved Word 'Power'.\n"},
   };
   for (const Case& c : cases)
-    EXPECT_EQ(read_series_pins(c.headers, std::string(c.row) + "\n").report, c.expected)
-        << c.row;
+    EXPECT_EQ(read_series_pins(c.headers, std::string(c.row) + "\n").report, c.expected) << c.row;
 }
 
 TEST(SeriesPinMappingRows, RowsAreKeptInFileOrderAndASecondKeywordIsDropped) {
@@ -123,30 +121,35 @@ TEST(SeriesPinMappingEndOfFile, PinsModelsAndGroups) {
           "1 2 sw g9\n"
           "1 2 nomodel g8\n",
       std::string(test::kBufModel) + kSeriesModels);
-  const char* c = "ERROR t.ibs - Component 'C': [Series Pin Mapping] ";
-  EXPECT_EQ(test::findings_with(r.report, "Series"),
-            std::string("WARNING t.ibs - Component 'C': [Series Pin Mapping] Model 'ser' is of "
-                        "type Series so function_table_group 'g7' is ignored.\n") +
-                c + "Model 'sw' is of type Series_Switch so function_table_group is required.\n" +
-                c + "Model 'buf' is not of type Series.\n" +  //
-                c + "Model 'buf' is not of type Series_Switch.\n" +
-                c + "Model 'nomodel' is not defined.\n" +  //
-                c + "Model 'nt' is of unknown type.\n" +
-                c + "Pin1 '9' not previously declared in Pin section.\n" +
-                c + "Pin2 '3': model type cannot be Series or Series_switch.\n" +
-                c + "Pin1 '4' has Model 'nt' with unknown type.\n" +
-                c + "Pin2 '5' has an unknown model.\n" +
-                "ERROR t.ibs - Component: C Series Switch Function 'g9' is used but not defined\n" +
-                c + "Model 'nomodel' is not defined.\n" +
-                "ERROR t.ibs - Component: C Series Switch Function 'g8' is used but not defined\n");
+  EXPECT_EQ(
+      test::findings_with(r.report, "Series"),
+      "WARNING t.ibs - Component 'C': [Series Pin Mapping] Model 'ser' is of type Series so "
+      "function_table_group 'g7' is ignored.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Model 'sw' is of type Series_Switch so "
+      "function_table_group is required.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Model 'buf' is not of type Series.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Model 'buf' is not of type "
+      "Series_Switch.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Model 'nomodel' is not defined.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Model 'nt' is of unknown type.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Pin1 '9' not previously declared in Pin "
+      "section.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Pin2 '3': model type cannot be Series "
+      "or Series_switch.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Pin1 '4' has Model 'nt' with unknown "
+      "type.\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Pin2 '5' has an unknown model.\n"
+      "ERROR t.ibs - Component: C Series Switch Function 'g9' is used but not defined\n"
+      "ERROR t.ibs - Component 'C': [Series Pin Mapping] Model 'nomodel' is not defined.\n"
+      "ERROR t.ibs - Component: C Series Switch Function 'g8' is used but not defined\n");
 }
 
 TEST(SeriesPinMappingEndOfFile, ComponentWithoutPins) {
-  const auto r = read_lines(
-      "[Component] C\n[Manufacturer] Acme\n[Package]\nR_pkg 0.2 NA NA\nL_pkg 2n NA NA\n"
-      "C_pkg 1p NA NA\n[Series Pin Mapping] pin_2 model_name\n1 2 ser\n" +
-          std::string(kSeriesModels) + "[End]\n",
-      "t.ibs", 3, true);
+  const auto r =
+      read_lines("[Component] C\n[Manufacturer] Acme\n[Package]\nR_pkg 0.2 NA NA\nL_pkg 2n NA NA\n"
+                 "C_pkg 1p NA NA\n[Series Pin Mapping] pin_2 model_name\n1 2 ser\n" +
+                     std::string(kSeriesModels) + "[End]\n",
+                 "t.ibs", 3, true);
   EXPECT_EQ(test::findings_with(r.report, "Component"),
             "ERROR t.ibs - Unable to find Pin keyword data for Component 'C'.\n"
             "ERROR t.ibs - Component 'C': [Series Pin Mapping] defined but [Pins] not defined.\n");

@@ -46,7 +46,8 @@ TEST(SeriesSwitchGroups, EntriesOverLinesAndTheirNames) {
       {"off G1 /\nON g1 /\n", "Off:G1 On:g1", ""},  // names keep their case
       {"On\ng1 /\n", "On:g1", "ERROR t.ibs (line    3) - No Group names specified on this line\n"},
       {"Off /\n", "Off:", "ERROR t.ibs (line    3) - No Group names specified on this line\n"},
-      {"Maybe g1 /\nOn g2 /\n", "On:g2", "ERROR t.ibs (line    3) - Unknown sub parameter 'Maybe'\n"},
+      {"Maybe g1 /\nOn g2 /\n", "On:g2",
+       "ERROR t.ibs (line    3) - Unknown sub parameter 'Maybe'\n"},
       {"On g1 / g2 /\n", "On:g1", "ERROR t.ibs (line    3) - Unknown sub parameter 'g2'\n"},
       {"On g1 Off g2 /\n", "On:g1,g2",
        "ERROR t.ibs (line    3) - Series switch Group name cannot be 'On' or 'Off'\n"},
@@ -65,9 +66,8 @@ TEST(SeriesSwitchGroups, EntriesOverLinesAndTheirNames) {
 
 TEST(SeriesSwitchGroups, EntryLeftOpenIsReportedAtTheNextKeyword) {
   const auto r = read_groups("On g1\n[Pin] signal_name model_name\n1 A buf\n");
-  EXPECT_EQ(r.report,
-            "ERROR t.ibs (line    4) -\n"
-            "    Previous keyword not terminated properly. Possibly missing a \"/\"\n\n");
+  EXPECT_EQ(r.report, "ERROR t.ibs (line    4) -\n"
+                      "    Previous keyword not terminated properly. Possibly missing a \"/\"\n\n");
   EXPECT_EQ(entries_of(r), "On:g1");
   EXPECT_FALSE(PRS_SwitchGroupOpen());
   // Closed entries leave nothing to report.
