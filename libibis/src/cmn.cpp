@@ -515,9 +515,9 @@ void CMN_CheckColumnHeaders(const ItemList& headers, std::span<const char* const
 
 void CMN_CopyRowName(std::string* dest, std::string_view text, size_t limit, const char* label,
                      const char* missing) {
-  TARN_ASSERT(dest != nullptr && label != nullptr && missing != nullptr);
+  TARN_ASSERT(dest != nullptr && label != nullptr);
   if (text.empty()) {
-    RPT_ErrorAtLine("%s", missing);
+    if (missing) RPT_ErrorAtLine("%s", missing);
     return;
   }
   CMN_CopyField(dest, text, limit, label);

@@ -127,8 +127,9 @@ void CMN_WarnPinNameSyntax(std::string_view name, std::span<const std::string_vi
 /// case): the first `required` always, the others as far as the line gives headers.
 void CMN_CheckColumnHeaders(const ItemList& headers, std::span<const char* const> expected,
                             size_t required);
-/// A name column of a row: `missing` is reported when the row lacks it; otherwise it is
-/// copied as CMN_CopyField copies and checked against the reserved words.
+/// A name column of a row: `missing` is reported when the row lacks it (null for a column that
+/// may be left out); otherwise it is copied as CMN_CopyField copies and checked against the
+/// reserved words.
 void CMN_CopyRowName(std::string* dest, std::string_view text, size_t limit, const char* label,
                      const char* missing);
 /// A row with more items than its table has columns.

@@ -186,8 +186,7 @@ int SPINMPG_Row(SeriesPinMapping* mapping, std::string_view line) {
   CMN_CopyRowName(&row.pin1, items[0], kPinNameLimit, "Pin1", "No Pin1 specified.");
   CMN_CopyRowName(&row.pin2, items[1], kPinNameLimit, "Pin2", "No Pin2 specified.");
   CMN_CopyRowName(&row.model, items[2], kNameLimit, "Model", "No Model specified.");
-  if (!items[3].empty())
-    CMN_CopyRowName(&row.group, items[3], kNameLimit, "Function group Name", "");
+  CMN_CopyRowName(&row.group, items[3], kNameLimit, "Function group Name", nullptr);
   check_row_columns(*mapping, items.found);
   try {
     mapping->rows.push_back(std::move(row));

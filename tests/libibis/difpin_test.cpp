@@ -52,17 +52,13 @@ TEST(DiffPinRows, ItemsValuesAndNames) {
   const Case cases[] = {
       {kSix, "1 2 0.2 1n", ""},
       {kSix, "1 2 NA 1n 0.5n 2n", ""},
-      {kSix, "1 2 0.2 na", ""},
       {kSix, "1 2 0.2X5 1n", "WARNING t.ibs (line    3) - Suspicious value for vdiff column.\n"},
-      {kSix, "1 2 0.2 1n 1n5 2n",
-       "WARNING t.ibs (line    3) - Suspicious value for tdelay_min column.\n"},
       {kSix, "1 2 x 1n", "ERROR t.ibs (line    3) - Bad value for vdiff column.\n"},
       {kSix, "1 2 0.2 1n 0.5n n2", "ERROR t.ibs (line    3) - Bad value for tdelay_max column.\n"},
       {kSix, "1 1 0.2 1n",
        "ERROR t.ibs (line    3) - Diff_Pin column pin same as inv_pin column pin.\n"},
       {kSix, "1 2 0.2 3n 1n 2n",
        "WARNING t.ibs (line    3) - Typ value is not in between min and max \n"},
-      {kSix, "1 2 0.2 1n 2n 0.5n", ""},  // min above max is legal
       {kSix, "1 2 0.2",
        "ERROR t.ibs (line    3) - No tdelay_typ column entry.\n"
        "ERROR t.ibs (line    3) - Diff_Pin data line column count must be 4 or 6.\n"},
@@ -70,8 +66,6 @@ TEST(DiffPinRows, ItemsValuesAndNames) {
        "ERROR t.ibs (line    3) - No inv_pin column entry.\n"
        "ERROR t.ibs (line    3) - No vdiff column entry.\n"
        "ERROR t.ibs (line    3) - No tdelay_typ column entry.\n"
-       "ERROR t.ibs (line    3) - Diff_Pin data line column count must be 4 or 6.\n"},
-      {kSix, "1 2 0.2 1n 0.5n",
        "ERROR t.ibs (line    3) - Diff_Pin data line column count must be 4 or 6.\n"},
       {kSix, "1 2 0.2 1n 0.5n 2n 9",
        "ERROR t.ibs (line    3) - Too many Diff Pin data columns.\n"

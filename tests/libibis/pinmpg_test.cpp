@@ -58,7 +58,6 @@ TEST(PinMappingRows, ItemsLimitsAndNames) {
   const Case cases[] = {
       {kThree, "1 GND VCC", ""},
       {kFive, "1 GND VCC GND VCC", ""},
-      {kFive, "1 GND VCC", ""},
       {kThree, "1 GND VCC GND",
        "ERROR t.ibs (line    3) - Pin Mapping data lines must contain either 3 or 5 columns.\n"},
       {kThree, "1 GND VCC GND VCC",

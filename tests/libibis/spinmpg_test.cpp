@@ -73,9 +73,6 @@ TEST(SeriesPinMappingRows, ItemsLimitsAndNames) {
       {kFour, "1 2 sw group_name_of_21_chars",
        "WARNING t.ibs (line    3) - Function group Name string 'group_name_of_21_chars' is too "
        "long, truncating to 20 characters.\n"},
-      {kThree, "123456 2 ser",
-       "WARNING t.ibs (line    3) -\n"
-       "    Pin1 string '123456' is too long, truncating to 5 characters.\n"},
       {kThree, "1 Power ser", "ERROR t.ibs (line    3) - Illegal use of Reserved Word 'Power'.\n"},
   };
   for (const Case& c : cases)

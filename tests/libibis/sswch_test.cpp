@@ -41,7 +41,6 @@ TEST(SeriesSwitchGroups, EntriesOverLinesAndTheirNames) {
   const Case cases[] = {
       {"On g1 g2 /\n", "On:g1,g2", ""},
       {"On g1\ng2 /\n", "On:g1,g2", ""},
-      {"On g1\n\ng2\n/\n", "On:g1,g2", ""},
       {"On g1 / Off g1 g2/\n", "On:g1 Off:g1,g2", ""},
       {"off G1 /\nON g1 /\n", "Off:G1 On:g1", ""},  // names keep their case
       {"On\ng1 /\n", "On:g1", "ERROR t.ibs (line    3) - No Group names specified on this line\n"},
