@@ -1,5 +1,6 @@
 #include "libibis/src/cmn.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -532,6 +533,41 @@ void CMN_WarnPinNameSyntax(std::string_view name, std::span<const std::string_vi
     }
   }
 }
+
+bool CMN_PinTableColumns(const ItemList& headers, const char* keyword, const char* count_label,
+                         int short_count, int long_count, int* columns_out) {
+  TARN_ASSERT(keyword != nullptr && count_label != nullptr && columns_out != nullptr);
+  *columns_out = static_cast<int>(headers.found) + 1;
+  if (headers.found == 0) {
+    RPT_ErrorAtLine("Unable to find column headers after %s keyword.", keyword);
+    return false;
+  }
+  if (*columns_out != short_count && *columns_out != long_count)
+    RPT_ErrorAtLine("%s keyword column count must be %d or %d, found %d columns.", count_label,
+                    short_count, long_count, *columns_out);
+  return true;
+}
+
+void CMN_CheckColumnHeaders(const ItemList& headers, std::span<const char* const> expected,
+                            size_t required) {
+  const size_t checked = std::min(expected.size(), std::max(required, headers.found));
+  for (size_t i = 0; i < checked; ++i)
+    if (!CMN_EqualNoCase(headers[i], expected[i]))
+      RPT_ErrorAtLine("'%s' column header not found or out of order.", expected[i]);
+}
+
+void CMN_CopyRowName(std::string* dest, std::string_view text, size_t limit, const char* label,
+                     const char* missing) {
+  TARN_ASSERT(dest != nullptr && label != nullptr);
+  if (text.empty()) {
+    if (missing) RPT_ErrorAtLine("%s", missing);
+    return;
+  }
+  CMN_CopyField(dest, text, limit, label);
+  CMN_CheckReservedWord(*dest);
+}
+
+void CMN_ReportExtraColumns() { RPT_ErrorAtLine("Extra data columns on this line."); }
 
 bool CMN_EqualNoCase(std::string_view a, std::string_view b) {
   return a.size() == b.size() && CMN_EqualNoCaseN(a, b, a.size());

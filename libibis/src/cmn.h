@@ -142,6 +142,26 @@ void CMN_CheckPinNamesFound(uint32_t declared, uint32_t found);
 /// `words` that begin the other items of its line.
 void CMN_WarnPinNameSyntax(std::string_view name, std::span<const std::string_view> words);
 
+// Pin tables ([Pin] and the mapping keywords): the pin column has no header of its own.
+
+/// The column count of a pin table's keyword line, `headers` split from the text after the
+/// keyword: the headers plus one. A line without headers is reported under `keyword` and gives
+/// false; a count other than `short_count` or `long_count` is reported under `count_label`.
+[[nodiscard]] bool CMN_PinTableColumns(const ItemList& headers, const char* keyword,
+                                       const char* count_label, int short_count, int long_count,
+                                       int* columns_out);
+/// Reports each header that is not the expected one at its place (compared without regard to
+/// case): the first `required` always, the others as far as the line gives headers.
+void CMN_CheckColumnHeaders(const ItemList& headers, std::span<const char* const> expected,
+                            size_t required);
+/// A name column of a row: `missing` is reported when the row lacks it (null for a column that
+/// may be left out); otherwise it is copied as CMN_CopyField copies and checked against the
+/// reserved words.
+void CMN_CopyRowName(std::string* dest, std::string_view text, size_t limit, const char* label,
+                     const char* missing);
+/// A row with more items than its table has columns.
+void CMN_ReportExtraColumns();
+
 bool CMN_EqualNoCase(std::string_view a, std::string_view b);
 bool CMN_EqualNoCaseN(std::string_view a, std::string_view b, size_t n);
 /// A keyword name as written in a table (underscores) against a text where blanks stand

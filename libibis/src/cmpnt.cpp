@@ -61,7 +61,17 @@ void keyword_line(Component& c, Kw code, std::string_view line) {
     case Kw::PACKAGE_MODEL:
       (void)CMN_SetOnce(&c.package_model, argument, kPackageModelLimit, "Package_Model");
       break;
-    default: break;  // the pin mapping and series keywords have modules of their own to come
+    case Kw::PIN_MAPPING:
+      g_cmpnt.refused = !PINMPG_KeywordLine(&c.pin_mapping, argument);
+      break;
+    case Kw::DIFF_PIN: g_cmpnt.refused = !DIFPIN_KeywordLine(&c.diff_pins, argument); break;
+    case Kw::SERIES_SWITCH_GROUPS:
+      g_cmpnt.refused = !SSWCH_KeywordLine(&c.switch_groups);
+      break;
+    case Kw::SERIES_PIN_MAPPING:
+      g_cmpnt.refused = !SPINMPG_KeywordLine(&c.series_pins, argument);
+      break;
+    default: break;
   }
 }
 
@@ -96,10 +106,10 @@ void data_line(Component& c, std::string_view line) {
       break;
     case Kw::PACKAGE: PKG_DataLine(c.package.get(), line); break;
     case Kw::PIN: (void)PIN_Row(&c.pins, line); break;
-    case Kw::PIN_MAPPING:
-    case Kw::DIFF_PIN:
-    case Kw::SERIES_SWITCH_GROUPS:
-    case Kw::SERIES_PIN_MAPPING: break;  // read by their own modules once those exist
+    case Kw::PIN_MAPPING: (void)PINMPG_Row(&c.pin_mapping, line); break;
+    case Kw::DIFF_PIN: (void)DIFPIN_Row(&c.diff_pins, line); break;
+    case Kw::SERIES_SWITCH_GROUPS: SSWCH_Line(&c.switch_groups, line); break;
+    case Kw::SERIES_PIN_MAPPING: (void)SPINMPG_Row(&c.series_pins, line); break;
     default: RPT_BugAtLine("%s:%d:Unknown keyword received data.", __FILE__, __LINE__); break;
   }
 }
@@ -110,6 +120,15 @@ const PackageModel* find_package_model(std::string_view name) {
   if (!PKGMDL_Find(name, &model) && PKGMDL_SearchPackageFiles(name))
     (void)PKGMDL_Find(name, &model);
   return model;
+}
+
+// The checks of the mapping keywords, each where the component has it. Without pins only the
+// series pin mapping is checked: it says itself that the pins are missing.
+void check_mappings(const Component& c, const IbisDocument& doc) {
+  const PinList* pins = c.pins.pins.empty() ? nullptr : &c.pins;
+  if (pins && c.pin_mapping.declared) PINMPG_EndOfFile(c.name, c.pin_mapping, *pins);
+  if (pins && c.diff_pins.declared) DIFPIN_EndOfFile(c.name, c.diff_pins, *pins);
+  SPINMPG_EndOfFile(c.name, c.series_pins, pins, c.switch_groups, doc);
 }
 
 // Names are compared exactly, like every other name of the file.
@@ -130,12 +149,19 @@ void check_component(const Component& c, bool duplicated, const PinModelNames& m
     RPT_Error("Unable to find Pin keyword data for Component '%s'.", name);
     return;
   }
-  PIN_EndOfFile(c.name, c.pins, models, package_model);
+  const PinMapping* mapping = c.pin_mapping.declared ? &c.pin_mapping : nullptr;
+  PIN_EndOfFile(c.name, c.pins, models, mapping, package_model);
 }
 
 }  // namespace
 
-void CMPNT_Reset() { g_cmpnt = ComponentState{}; }
+void CMPNT_Reset() {
+  g_cmpnt = ComponentState{};
+  PINMPG_Reset();
+  DIFPIN_Reset();
+  SSWCH_Reset();
+  SPINMPG_Reset();
+}
 
 void CMPNT_Init(FileKind) {
   IbisDocument* doc = IBIS_Current();
@@ -171,7 +197,9 @@ void CMPNT_Line(LineKind kind, Kw code, std::string_view line) {
 
 void CMPNT_KeywordDone(Kw) {
   const Component* c = g_cmpnt.current;
-  if (c && c->current == Kw::PACKAGE && !g_cmpnt.refused) PKG_KeywordDone(c->package.get());
+  if (!c || g_cmpnt.refused) return;
+  if (c->current == Kw::PACKAGE) PKG_KeywordDone(c->package.get());
+  else if (c->current == Kw::SERIES_SWITCH_GROUPS) SSWCH_KeywordDone();
 }
 
 void CMPNT_EndOfFile() {
@@ -183,6 +211,7 @@ void CMPNT_EndOfFile() {
   for (size_t i = 0; i < doc->components.size(); ++i) {
     const Component& c = *doc->components[i];
     check_component(c, last[c.name] != i, models);
+    check_mappings(c, *doc);
   }
 }
 
@@ -219,6 +248,38 @@ int CMPNT_GetPins(const Component* component, const PinList** out) {
   if (component->pins.pins.empty()) return 0;
   *out = &component->pins;
   return 1;
+}
+
+namespace {
+
+template <class List>
+int get_list(const List& list, bool filled, const List** out) {
+  TARN_ASSERT(out != nullptr);
+  if (!filled) return 0;
+  *out = &list;
+  return 1;
+}
+
+}  // namespace
+
+int CMPNT_GetPinMapping(const Component* component, const PinMapping** out) {
+  TARN_ASSERT(component != nullptr);
+  return get_list(component->pin_mapping, !component->pin_mapping.rows.empty(), out);
+}
+
+int CMPNT_GetDiffPins(const Component* component, const DiffPinList** out) {
+  TARN_ASSERT(component != nullptr);
+  return get_list(component->diff_pins, !component->diff_pins.rows.empty(), out);
+}
+
+int CMPNT_GetSwitchGroups(const Component* component, const SwitchGroupList** out) {
+  TARN_ASSERT(component != nullptr);
+  return get_list(component->switch_groups, !component->switch_groups.entries.empty(), out);
+}
+
+int CMPNT_GetSeriesPins(const Component* component, const SeriesPinMapping** out) {
+  TARN_ASSERT(component != nullptr);
+  return get_list(component->series_pins, !component->series_pins.rows.empty(), out);
 }
 
 }  // namespace tarn

@@ -1,5 +1,5 @@
 // [Component] and the keywords that describe it: [Manufacturer], [Package], [Pin],
-// [Package Model]; the pin mapping and series keywords arrive here too.
+// [Package Model], [Pin Mapping], [Diff Pin], [Series Switch Groups], [Series Pin Mapping].
 #pragma once
 
 #include <memory>
@@ -7,8 +7,12 @@
 #include <string_view>
 
 #include "libibis/src/defs.h"
+#include "libibis/src/difpin.h"
 #include "libibis/src/pin.h"
+#include "libibis/src/pinmpg.h"
 #include "libibis/src/pkg.h"
+#include "libibis/src/spinmpg.h"
+#include "libibis/src/sswch.h"
 
 namespace tarn {
 
@@ -20,6 +24,10 @@ struct Component {
   std::string si_location;      // sub-parameters of [Component], kept as written
   std::string timing_location;
   PinList pins;
+  PinMapping pin_mapping;
+  DiffPinList diff_pins;
+  SwitchGroupList switch_groups;
+  SeriesPinMapping series_pins;
   Kw current = Kw::NOT_KEY;  // the keyword whose data lines are being read
 };
 
@@ -39,5 +47,10 @@ void CMPNT_EndOfFile();
 [[nodiscard]] int CMPNT_GetPackageModel(const Component* component, std::string_view* out);
 /// The pin list, set once a pin row has been stored.
 [[nodiscard]] int CMPNT_GetPins(const Component* component, const PinList** out);
+/// The lists of the mapping keywords, each set once a row (an entry) has been stored.
+[[nodiscard]] int CMPNT_GetPinMapping(const Component* component, const PinMapping** out);
+[[nodiscard]] int CMPNT_GetDiffPins(const Component* component, const DiffPinList** out);
+[[nodiscard]] int CMPNT_GetSwitchGroups(const Component* component, const SwitchGroupList** out);
+[[nodiscard]] int CMPNT_GetSeriesPins(const Component* component, const SeriesPinMapping** out);
 
 }  // namespace tarn

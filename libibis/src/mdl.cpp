@@ -409,7 +409,9 @@ void keyword_line(IbisModel& m, const ModelKeyword& k, std::string_view line) {
     case Route::OnOff:
       if (m.model_type != ModelType::SeriesSwitch) {
         RPT_ErrorAtLine("Keyword is valid only for Series_switch models");
-      } else if (series_open(line, k.label, &(m.*k.block))) {
+      } else {
+        // A block it replaces is gone, so the series keywords must not fill it.
+        (void)series_open(line, k.label, &(m.*k.block));
         g_mdl.series = (m.*k.block).get();
       }
       break;

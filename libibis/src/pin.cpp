@@ -6,6 +6,7 @@
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
 #include "libibis/src/parse.h"
+#include "libibis/src/pinmpg.h"
 #include "libibis/src/rpt.h"
 
 namespace tarn {
@@ -30,7 +31,7 @@ constexpr PinValueField kValueFields[] = {
     {"C_pin", &Pin::c_pin, &Pin::c_pin_status},
 };
 
-constexpr const char* kNamedHeaders[kNamedColumns] = {"signal_name", "model_name"};
+constexpr const char* kNamedHeaders[] = {"signal_name", "model_name"};
 
 // Under the IBIS 3.2 rules a pin may name a model selector instead of a model.
 struct PinRules {
@@ -43,12 +44,6 @@ int value_field_of(std::string_view header) {
   for (size_t i = 0; i < std::size(kValueFields); ++i)
     if (CMN_EqualNoCase(header, kValueFields[i].header)) return static_cast<int>(i);
   return -1;
-}
-
-void check_named_headers(const ItemList& items) {
-  for (size_t i = 0; i < kNamedColumns; ++i)
-    if (!CMN_EqualNoCase(items[i], kNamedHeaders[i]))
-      RPT_ErrorAtLine("'%s' column header not found or out of order.", kNamedHeaders[i]);
 }
 
 // The value headers may come in any order; when all three are named the row values follow
@@ -148,15 +143,9 @@ int PIN_KeywordLine(PinList* list, std::string_view headers) {
   list->declared = true;
   ItemList items;
   if (!CMN_SplitLine(headers, kNamedColumns + std::size(kValueFields), 0, &items)) return 1;
-  list->columns = static_cast<int>(items.found) + 1;
-  if (items.found == 0) {
-    RPT_ErrorAtLine("Unable to find column headers after %s keyword.", "Pin");
+  if (!CMN_PinTableColumns(items, "Pin", "Pin", kShortColumns, kLongColumns, &list->columns))
     return 1;
-  }
-  if (list->columns != kShortColumns && list->columns != kLongColumns)
-    RPT_ErrorAtLine("%s keyword column count must be %d or %d, found %d columns.", "Pin",
-                    kShortColumns, kLongColumns, list->columns);
-  check_named_headers(items);
+  CMN_CheckColumnHeaders(items, kNamedHeaders, kNamedColumns);
   read_value_headers(list, items);
   return 1;
 }
@@ -185,14 +174,20 @@ PinModelNames PIN_ModelNames(const IbisDocument& document) {
 }
 
 void PIN_EndOfFile(std::string_view component, const PinList& list, const PinModelNames& models,
-                   const PackageModel* package_model) {
+                   const PinMapping* mapping, const PackageModel* package_model) {
   const std::string name(component);
+  const PinMappingRow* row = nullptr;
   for (const Pin& pin : list.pins) {
+    // Rails and unconnected pins are not checked at all; a rail left out of the pin mapping
+    // shows there as a bus that reaches no rail.
+    if (needs_no_model(pin.model)) continue;
     // A pin without a model was reported at its row.
-    if (pin.model.empty() || needs_no_model(pin.model)) continue;
-    if (models.names.count(pin.model) == 0)
+    if (!pin.model.empty() && models.names.count(pin.model) == 0)
       RPT_Error("Component '%s': Model '%s' for Pin '%s' not defined.", name.c_str(),
                 pin.model.c_str(), pin.name.c_str());
+    if (mapping && !PINMPG_Find(mapping, pin.name, &row))
+      RPT_Error("Component '%s': Pin '%s' not referenced in Pin Mappings.", name.c_str(),
+                pin.name.c_str());
   }
   if (!package_model) return;
   for (const std::string& number : package_model->pin_numbers)

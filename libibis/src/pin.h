@@ -16,6 +16,7 @@ namespace tarn {
 
 struct IbisDocument;
 struct PackageModel;
+struct PinMapping;
 
 /// Longest pin name of a component; a board naming a longer pin of one cannot find it.
 constexpr size_t kPinNameLimit = 5;
@@ -55,10 +56,10 @@ struct PinModelNames {
 };
 PinModelNames PIN_ModelNames(const IbisDocument& document);
 
-/// The end-of-file checks of one component's pins; `package_model` is the component's
-/// package model when the document holds it.
+/// The end-of-file checks of one component's pins; `mapping` is the component's [Pin Mapping]
+/// when it has one, `package_model` its package model when the document holds it.
 void PIN_EndOfFile(std::string_view component, const PinList& list, const PinModelNames& models,
-                   const PackageModel* package_model);
+                   const PinMapping* mapping, const PackageModel* package_model);
 
 /// The pin of that name, exactly as written.
 [[nodiscard]] int PIN_Find(const PinList* list, std::string_view name, const Pin** out);

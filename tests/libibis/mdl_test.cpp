@@ -261,7 +261,8 @@ TEST(ModelKeywords, SeriesBlocks) {
   };
   const Case cases[] = {
       {"Model_type Series_switch\n[R Series] 1 NA NA\n[On]\n[L Series] 1n NA NA\n",
-       "ERROR t.ibs (line    3) - No preceding [On] or [Off] keyword found. Assuming [On]\n"},
+       "ERROR t.ibs (line    3) - No preceding [On] or [Off] keyword found. Assuming [On]\n"
+       "ERROR t.ibs (line    4) - [On] Series Info: Already Defined for this model\n"},
       {"Model_type Series\n[R Series] 1 NA NA\n[C Series] 1p NA NA\n[R Series] 2 NA NA\n",
        "ERROR t.ibs (line    5) - R_series Already Defined For Model 'm'\n"},
       {"Model_type Output\n[R Series] 1 NA NA\n[On]\n[Series Current]\n0 0 NA NA\n",

@@ -391,7 +391,7 @@ TEST(Dispatch, OlderVersionKnowsFewerKeywords) {
   const auto t = trace(
       "[IBIS Ver] 2.1\n"
       "[Component] C\n"
-      "[Diff Pin] inv vdiff\n"
+      "[Diff Pin] inv_pin vdiff tdelay_typ\n"
       "[Series Pin Mapping] x\n"
       "1 2 m\n"
       "[End]\n",
@@ -399,7 +399,8 @@ TEST(Dispatch, OlderVersionKnowsFewerKeywords) {
   EXPECT_EQ(t.report,
             "ERROR t.ibs (line    4) - Invalid Keyword. Series_Pin_Mapping\n"
             "ERROR t.ibs (line    5) - Data for unknown keyword.\n1 2 m\n");
-  EXPECT_NE(std::find(t.events.begin(), t.events.end(), "key Component 15 [Diff Pin] inv vdiff"),
+  EXPECT_NE(std::find(t.events.begin(), t.events.end(),
+                      "key Component 15 [Diff Pin] inv_pin vdiff tdelay_typ"),
             t.events.end());
   // The refused keyword does not complete the one before it.
   EXPECT_EQ(std::count(t.events.begin(), t.events.end(), "done Component 85"), 0);

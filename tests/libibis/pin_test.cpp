@@ -188,7 +188,8 @@ class PinChecks : public ::testing::Test {
     PRS_SetVersion(version);
     test::MemStream out;
     RPT_SetStream(out.get());
-    PIN_EndOfFile("C", *pins_of(document_), PIN_ModelNames(*document_.document), package_model);
+    PIN_EndOfFile("C", *pins_of(document_), PIN_ModelNames(*document_.document), nullptr,
+                  package_model);
     return out.text();
   }
 
