@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "tarn/compile.h"
 #include "tarn/reader.h"
 #include "tarn/tarn.h"
 
@@ -21,12 +22,17 @@ constexpr const char* kUsage =
     "commands:\n"
     "  check FILE...   read and check IBIS sources (.ibs, .pkg, .ebd); the report goes to\n"
     "                  standard output, one summary line per file\n"
+    "  compile FILE [--component NAME] --output OUT\n"
+    "                  read and check FILE as check does and, when it has no errors, write\n"
+    "                  the compiled model file of component NAME (without NAME, the file's\n"
+    "                  only component) to OUT\n"
     "\n"
     "options:\n"
     "  -h, --help      show this help\n"
     "  --version       show the version\n"
     "\n"
-    "exit status: 0 every file passed, 1 a file has errors, 2 usage error or unreadable file\n";
+    "exit status: 0 every file passed (compile: OUT was written), 1 a file has errors (compile:\n"
+    "nothing written), 2 usage error or unreadable file\n";
 
 int usage_error(const std::string& message) {
   std::fprintf(stderr, "tarn: %s\n", message.c_str());
@@ -67,6 +73,76 @@ int run_check(const std::vector<const char*>& args) {
   return passed ? kExitPassed : kExitFailed;
 }
 
+// The arguments of a command that works on one component of one source.
+struct ComponentArgs {
+  const char* file = nullptr;
+  const char* component = nullptr;
+  const char* output = nullptr;
+};
+
+bool starts_option(std::string_view arg, std::string_view name) {
+  return arg.size() > name.size() && arg.substr(0, name.size()) == name && arg[name.size()] == '=';
+}
+
+// FILE with --component NAME and --output OUT, each also as --option=VALUE, in any order.
+bool parse_component_args(const char* command, const std::vector<const char*>& args,
+                          ComponentArgs* out, std::string* error) {
+  const std::string prefix = std::string(command) + ": ";
+  struct Option {
+    std::string_view name;
+    const char** value;
+  };
+  const Option options[] = {{"--component", &out->component}, {"--output", &out->output}};
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string_view arg = args[i];
+    bool matched = false;
+    for (const Option& option : options) {
+      if (arg == option.name) {
+        if (i + 1 == args.size()) {
+          *error = prefix + std::string(option.name) + " needs a value";
+          return false;
+        }
+        *option.value = args[++i];
+        matched = true;
+      } else if (starts_option(arg, option.name)) {
+        *option.value = args[i] + option.name.size() + 1;
+        matched = true;
+      }
+      if (matched) break;
+    }
+    if (matched) continue;
+    if (arg.size() > 1 && arg[0] == '-') {
+      *error = prefix + "unknown option '" + std::string(arg) + "'";
+      return false;
+    }
+    if (out->file) {
+      *error = prefix + "one FILE only";
+      return false;
+    }
+    out->file = args[i];
+  }
+  if (!out->file) {
+    *error = prefix + "no FILE given";
+    return false;
+  }
+  return true;
+}
+
+int run_compile(const std::vector<const char*>& args) {
+  ComponentArgs parsed;
+  std::string error;
+  if (!parse_component_args("compile", args, &parsed, &error)) return usage_error(error);
+  // The library takes "-" as "check only"; on the command line it would look like stdout.
+  if (!parsed.output || !*parsed.output || std::string_view(parsed.output) == "-")
+    return usage_error("compile: --output OUT is required (a file name)");
+  if (parsed.component && !*parsed.component) return usage_error("compile: --component needs a name");
+  if (!readable_source(parsed.file)) return kExitUsage;
+  const int written =
+      tarn::IBIS_CompileSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
+  std::fflush(stdout);
+  return written == 1 ? kExitPassed : kExitFailed;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -82,5 +158,6 @@ int main(int argc, char** argv) {
   }
   const std::vector<const char*> rest(argv + 2, argv + argc);
   if (command == "check") return run_check(rest);
+  if (command == "compile") return run_compile(rest);
   return usage_error("unknown command '" + std::string(command) + "'");
 }

@@ -176,4 +176,14 @@ int DIFPIN_GetValue(const DiffPinValue* value, double* out) {
   return 1;
 }
 
+int DIFPIN_GetPin(const DiffPinRow* row, std::string_view* out) {
+  TARN_ASSERT(row != nullptr);
+  return CMN_GetText(row->pin, out);
+}
+
+int DIFPIN_GetInvPin(const DiffPinRow* row, std::string_view* out) {
+  TARN_ASSERT(row != nullptr);
+  return CMN_GetText(row->inv_pin, out);
+}
+
 }  // namespace tarn

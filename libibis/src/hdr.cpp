@@ -205,4 +205,16 @@ bool HDR_VersionSeen() { return g_hdr.seen[kw_int(Kw::IBIS_VER)]; }
 
 void HDR_SetAcceptVersion1(bool accept) { g_accept_version1 = accept; }
 
+int HDR_GetFileName(const FileHeader* header, std::string_view* out) {
+  TARN_ASSERT(header != nullptr);
+  return CMN_GetText(header->file_name, out);
+}
+
+int HDR_GetCopyright(const FileHeader* header, std::string_view* out) {
+  TARN_ASSERT(header != nullptr && out != nullptr);
+  if (!header->copyright) return 0;
+  *out = *header->copyright;
+  return 1;
+}
+
 }  // namespace tarn

@@ -23,6 +23,10 @@ struct FileHeader {
   std::time_t file_time = 0;  // of the file read, taken at [File Name]
 };
 
+/// 1 and the text when the keyword gave one, else 0.
+[[nodiscard]] int HDR_GetFileName(const FileHeader* header, std::string_view* out);
+[[nodiscard]] int HDR_GetCopyright(const FileHeader* header, std::string_view* out);
+
 /// Clears the header flags for a new reading.
 void HDR_Reset();
 /// Creates the current document's header record (for [IBIS Ver]); a second call keeps it.

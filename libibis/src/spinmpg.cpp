@@ -214,4 +214,19 @@ void SPINMPG_EndOfFile(std::string_view component, const SeriesPinMapping& mappi
   }
 }
 
+int SPINMPG_GetPin1(const SeriesPinRow* row, std::string_view* out) {
+  TARN_ASSERT(row != nullptr);
+  return CMN_GetText(row->pin1, out);
+}
+
+int SPINMPG_GetPin2(const SeriesPinRow* row, std::string_view* out) {
+  TARN_ASSERT(row != nullptr);
+  return CMN_GetText(row->pin2, out);
+}
+
+int SPINMPG_GetModel(const SeriesPinRow* row, std::string_view* out) {
+  TARN_ASSERT(row != nullptr);
+  return CMN_GetText(row->model, out);
+}
+
 }  // namespace tarn

@@ -39,6 +39,11 @@ void SPINMPG_Reset();
 int SPINMPG_Row(SeriesPinMapping* mapping, std::string_view line);
 /// The end-of-file checks of one component's rows: their pins (`pins` null when the component
 /// has none), their models in `document`, and their groups in `groups`.
+/// 1 and the first pin, the second pin or the model when the row names one, else 0.
+[[nodiscard]] int SPINMPG_GetPin1(const SeriesPinRow* row, std::string_view* out);
+[[nodiscard]] int SPINMPG_GetPin2(const SeriesPinRow* row, std::string_view* out);
+[[nodiscard]] int SPINMPG_GetModel(const SeriesPinRow* row, std::string_view* out);
+
 void SPINMPG_EndOfFile(std::string_view component, const SeriesPinMapping& mapping,
                        const PinList* pins, const SwitchGroupList& groups,
                        const IbisDocument& document);

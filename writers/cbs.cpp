@@ -1,0 +1,786 @@
+#include "writers/cbs.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "libibis/src/cmn.h"
+#include "libibis/src/cmpnt.h"
+#include "libibis/src/guard.h"
+#include "libibis/src/hdr.h"
+#include "libibis/src/ibis.h"
+#include "libibis/src/mdl_plus.h"
+#include "libibis/src/rpt.h"
+#include "libibis/src/source.h"
+#include "tarn/compile.h"
+
+namespace tarn {
+namespace {
+
+constexpr size_t kQuoteLimit = 2048;
+// Readers of existing compiled files expect the copyright cut this short.
+constexpr size_t kCopyrightLimit = 40;
+
+// The one compiled file being written: the writer is not re-entrant, and the
+// public entries hold the process-wide lock around it.
+struct CbsState {
+  std::FILE *stream = nullptr;
+  std::string line;  // the record being formatted, written with one call
+};
+CbsState g_cbs;
+
+// ---------------------------------------------------------------------------------------------
+// Records
+
+// printf's %g and %f, which existing compiled files use per record.
+enum class Num : uint8_t { General, Fixed };
+
+void append_number(std::string *out, double value, Num form) {
+  // Room for the longest %f of a finite double; to_chars ignores the host's
+  // locale.
+  char buffer[400];
+  const std::chars_format format =
+      form == Num::General ? std::chars_format::general : std::chars_format::fixed;
+  const std::to_chars_result result =
+      std::to_chars(buffer, buffer + sizeof buffer, value, format, 6);
+  TARN_ASSERT(result.ec == std::errc{});
+  out->append(buffer, result.ptr);
+}
+
+void begin(std::string_view keyword) { g_cbs.line.assign(keyword); }
+
+void add_number(double value, Num form) {
+  g_cbs.line += ' ';
+  append_number(&g_cbs.line, value, form);
+}
+
+void add_int(int value) {
+  char buffer[16];
+  const std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  g_cbs.line += ' ';
+  g_cbs.line.append(buffer, result.ptr);
+}
+
+void add_text(std::string_view text, size_t limit = kQuoteLimit) {
+  g_cbs.line += " \"";
+  CBS_EscapeString(&g_cbs.line, text, limit);
+  g_cbs.line += '"';
+}
+
+// Ends the record and writes it.
+void put_line() {
+  g_cbs.line += '\n';
+  std::fwrite(g_cbs.line.data(), 1, g_cbs.line.size(), g_cbs.stream);
+  g_cbs.line.clear();
+}
+
+void put_value(std::string_view keyword, double value) {
+  begin(keyword);
+  add_number(value, Num::General);
+  put_line();
+}
+
+// typ, min, max with a missing min or max written as the typ; nothing without a
+// typ.
+void put_triple(std::string_view keyword, const Range *range, Num form) {
+  double typ = 0.0;
+  if (!range || !range_get_typ(range, &typ)) return;
+  double min = typ;
+  double max = typ;
+  (void)range_select(range, kCornerMin, &min);
+  (void)range_select(range, kCornerMax, &max);
+  begin(keyword);
+  for (const double value : {typ, min, max}) add_number(value, form);
+  put_line();
+}
+
+void put_same_triple(std::string_view keyword, double value, Num form) {
+  begin(keyword);
+  for (int i = 0; i < 3; ++i) add_number(value, form);
+  put_line();
+}
+
+int open_output(const char *path) {
+  g_cbs.stream = std::fopen(path, "w");
+  if (g_cbs.stream) return 1;
+  RPT_Error("Unable to open output file.");
+  return 0;
+}
+
+void close_output() {
+  const bool failed = std::ferror(g_cbs.stream) != 0;
+  if (std::fclose(g_cbs.stream) != 0 || failed) RPT_Error("Unable to close output file.");
+  g_cbs.stream = nullptr;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Tables of records: one keyword and the accessor of the value it writes.
+
+using ModelRange = int (*)(const IbisModel *, const Range **);
+using ModelTable = int (*)(const IbisModel *, const ViTable **);
+using SeriesRange = int (*)(const SeriesInfo *, const Range **);
+
+template <class Accessor>
+struct Record {
+  const char *keyword;
+  Accessor source;  // the accessor, or the item, the value comes from
+};
+
+constexpr Record<ModelRange> kReferenceRecords[] = {
+    {"VoltRange", mdl_get_voltage_range},         {"PullUpRef", mdl_get_pullup_reference},
+    {"PullDownRef", mdl_get_pulldown_reference},  {"PowerClampRef", mdl_get_power_clamp_reference},
+    {"GndClampRef", mdl_get_gnd_clamp_reference},
+};
+// "term_rac" takes two blanks in existing files: the trailing one here and the
+// separator.
+constexpr Record<ModelRange> kTerminatorRecords[] = {
+    {"term_rgnd", mdl_get_rgnd},
+    {"term_rpwr", mdl_get_rpower},
+    {"term_rac ", mdl_get_rac},
+    {"term_cac", mdl_get_cac},
+};
+constexpr Record<ModelRange> kResistorRecords[] = {
+    {"rgnd", mdl_get_rgnd},
+    {"rpower", mdl_get_rpower},
+    {"rac", mdl_get_rac},
+    {"cac", mdl_get_cac},
+};
+constexpr Record<ModelTable> kViTableRecords[] = {
+    {"pullup", mdl_get_pullup},
+    {"pulldown", mdl_get_pulldown},
+    {"power_clamp", mdl_get_power_clamp},
+    {"gnd_clamp", mdl_get_gnd_clamp},
+};
+constexpr Record<SeriesRange> kSeriesRecords[] = {
+    {"series_r", series_get_r_series},   {"series_l", series_get_l_series},
+    {"series_c", series_get_c_series},   {"series_rl", series_get_rl_series},
+    {"series_lc", series_get_lc_series}, {"series_rc", series_get_rc_series},
+};
+// The pin-level thresholds, written as %f triples.
+constexpr Record<MspecParam> kThresholdRecords[] = {
+    {"vinh_plus", MspecParam::VinhPlus},         {"vinh_minus", MspecParam::VinhMinus},
+    {"vinl_plus", MspecParam::VinlPlus},         {"vinl_minus", MspecParam::VinlMinus},
+    {"over_high_s", MspecParam::SOvershootHigh}, {"over_low_s", MspecParam::SOvershootLow},
+    {"over_high_d", MspecParam::DOvershootHigh}, {"over_low_d", MspecParam::DOvershootLow},
+    {"over_time_d", MspecParam::DOvershootTime}, {"vmeas", MspecParam::Vmeas},
+};
+// The model spec values each model copy carries.
+constexpr Record<MspecParam> kModelSpecRecords[] = {
+    {"Vinh+", MspecParam::VinhPlus},
+    {"Vinh-", MspecParam::VinhMinus},
+    {"Vinl+", MspecParam::VinlPlus},
+    {"Vinl-", MspecParam::VinlMinus},
+    {"S_overshoot_high", MspecParam::SOvershootHigh},
+    {"S_overshoot_low", MspecParam::SOvershootLow},
+};
+
+// ---------------------------------------------------------------------------------------------
+// Models
+
+int model_type_code(const IbisModel *model) {
+  ModelType type = ModelType::NotGiven;
+  if (!model || !mdl_get_model_type(model, &type) || type == ModelType::NotGiven) return 1;
+  return static_cast<int>(type);
+}
+
+const char *model_type_word(const IbisModel &model) {
+  const char *name = model_type_text(&model);
+  return CMN_EqualNoCase(name, "3-STATE") ? "tristate" : name;
+}
+
+int row_corner_value(const RangeRow *row, int corner, double *out) {
+  if (corner == kCornerMin) return range_get_min(row, out);
+  if (corner == kCornerMax) return range_get_max(row, out);
+  return range_get_typ(row, out);
+}
+
+// One corner's copy of a model. A dry run writes nothing and only notes whether
+// the corner has an entry of its own anywhere, which decides whether its copy
+// is written at all.
+class ModelCopy {
+ public:
+  ModelCopy(int corner, bool dry) : corner_(corner), dry_(dry) {}
+
+  void write(const IbisModel &model);
+  bool has_own_entry() const { return own_entry_; }
+
+ private:
+  void value(std::string_view keyword, const Range *range);
+  void table(std::string_view keyword, const RowList &rows);
+  void ramp_edge(std::string_view dv_word, std::string_view dt_word, const RampRatio *ratio);
+  void waveform(const WaveformList &list, std::string_view table_word,
+                const char *const *fixture_words);
+  void fixed(std::string_view keyword, double value) {
+    if (!dry_) put_value(keyword, value);
+  }
+  void note(bool own) { own_entry_ = own_entry_ || (own && corner_ != kCornerTyp); }
+
+  int corner_;
+  bool dry_;
+  bool own_entry_ = false;
+};
+
+void ModelCopy::value(std::string_view keyword, const Range *range) {
+  double chosen = 0.0;
+  if (!range_select(range, corner_, &chosen)) return;
+  note(range_corner_valid(*range, static_cast<Corner>(corner_)));
+  if (!dry_) put_value(keyword, chosen);
+}
+
+// The first row decides the column of the whole table; rows without it are left
+// out.
+void ModelCopy::table(std::string_view keyword, const RowList &rows) {
+  const bool own = rows.head() && row_corner_valid(rows.head(), corner_);
+  note(own);
+  if (dry_) return;
+  begin(keyword);
+  put_line();
+  const int column = own ? corner_ : kCornerTyp;
+  for (const RangeRow *row = rows.head(); row; row = row->next) {
+    double x = 0.0;
+    double y = 0.0;
+    if (!row_get_x(row, &x) || !row_corner_value(row, column, &y)) continue;
+    g_cbs.line.clear();
+    append_number(&g_cbs.line, x, Num::General);
+    add_number(y, Num::General);
+    put_line();
+  }
+}
+
+void ModelCopy::ramp_edge(std::string_view dv_word, std::string_view dt_word,
+                          const RampRatio *ratio) {
+  double dv = 0.0;
+  double dt = 0.0;
+  if (ratio->typ.status != ValueStatus::Value || !ramp_select(ratio, corner_, &dv, &dt)) return;
+  const RampEntry &entry = corner_ == kCornerMin ? ratio->min : ratio->max;
+  note(corner_ != kCornerTyp && entry.status == ValueStatus::Value);
+  if (dry_) return;
+  begin(dv_word);
+  add_number(dv, Num::General);
+  g_cbs.line += ' ';
+  g_cbs.line += dt_word;
+  add_number(dt, Num::General);
+  put_line();
+}
+
+// The fixture of a waveform as the simulator front end sees it: the fixture and
+// the device's own parasitics of one kind summed.
+struct FixtureSum {
+  WaveformParam fixture;
+  WaveformParam dut;
+};
+constexpr FixtureSum kFixtureSums[] = {
+    {WaveformParam::RFixture, WaveformParam::RDut},
+    {WaveformParam::LFixture, WaveformParam::LDut},
+    {WaveformParam::CFixture, WaveformParam::CDut},
+};
+
+// Only the first waveform of each direction is carried.
+void ModelCopy::waveform(const WaveformList &list, std::string_view table_word,
+                         const char *const *fixture_words) {
+  if (list.empty()) return;
+  const Waveform *wave = list.front().get();
+  const RowList *rows = nullptr;
+  static const RowList kNoRows;
+  table(table_word, waveform_get_rows(wave, &rows) ? *rows : kNoRows);
+  double v = 0.0;
+  if (waveform_get(wave, WaveformParam::VFixture, &v)) fixed(fixture_words[0], v);
+  for (size_t i = 0; i < std::size(kFixtureSums); ++i) {
+    double fixture = 0.0;
+    double dut = 0.0;
+    const bool has_fixture = waveform_get(wave, kFixtureSums[i].fixture, &fixture) == 1;
+    const bool has_dut = waveform_get(wave, kFixtureSums[i].dut, &dut) == 1;
+    if (has_fixture || has_dut) fixed(fixture_words[i + 1], fixture + dut);
+  }
+}
+
+constexpr const char *kRisingFixtureWords[] = {"v_fix_r", "r_fix_r", "l_fix_r", "c_fix_r"};
+constexpr const char *kFallingFixtureWords[] = {"v_fix_f", "r_fix_f", "l_fix_f", "c_fix_f"};
+
+void ModelCopy::write(const IbisModel &model) {
+  double scalar = 0.0;
+  if (mdl_get_vinl(&model, &scalar)) fixed("vinl", scalar);
+  if (mdl_get_vinh(&model, &scalar)) fixed("vinh", scalar);
+  const ModelSpec *spec = nullptr;
+  if (mdl_get_model_spec(&model, &spec)) {
+    for (const Record<MspecParam> &record : kModelSpecRecords) {
+      const Range *range = nullptr;
+      if (mspec_get(spec, record.source, &range)) value(record.keyword, range);
+    }
+  }
+  const Range *range = nullptr;
+  if (mdl_get_c_comp(&model, &range)) value("c_comp", range);
+  for (const Record<ModelTable> &record : kViTableRecords) {
+    const ViTable *vi = nullptr;
+    if (record.source(&model, &vi)) table(record.keyword, vi->rows);
+  }
+  for (const Record<ModelRange> &record : kResistorRecords)
+    if (record.source(&model, &range)) value(record.keyword, range);
+  const Ramp *ramp = nullptr;
+  if (mdl_get_ramp(&model, &ramp)) {
+    if (ramp_get_r_load(ramp, &scalar)) fixed("r_load", scalar);
+    const RampRatio *ratio = nullptr;
+    if (ramp_get_dvdt_r(ramp, &ratio)) ramp_edge("dv_r", "dt_r", ratio);
+    if (ramp_get_dvdt_f(ramp, &ratio)) ramp_edge("dv_f", "dt_f", ratio);
+  }
+  const WaveformList *waves = nullptr;
+  if (mdl_get_rising_waveforms(&model, &waves))
+    waveform(*waves, "rising_waveform", kRisingFixtureWords);
+  if (mdl_get_falling_waveforms(&model, &waves))
+    waveform(*waves, "falling_waveform", kFallingFixtureWords);
+}
+
+// A min or max copy only for a model that gives that corner somewhere; the typ
+// copy always.
+void write_model_block(const IbisModel &model, std::string_view name) {
+  g_cbs.line = "\nModel";
+  add_text(name);
+  put_line();
+  begin("Type");
+  add_text(model_type_word(model));
+  put_line();
+  struct Copy {
+    int corner;
+    const char *keyword;
+  };
+  for (const Copy copy : {Copy{kCornerMin, "\nMin_Model"}, Copy{kCornerMax, "\nMax_Model"}}) {
+    ModelCopy probe(copy.corner, true);
+    probe.write(model);
+    if (!probe.has_own_entry()) continue;
+    begin(copy.keyword);
+    put_line();
+    ModelCopy(copy.corner, false).write(model);
+  }
+  begin("\nTyp_Model");
+  put_line();
+  ModelCopy(kCornerTyp, false).write(model);
+}
+
+// ---------------------------------------------------------------------------------------------
+// The component
+
+bool is_supply_model(std::string_view model) {
+  return CMN_EqualNoCase(model, "POWER") || CMN_EqualNoCase(model, "GND");
+}
+
+std::string_view text_or_empty(int (*get)(const Pin *, std::string_view *), const Pin &pin) {
+  std::string_view text;
+  return get(&pin, &text) ? text : std::string_view();
+}
+
+// What the pin groups look up, gathered once for the component.
+struct ComponentView {
+  const PinList *pins = nullptr;
+  const DiffPinList *diff_pins = nullptr;  // null when the component has none
+  const PinMapping *mapping = nullptr;
+  const SeriesPinMapping *series = nullptr;
+  // By name; a name defined twice finds the model defined last, as the reader's
+  // checks do.
+  std::unordered_map<std::string_view, const IbisModel *> models;
+  // The POWER and GND pins on each bus, in pin order, found through their
+  // mapping rows.
+  std::unordered_map<std::string_view, std::vector<std::string_view>> bus_pins;
+
+  const IbisModel *find_model(std::string_view name) const {
+    const auto it = models.find(name);
+    return it == models.end() ? nullptr : it->second;
+  }
+};
+
+void gather_bus_pins(ComponentView *view) {
+  for (const Pin &pin : view->pins->pins) {
+    if (!is_supply_model(text_or_empty(PIN_GetModel, pin))) continue;
+    const std::string_view name = text_or_empty(PIN_GetName, pin);
+    const PinMappingRow *row = nullptr;
+    if (!PINMPG_Find(view->mapping, name, &row)) continue;
+    std::string_view pullup;
+    std::string_view pulldown;
+    const bool has_pullup = PINMPG_GetRef(row, kPullupRef, &pullup) == 1;
+    const bool has_pulldown = PINMPG_GetRef(row, kPulldownRef, &pulldown) == 1;
+    if (has_pullup) view->bus_pins[pullup].push_back(name);
+    if (has_pulldown && (!has_pullup || pulldown != pullup))
+      view->bus_pins[pulldown].push_back(name);
+  }
+}
+
+ComponentView make_view(const IbisDocument &document, const Component &component,
+                        const PinList *pins) {
+  ComponentView view;
+  view.pins = pins;
+  (void)CMPNT_GetDiffPins(&component, &view.diff_pins);
+  (void)CMPNT_GetSeriesPins(&component, &view.series);
+  const std::vector<std::unique_ptr<IbisModel>> *models = nullptr;
+  if (IBIS_GetList(document.models, &models)) {
+    for (const std::unique_ptr<IbisModel> &model : *models) {
+      std::string_view name;
+      if (mdl_get_name(model.get(), &name)) view.models[name] = model.get();
+    }
+  }
+  if (CMPNT_GetPinMapping(&component, &view.mapping)) gather_bus_pins(&view);
+  return view;
+}
+
+bool names_diff_pin(const ComponentView &view, std::string_view pin) {
+  if (!view.diff_pins) return false;
+  for (const DiffPinRow &row : view.diff_pins->rows) {
+    std::string_view name;
+    if (DIFPIN_GetPin(&row, &name) && name == pin) return true;
+    if (DIFPIN_GetInvPin(&row, &name) && name == pin) return true;
+  }
+  return false;
+}
+
+void put_series_partners(const ComponentView &view, std::string_view pin) {
+  if (!view.series) return;
+  for (const SeriesPinRow &row : view.series->rows) {
+    std::string_view pin1;
+    std::string_view pin2;
+    std::string_view model_name;
+    (void)SPINMPG_GetPin1(&row, &pin1);
+    (void)SPINMPG_GetPin2(&row, &pin2);
+    (void)SPINMPG_GetModel(&row, &model_name);
+    std::string_view partner;
+    if (pin1 == pin)
+      partner = pin2;
+    else if (pin2 == pin)
+      partner = pin1;
+    else
+      continue;
+    const IbisModel *model = view.find_model(model_name);
+    if (model_type_code(model) != static_cast<int>(ModelType::Series)) continue;
+    begin("series_2nd_pin");
+    add_text(partner);
+    add_text(model_name);
+    put_line();
+    const SeriesInfo *info = nullptr;
+    if (!mdl_get_on_block(model, &info)) continue;
+    for (const Record<SeriesRange> &record : kSeriesRecords) {
+      const Range *range = nullptr;
+      if (record.source(info, &range)) put_triple(record.keyword, range, Num::General);
+    }
+  }
+}
+
+void put_diff_partner(const ComponentView &view, std::string_view pin) {
+  for (const DiffPinRow &row : view.diff_pins->rows) {
+    std::string_view non_inverting;
+    std::string_view inverting;
+    if (!DIFPIN_GetPin(&row, &non_inverting) || !DIFPIN_GetInvPin(&row, &inverting)) continue;
+    if (non_inverting != pin && inverting != pin) continue;
+    const bool is_non_inverting = non_inverting == pin;
+    begin("diff_2nd_pin");
+    add_text(is_non_inverting ? inverting : non_inverting);
+    put_line();
+    begin("diff_polarity");
+    add_int(is_non_inverting ? 1 : 0);
+    put_line();
+    double value = 0.0;
+    if (DIFPIN_GetValue(&row.vdiff, &value)) {
+      begin("vdiff");
+      add_number(value, Num::Fixed);
+      put_line();
+    }
+    double typ = 0.0;
+    if (DIFPIN_GetValue(&row.tdelay_typ, &typ)) {
+      double min = typ;
+      double max = typ;
+      (void)DIFPIN_GetValue(&row.tdelay_min, &min);
+      (void)DIFPIN_GetValue(&row.tdelay_max, &max);
+      begin("tdelay");
+      for (const double delay : {typ, min, max}) add_number(delay, Num::Fixed);
+      put_line();
+    }
+    return;
+  }
+}
+
+double edge_rate(const RampRatio *ratio, int corner) {
+  double dv = 0.0;
+  double dt = 0.0;
+  (void)ramp_select(ratio, corner, &dv, &dt);
+  return dv / dt;
+}
+
+// The faster edge of each corner. A zero dt has no rate; the record is then
+// left out rather than written as a number no reader can parse.
+void put_edge_rate(const IbisModel &model) {
+  const Ramp *ramp = nullptr;
+  const RampRatio *rising = nullptr;
+  const RampRatio *falling = nullptr;
+  if (!mdl_get_ramp(&model, &ramp) || !ramp_get_dvdt_r(ramp, &rising) ||
+      !ramp_get_dvdt_f(ramp, &falling) || rising->typ.status != ValueStatus::Value ||
+      falling->typ.status != ValueStatus::Value)
+    return;
+  double rates[3] = {};
+  const int corners[3] = {kCornerTyp, kCornerMin, kCornerMax};
+  for (size_t i = 0; i < 3; ++i) {
+    const double rise = edge_rate(rising, corners[i]);
+    const double fall = edge_rate(falling, corners[i]);
+    rates[i] = rise > fall ? rise : fall;
+    if (!std::isfinite(rates[i])) return;
+  }
+  begin("ERate");
+  for (const double rate : rates) add_number(rate, Num::General);
+  put_line();
+}
+
+void put_thresholds(const IbisModel &model) {
+  const ModelSpec *spec = nullptr;
+  const bool has_spec = mdl_get_model_spec(&model, &spec) == 1;
+  if (has_spec) {
+    for (const Record<MspecParam> &record : kThresholdRecords) {
+      const Range *range = nullptr;
+      if (mspec_get(spec, record.source, &range)) put_triple(record.keyword, range, Num::Fixed);
+    }
+  }
+  // Without the spec's own value, the model's single threshold stands for all
+  // three corners.
+  struct Fallback {
+    const char *keyword;
+    MspecParam param;
+    int (*get)(const IbisModel *, double *);
+  };
+  constexpr Fallback kFallbacks[] = {
+      {"vinh_plus", MspecParam::VinhPlus, mdl_get_vinh},
+      {"vinl_minus", MspecParam::VinlMinus, mdl_get_vinl},
+      {"vmeas", MspecParam::Vmeas, mdl_get_vmeas},
+  };
+  for (const Fallback &fallback : kFallbacks) {
+    const Range *given = nullptr;
+    double value = 0.0;
+    if (has_spec && mspec_get(spec, fallback.param, &given)) continue;
+    if (fallback.get(&model, &value)) put_same_triple(fallback.keyword, value, Num::Fixed);
+  }
+}
+
+void put_model_records(const IbisModel &model) {
+  put_edge_rate(model);
+  const Range *range = nullptr;
+  for (const Record<ModelRange> &record : kReferenceRecords)
+    if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
+  if (model_type_code(&model) == static_cast<int>(ModelType::Terminator)) {
+    for (const Record<ModelRange> &record : kTerminatorRecords)
+      if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
+  }
+  put_thresholds(model);
+}
+
+void put_supply_list(const ComponentView &view, std::string_view keyword, std::string_view bus) {
+  const auto it = view.bus_pins.find(bus);
+  if (it == view.bus_pins.end()) return;
+  begin(keyword);
+  for (const std::string_view pin : it->second) add_text(pin);
+  put_line();
+}
+
+void put_supply_pins(const ComponentView &view, std::string_view pin, std::string_view model) {
+  const PinMappingRow *row = nullptr;
+  if (!view.mapping || is_supply_model(model) || !PINMPG_Find(view.mapping, pin, &row)) return;
+  struct Supply {
+    const char *keyword;
+    PinMappingColumn column;
+  };
+  constexpr Supply kSupplies[] = {
+      {"PU_Pin", kPullupRef},
+      {"PD_Pin", kPulldownRef},
+      {"PC_Pin", kPowerClampRef},
+      {"GC_Pin", kGndClampRef},
+  };
+  for (const Supply &supply : kSupplies) {
+    std::string_view bus;
+    if (PINMPG_GetRef(row, supply.column, &bus)) put_supply_list(view, supply.keyword, bus);
+  }
+}
+
+void put_pin_group(const ComponentView &view, const Pin &pin) {
+  const std::string_view name = text_or_empty(PIN_GetName, pin);
+  const std::string_view model_name = text_or_empty(PIN_GetModel, pin);
+  const IbisModel *model = view.find_model(model_name);
+  const bool diff = names_diff_pin(view, name);
+  begin("Pin");
+  add_text(name);
+  add_text(text_or_empty(PIN_GetSignal, pin));
+  add_text(model_name);
+  add_int(diff ? 1 : 0);
+  add_int(model_type_code(model));
+  put_line();
+  struct Parasitic {
+    const char *keyword;
+    int (*get)(const Pin *, double *);
+  };
+  for (const Parasitic p : {Parasitic{"C_Pin", PIN_GetCpin}, Parasitic{"L_Pin", PIN_GetLpin},
+                            Parasitic{"R_Pin", PIN_GetRpin}}) {
+    double value = 0.0;
+    if (p.get(&pin, &value)) put_value(p.keyword, value);
+  }
+  put_series_partners(view, name);
+  if (diff) put_diff_partner(view, name);
+  if (model) put_model_records(*model);
+  put_supply_pins(view, name, model_name);
+}
+
+const PinList *pins_or_report(const Component &component) {
+  const PinList *pins = nullptr;
+  if (CMPNT_GetPins(&component, &pins)) return pins;
+  RPT_Error("Unable to access component info: pin list");
+  return nullptr;
+}
+
+void put_component_block(const IbisDocument &document, const Component &component) {
+  const PinList *pins = pins_or_report(component);
+  if (!pins) return;
+  std::string_view name;
+  if (!CMPNT_GetName(&component, &name)) {
+    RPT_Error("Unable to access component info: name");
+    return;
+  }
+  begin("Component");
+  add_text(name);
+  put_line();
+  std::string_view manufacturer;
+  if (CMPNT_GetManufacturer(&component, &manufacturer)) {
+    begin("Manufacturer");
+    add_text(manufacturer);
+    put_line();
+  }
+  const Package *package = nullptr;
+  if (CMPNT_GetPackage(&component, &package)) {
+    const Range *range = nullptr;
+    if (PKG_GetCpkg(package, &range)) put_triple("C_Pkg", range, Num::General);
+    if (PKG_GetRpkg(package, &range)) put_triple("R_Pkg", range, Num::General);
+    if (PKG_GetLpkg(package, &range)) put_triple("L_Pkg", range, Num::General);
+  }
+  begin("Num_Pins");
+  add_int(static_cast<int>(pins->pins.size()));
+  put_line();
+  const ComponentView view = make_view(document, component, pins);
+  for (const Pin &pin : pins->pins) put_pin_group(view, pin);
+}
+
+// Every model a pin names, once each, in the order of the document's model list
+// (newest first); models only a series pin pair names are not written.
+void put_model_blocks(const IbisDocument &document, const Component &component) {
+  const PinList *pins = pins_or_report(component);
+  if (!pins) return;
+  std::unordered_set<std::string_view> used;
+  for (const Pin &pin : pins->pins) used.insert(text_or_empty(PIN_GetModel, pin));
+  const std::vector<std::unique_ptr<IbisModel>> *models = nullptr;
+  if (!IBIS_GetList(document.models, &models)) return;
+  for (auto it = models->rbegin(); it != models->rend(); ++it) {
+    std::string_view name;
+    if (!mdl_get_name(it->get(), &name) || used.erase(name) == 0) continue;
+    write_model_block(**it, name);
+  }
+}
+
+void put_head(const FileHeader &header) {
+  begin("File_Rev 3 0");
+  put_line();
+  std::string_view text;
+  if (HDR_GetCopyright(&header, &text)) {
+    begin("Copyright");
+    add_text(text, kCopyrightLimit);
+    put_line();
+  }
+  if (HDR_GetFileName(&header, &text)) {
+    begin("Src_Name");
+    add_text(text);
+    put_line();
+  }
+}
+
+const Component *choose_component(const std::vector<std::unique_ptr<Component>> &components,
+                                  const char *name) {
+  if (name) {
+    for (const std::unique_ptr<Component> &component : components) {
+      std::string_view candidate;
+      if (CMPNT_GetName(component.get(), &candidate) && CMN_EqualNoCase(candidate, name))
+        return component.get();
+    }
+    RPT_Error("Unable to find component \"%s\" in ibis file", name);
+    return nullptr;
+  }
+  std::string_view only;
+  if (components.size() == 1 && CMPNT_GetName(components.front().get(), &only))
+    return components.front().get();
+  RPT_Error("No Component Name supplied and IBIS file contains multiple entries");
+  return nullptr;
+}
+
+}  // namespace
+
+void CBS_EscapeString(std::string *out, std::string_view source, size_t limit) {
+  TARN_ASSERT(out != nullptr && limit > 0);
+  // A doubled quote is copied whole even past the budget, so the text always
+  // reads back.
+  long budget = static_cast<long>(limit) - 1;
+  for (const char c : source) {
+    if (budget <= 0) break;
+    if (c == '"') {
+      *out += '"';
+      --budget;
+    }
+    *out += c;
+    --budget;
+  }
+}
+
+int CBS_CompileComponent(const IbisDocument *document, const char *output_path,
+                         const char *component_name) {
+  TARN_ASSERT(document != nullptr);
+  const FileHeader *header = nullptr;
+  if (!IBIS_GetHeader(document, &header)) {
+    RPT_Error("Unable to access header information.");
+    return 0;
+  }
+  const std::vector<std::unique_ptr<Component>> *components = nullptr;
+  if (!IBIS_GetList(document->components, &components)) {
+    RPT_Error("Unable to find component information.");
+    return 0;
+  }
+  const std::vector<std::unique_ptr<IbisModel>> *models = nullptr;
+  if (!IBIS_GetList(document->models, &models)) {
+    RPT_Error("Unable to find model information.");
+    return 0;
+  }
+  const Component *component = choose_component(*components, component_name);
+  if (!component) return 0;
+  if (!output_path || std::string_view(output_path) == "-") return 1;
+  if (!open_output(output_path)) {
+    RPT_Error("Unable to open file \"%s\"", output_path);
+    return 0;
+  }
+  put_head(*header);
+  put_component_block(*document, *component);
+  put_model_blocks(*document, *component);
+  close_output();
+  return 1;
+}
+
+int IBIS_CompileDocument(const IbisDocument *document, const char *output, const char *component,
+                         std::FILE *report) {
+  ApiGuard guard;
+  if (!document) return 0;
+  RPT_SetStream(report);
+  const int result = CBS_CompileComponent(document, output, component);
+  RPT_SetStream(nullptr);
+  return result;
+}
+
+int IBIS_CompileSourceToStream(const char *source, const char *component, const char *output,
+                               std::FILE *report) {
+  ApiGuard guard;
+  if (!source || !*source) return 0;
+  int written = 0;
+  (void)SRC_CheckOne(source, report, [&](const IbisDocument &document) {
+    written = CBS_CompileComponent(&document, output, component);
+  });
+  return written;
+}
+
+}  // namespace tarn
