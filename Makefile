@@ -11,9 +11,12 @@ build:
 	cmake --preset $(PRESET) >/dev/null
 	cmake --build --preset $(PRESET) -j $(JOBS)
 
-# Checks the shipped examples with the command-line tool.
+# Checks the shipped examples with the command-line tool, then compiles the example component
+# and shows the head of its compiled file.
 run: build
 	$(BIN) check examples/*.ibs examples/*.ebd
+	$(BIN) compile examples/tarn_demo.ibs --component TDEMO1 --output build/TDEMO1.cbs
+	head -n 24 build/TDEMO1.cbs
 
 test: build
 	ctest --preset $(PRESET) -j $(JOBS)

@@ -26,10 +26,10 @@ constexpr size_t kQuoteLimit = 2048;
 // Readers of existing compiled files expect the copyright cut this short.
 constexpr size_t kCopyrightLimit = 40;
 
-// The one compiled file being written: the writer is not re-entrant, and the
-// public entries hold the process-wide lock around it.
+// The one compiled file being written: the writer is not re-entrant, and the public entries hold
+// the process-wide lock around it.
 struct CbsState {
-  std::FILE *stream = nullptr;
+  std::FILE* stream = nullptr;
   std::string line;  // the record being formatted, written with one call
 };
 CbsState g_cbs;
@@ -40,9 +40,8 @@ CbsState g_cbs;
 // printf's %g and %f, which existing compiled files use per record.
 enum class Num : uint8_t { General, Fixed };
 
-void append_number(std::string *out, double value, Num form) {
-  // Room for the longest %f of a finite double; to_chars ignores the host's
-  // locale.
+void append_number(std::string* out, double value, Num form) {
+  // Room for the longest %f of a finite double; to_chars ignores the host's locale.
   char buffer[400];
   const std::chars_format format =
       form == Num::General ? std::chars_format::general : std::chars_format::fixed;
@@ -85,9 +84,8 @@ void put_value(std::string_view keyword, double value) {
   put_line();
 }
 
-// typ, min, max with a missing min or max written as the typ; nothing without a
-// typ.
-void put_triple(std::string_view keyword, const Range *range, Num form) {
+// typ, min, max with a missing min or max written as the typ; nothing without a typ.
+void put_triple(std::string_view keyword, const Range* range, Num form) {
   double typ = 0.0;
   if (!range || !range_get_typ(range, &typ)) return;
   double min = typ;
@@ -105,7 +103,7 @@ void put_same_triple(std::string_view keyword, double value, Num form) {
   put_line();
 }
 
-int open_output(const char *path) {
+int open_output(const char* path) {
   g_cbs.stream = std::fopen(path, "w");
   if (g_cbs.stream) return 1;
   RPT_Error("Unable to open output file.");
@@ -121,13 +119,13 @@ void close_output() {
 // ---------------------------------------------------------------------------------------------
 // Tables of records: one keyword and the accessor of the value it writes.
 
-using ModelRange = int (*)(const IbisModel *, const Range **);
-using ModelTable = int (*)(const IbisModel *, const ViTable **);
-using SeriesRange = int (*)(const SeriesInfo *, const Range **);
+using ModelRange = int (*)(const IbisModel*, const Range**);
+using ModelTable = int (*)(const IbisModel*, const ViTable**);
+using SeriesRange = int (*)(const SeriesInfo*, const Range**);
 
 template <class Accessor>
 struct Record {
-  const char *keyword;
+  const char* keyword;
   Accessor source;  // the accessor, or the item, the value comes from
 };
 
@@ -136,8 +134,7 @@ constexpr Record<ModelRange> kReferenceRecords[] = {
     {"PullDownRef", mdl_get_pulldown_reference},  {"PowerClampRef", mdl_get_power_clamp_reference},
     {"GndClampRef", mdl_get_gnd_clamp_reference},
 };
-// "term_rac" takes two blanks in existing files: the trailing one here and the
-// separator.
+// "term_rac" takes two blanks in existing files: the trailing one here and the separator.
 constexpr Record<ModelRange> kTerminatorRecords[] = {
     {"term_rgnd", mdl_get_rgnd},
     {"term_rpwr", mdl_get_rpower},
@@ -182,39 +179,38 @@ constexpr Record<MspecParam> kModelSpecRecords[] = {
 // ---------------------------------------------------------------------------------------------
 // Models
 
-int model_type_code(const IbisModel *model) {
+int model_type_code(const IbisModel* model) {
   ModelType type = ModelType::NotGiven;
   if (!model || !mdl_get_model_type(model, &type) || type == ModelType::NotGiven) return 1;
   return static_cast<int>(type);
 }
 
-const char *model_type_word(const IbisModel &model) {
-  const char *name = model_type_text(&model);
+const char* model_type_word(const IbisModel& model) {
+  const char* name = model_type_text(&model);
   return CMN_EqualNoCase(name, "3-STATE") ? "tristate" : name;
 }
 
-int row_corner_value(const RangeRow *row, int corner, double *out) {
+int row_corner_value(const RangeRow* row, int corner, double* out) {
   if (corner == kCornerMin) return range_get_min(row, out);
   if (corner == kCornerMax) return range_get_max(row, out);
   return range_get_typ(row, out);
 }
 
-// One corner's copy of a model. A dry run writes nothing and only notes whether
-// the corner has an entry of its own anywhere, which decides whether its copy
-// is written at all.
+// One corner's copy of a model. A dry run writes nothing and only notes whether the corner has an
+// entry of its own anywhere, which decides whether its copy is written at all.
 class ModelCopy {
  public:
   ModelCopy(int corner, bool dry) : corner_(corner), dry_(dry) {}
 
-  void write(const IbisModel &model);
+  void write(const IbisModel& model);
   bool has_own_entry() const { return own_entry_; }
 
  private:
-  void value(std::string_view keyword, const Range *range);
-  void table(std::string_view keyword, const RowList &rows);
-  void ramp_edge(std::string_view dv_word, std::string_view dt_word, const RampRatio *ratio);
-  void waveform(const WaveformList &list, std::string_view table_word,
-                const char *const *fixture_words);
+  void value(std::string_view keyword, const Range* range);
+  void table(std::string_view keyword, const RowList& rows);
+  void ramp_edge(std::string_view dv_word, std::string_view dt_word, const RampRatio* ratio);
+  void waveform(const WaveformList& list, std::string_view table_word,
+                const char* const* fixture_words);
   void fixed(std::string_view keyword, double value) {
     if (!dry_) put_value(keyword, value);
   }
@@ -225,23 +221,22 @@ class ModelCopy {
   bool own_entry_ = false;
 };
 
-void ModelCopy::value(std::string_view keyword, const Range *range) {
+void ModelCopy::value(std::string_view keyword, const Range* range) {
   double chosen = 0.0;
   if (!range_select(range, corner_, &chosen)) return;
   note(range_corner_valid(*range, static_cast<Corner>(corner_)));
   if (!dry_) put_value(keyword, chosen);
 }
 
-// The first row decides the column of the whole table; rows without it are left
-// out.
-void ModelCopy::table(std::string_view keyword, const RowList &rows) {
+// The first row decides the column of the whole table; rows without it are left out.
+void ModelCopy::table(std::string_view keyword, const RowList& rows) {
   const bool own = rows.head() && row_corner_valid(rows.head(), corner_);
   note(own);
   if (dry_) return;
   begin(keyword);
   put_line();
   const int column = own ? corner_ : kCornerTyp;
-  for (const RangeRow *row = rows.head(); row; row = row->next) {
+  for (const RangeRow* row = rows.head(); row; row = row->next) {
     double x = 0.0;
     double y = 0.0;
     if (!row_get_x(row, &x) || !row_corner_value(row, column, &y)) continue;
@@ -253,11 +248,11 @@ void ModelCopy::table(std::string_view keyword, const RowList &rows) {
 }
 
 void ModelCopy::ramp_edge(std::string_view dv_word, std::string_view dt_word,
-                          const RampRatio *ratio) {
+                          const RampRatio* ratio) {
   double dv = 0.0;
   double dt = 0.0;
   if (ratio->typ.status != ValueStatus::Value || !ramp_select(ratio, corner_, &dv, &dt)) return;
-  const RampEntry &entry = corner_ == kCornerMin ? ratio->min : ratio->max;
+  const RampEntry& entry = corner_ == kCornerMin ? ratio->min : ratio->max;
   note(corner_ != kCornerTyp && entry.status == ValueStatus::Value);
   if (dry_) return;
   begin(dv_word);
@@ -268,8 +263,8 @@ void ModelCopy::ramp_edge(std::string_view dv_word, std::string_view dt_word,
   put_line();
 }
 
-// The fixture of a waveform as the simulator front end sees it: the fixture and
-// the device's own parasitics of one kind summed.
+// The fixture of a waveform as the simulator front end sees it: the fixture and the device's own
+// parasitics of one kind summed.
 struct FixtureSum {
   WaveformParam fixture;
   WaveformParam dut;
@@ -281,11 +276,11 @@ constexpr FixtureSum kFixtureSums[] = {
 };
 
 // Only the first waveform of each direction is carried.
-void ModelCopy::waveform(const WaveformList &list, std::string_view table_word,
-                         const char *const *fixture_words) {
+void ModelCopy::waveform(const WaveformList& list, std::string_view table_word,
+                         const char* const* fixture_words) {
   if (list.empty()) return;
-  const Waveform *wave = list.front().get();
-  const RowList *rows = nullptr;
+  const Waveform* wave = list.front().get();
+  const RowList* rows = nullptr;
   static const RowList kNoRows;
   table(table_word, waveform_get_rows(wave, &rows) ? *rows : kNoRows);
   double v = 0.0;
@@ -299,45 +294,44 @@ void ModelCopy::waveform(const WaveformList &list, std::string_view table_word,
   }
 }
 
-constexpr const char *kRisingFixtureWords[] = {"v_fix_r", "r_fix_r", "l_fix_r", "c_fix_r"};
-constexpr const char *kFallingFixtureWords[] = {"v_fix_f", "r_fix_f", "l_fix_f", "c_fix_f"};
+constexpr const char* kRisingFixtureWords[] = {"v_fix_r", "r_fix_r", "l_fix_r", "c_fix_r"};
+constexpr const char* kFallingFixtureWords[] = {"v_fix_f", "r_fix_f", "l_fix_f", "c_fix_f"};
 
-void ModelCopy::write(const IbisModel &model) {
+void ModelCopy::write(const IbisModel& model) {
   double scalar = 0.0;
   if (mdl_get_vinl(&model, &scalar)) fixed("vinl", scalar);
   if (mdl_get_vinh(&model, &scalar)) fixed("vinh", scalar);
-  const ModelSpec *spec = nullptr;
+  const ModelSpec* spec = nullptr;
   if (mdl_get_model_spec(&model, &spec)) {
-    for (const Record<MspecParam> &record : kModelSpecRecords) {
-      const Range *range = nullptr;
+    for (const Record<MspecParam>& record : kModelSpecRecords) {
+      const Range* range = nullptr;
       if (mspec_get(spec, record.source, &range)) value(record.keyword, range);
     }
   }
-  const Range *range = nullptr;
+  const Range* range = nullptr;
   if (mdl_get_c_comp(&model, &range)) value("c_comp", range);
-  for (const Record<ModelTable> &record : kViTableRecords) {
-    const ViTable *vi = nullptr;
+  for (const Record<ModelTable>& record : kViTableRecords) {
+    const ViTable* vi = nullptr;
     if (record.source(&model, &vi)) table(record.keyword, vi->rows);
   }
-  for (const Record<ModelRange> &record : kResistorRecords)
+  for (const Record<ModelRange>& record : kResistorRecords)
     if (record.source(&model, &range)) value(record.keyword, range);
-  const Ramp *ramp = nullptr;
+  const Ramp* ramp = nullptr;
   if (mdl_get_ramp(&model, &ramp)) {
     if (ramp_get_r_load(ramp, &scalar)) fixed("r_load", scalar);
-    const RampRatio *ratio = nullptr;
+    const RampRatio* ratio = nullptr;
     if (ramp_get_dvdt_r(ramp, &ratio)) ramp_edge("dv_r", "dt_r", ratio);
     if (ramp_get_dvdt_f(ramp, &ratio)) ramp_edge("dv_f", "dt_f", ratio);
   }
-  const WaveformList *waves = nullptr;
+  const WaveformList* waves = nullptr;
   if (mdl_get_rising_waveforms(&model, &waves))
     waveform(*waves, "rising_waveform", kRisingFixtureWords);
   if (mdl_get_falling_waveforms(&model, &waves))
     waveform(*waves, "falling_waveform", kFallingFixtureWords);
 }
 
-// A min or max copy only for a model that gives that corner somewhere; the typ
-// copy always.
-void write_model_block(const IbisModel &model, std::string_view name) {
+// A min or max copy only for a model that gives that corner somewhere; the typ copy always.
+void write_model_block(const IbisModel& model, std::string_view name) {
   g_cbs.line = "\nModel";
   add_text(name);
   put_line();
@@ -346,7 +340,7 @@ void write_model_block(const IbisModel &model, std::string_view name) {
   put_line();
   struct Copy {
     int corner;
-    const char *keyword;
+    const char* keyword;
   };
   for (const Copy copy : {Copy{kCornerMin, "\nMin_Model"}, Copy{kCornerMax, "\nMax_Model"}}) {
     ModelCopy probe(copy.corner, true);
@@ -368,55 +362,55 @@ bool is_supply_model(std::string_view model) {
   return CMN_EqualNoCase(model, "POWER") || CMN_EqualNoCase(model, "GND");
 }
 
-std::string_view text_or_empty(int (*get)(const Pin *, std::string_view *), const Pin &pin) {
+std::string_view text_or_empty(int (*get)(const Pin*, std::string_view*), const Pin& pin) {
   std::string_view text;
   return get(&pin, &text) ? text : std::string_view();
 }
 
 // What the pin groups look up, gathered once for the component.
 struct ComponentView {
-  const PinList *pins = nullptr;
-  const DiffPinList *diff_pins = nullptr;  // null when the component has none
-  const PinMapping *mapping = nullptr;
-  const SeriesPinMapping *series = nullptr;
-  // By name; a name defined twice finds the model defined last, as the reader's
-  // checks do.
-  std::unordered_map<std::string_view, const IbisModel *> models;
-  // The POWER and GND pins on each bus, in pin order, found through their
-  // mapping rows.
+  const PinList* pins = nullptr;
+  const DiffPinList* diff_pins = nullptr;  // null when the component has none
+  const PinMapping* mapping = nullptr;
+  const SeriesPinMapping* series = nullptr;
+  // By name; a name defined twice finds the model defined last, as the reader's checks do.
+  std::unordered_map<std::string_view, const IbisModel*> models;
+  // The POWER and GND pins on each bus, in pin order, found through their mapping rows. "NC" says
+  // not connected rather than naming a bus, so it lists no pins.
   std::unordered_map<std::string_view, std::vector<std::string_view>> bus_pins;
 
-  const IbisModel *find_model(std::string_view name) const {
+  const IbisModel* find_model(std::string_view name) const {
     const auto it = models.find(name);
     return it == models.end() ? nullptr : it->second;
   }
 };
 
-void gather_bus_pins(ComponentView *view) {
-  for (const Pin &pin : view->pins->pins) {
+void gather_bus_pins(ComponentView* view) {
+  for (const Pin& pin : view->pins->pins) {
     if (!is_supply_model(text_or_empty(PIN_GetModel, pin))) continue;
     const std::string_view name = text_or_empty(PIN_GetName, pin);
-    const PinMappingRow *row = nullptr;
+    const PinMappingRow* row = nullptr;
     if (!PINMPG_Find(view->mapping, name, &row)) continue;
     std::string_view pullup;
     std::string_view pulldown;
-    const bool has_pullup = PINMPG_GetRef(row, kPullupRef, &pullup) == 1;
-    const bool has_pulldown = PINMPG_GetRef(row, kPulldownRef, &pulldown) == 1;
+    const bool has_pullup = PINMPG_GetRef(row, kPullupRef, &pullup) && PINMPG_NamesBus(pullup);
+    const bool has_pulldown =
+        PINMPG_GetRef(row, kPulldownRef, &pulldown) && PINMPG_NamesBus(pulldown);
     if (has_pullup) view->bus_pins[pullup].push_back(name);
     if (has_pulldown && (!has_pullup || pulldown != pullup))
       view->bus_pins[pulldown].push_back(name);
   }
 }
 
-ComponentView make_view(const IbisDocument &document, const Component &component,
-                        const PinList *pins) {
+ComponentView make_view(const IbisDocument& document, const Component& component,
+                        const PinList* pins) {
   ComponentView view;
   view.pins = pins;
   (void)CMPNT_GetDiffPins(&component, &view.diff_pins);
   (void)CMPNT_GetSeriesPins(&component, &view.series);
-  const std::vector<std::unique_ptr<IbisModel>> *models = nullptr;
+  const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
   if (IBIS_GetList(document.models, &models)) {
-    for (const std::unique_ptr<IbisModel> &model : *models) {
+    for (const std::unique_ptr<IbisModel>& model : *models) {
       std::string_view name;
       if (mdl_get_name(model.get(), &name)) view.models[name] = model.get();
     }
@@ -425,9 +419,9 @@ ComponentView make_view(const IbisDocument &document, const Component &component
   return view;
 }
 
-bool names_diff_pin(const ComponentView &view, std::string_view pin) {
+bool names_diff_pin(const ComponentView& view, std::string_view pin) {
   if (!view.diff_pins) return false;
-  for (const DiffPinRow &row : view.diff_pins->rows) {
+  for (const DiffPinRow& row : view.diff_pins->rows) {
     std::string_view name;
     if (DIFPIN_GetPin(&row, &name) && name == pin) return true;
     if (DIFPIN_GetInvPin(&row, &name) && name == pin) return true;
@@ -435,9 +429,9 @@ bool names_diff_pin(const ComponentView &view, std::string_view pin) {
   return false;
 }
 
-void put_series_partners(const ComponentView &view, std::string_view pin) {
+void put_series_partners(const ComponentView& view, std::string_view pin) {
   if (!view.series) return;
-  for (const SeriesPinRow &row : view.series->rows) {
+  for (const SeriesPinRow& row : view.series->rows) {
     std::string_view pin1;
     std::string_view pin2;
     std::string_view model_name;
@@ -451,23 +445,23 @@ void put_series_partners(const ComponentView &view, std::string_view pin) {
       partner = pin1;
     else
       continue;
-    const IbisModel *model = view.find_model(model_name);
+    const IbisModel* model = view.find_model(model_name);
     if (model_type_code(model) != static_cast<int>(ModelType::Series)) continue;
     begin("series_2nd_pin");
     add_text(partner);
     add_text(model_name);
     put_line();
-    const SeriesInfo *info = nullptr;
+    const SeriesInfo* info = nullptr;
     if (!mdl_get_on_block(model, &info)) continue;
-    for (const Record<SeriesRange> &record : kSeriesRecords) {
-      const Range *range = nullptr;
+    for (const Record<SeriesRange>& record : kSeriesRecords) {
+      const Range* range = nullptr;
       if (record.source(info, &range)) put_triple(record.keyword, range, Num::General);
     }
   }
 }
 
-void put_diff_partner(const ComponentView &view, std::string_view pin) {
-  for (const DiffPinRow &row : view.diff_pins->rows) {
+void put_diff_partner(const ComponentView& view, std::string_view pin) {
+  for (const DiffPinRow& row : view.diff_pins->rows) {
     std::string_view non_inverting;
     std::string_view inverting;
     if (!DIFPIN_GetPin(&row, &non_inverting) || !DIFPIN_GetInvPin(&row, &inverting)) continue;
@@ -499,19 +493,19 @@ void put_diff_partner(const ComponentView &view, std::string_view pin) {
   }
 }
 
-double edge_rate(const RampRatio *ratio, int corner) {
+double edge_rate(const RampRatio* ratio, int corner) {
   double dv = 0.0;
   double dt = 0.0;
   (void)ramp_select(ratio, corner, &dv, &dt);
   return dv / dt;
 }
 
-// The faster edge of each corner. A zero dt has no rate; the record is then
-// left out rather than written as a number no reader can parse.
-void put_edge_rate(const IbisModel &model) {
-  const Ramp *ramp = nullptr;
-  const RampRatio *rising = nullptr;
-  const RampRatio *falling = nullptr;
+// The faster edge of each corner. A zero dt has no rate; the record is then left out rather than
+// written as a number no reader can parse.
+void put_edge_rate(const IbisModel& model) {
+  const Ramp* ramp = nullptr;
+  const RampRatio* rising = nullptr;
+  const RampRatio* falling = nullptr;
   if (!mdl_get_ramp(&model, &ramp) || !ramp_get_dvdt_r(ramp, &rising) ||
       !ramp_get_dvdt_f(ramp, &falling) || rising->typ.status != ValueStatus::Value ||
       falling->typ.status != ValueStatus::Value)
@@ -529,48 +523,47 @@ void put_edge_rate(const IbisModel &model) {
   put_line();
 }
 
-void put_thresholds(const IbisModel &model) {
-  const ModelSpec *spec = nullptr;
+void put_thresholds(const IbisModel& model) {
+  const ModelSpec* spec = nullptr;
   const bool has_spec = mdl_get_model_spec(&model, &spec) == 1;
   if (has_spec) {
-    for (const Record<MspecParam> &record : kThresholdRecords) {
-      const Range *range = nullptr;
+    for (const Record<MspecParam>& record : kThresholdRecords) {
+      const Range* range = nullptr;
       if (mspec_get(spec, record.source, &range)) put_triple(record.keyword, range, Num::Fixed);
     }
   }
-  // Without the spec's own value, the model's single threshold stands for all
-  // three corners.
+  // Without the spec's own value, the model's single threshold stands for all three corners.
   struct Fallback {
-    const char *keyword;
+    const char* keyword;
     MspecParam param;
-    int (*get)(const IbisModel *, double *);
+    int (*get)(const IbisModel*, double*);
   };
   constexpr Fallback kFallbacks[] = {
       {"vinh_plus", MspecParam::VinhPlus, mdl_get_vinh},
       {"vinl_minus", MspecParam::VinlMinus, mdl_get_vinl},
       {"vmeas", MspecParam::Vmeas, mdl_get_vmeas},
   };
-  for (const Fallback &fallback : kFallbacks) {
-    const Range *given = nullptr;
+  for (const Fallback& fallback : kFallbacks) {
+    const Range* given = nullptr;
     double value = 0.0;
     if (has_spec && mspec_get(spec, fallback.param, &given)) continue;
     if (fallback.get(&model, &value)) put_same_triple(fallback.keyword, value, Num::Fixed);
   }
 }
 
-void put_model_records(const IbisModel &model) {
+void put_model_records(const IbisModel& model) {
   put_edge_rate(model);
-  const Range *range = nullptr;
-  for (const Record<ModelRange> &record : kReferenceRecords)
+  const Range* range = nullptr;
+  for (const Record<ModelRange>& record : kReferenceRecords)
     if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
   if (model_type_code(&model) == static_cast<int>(ModelType::Terminator)) {
-    for (const Record<ModelRange> &record : kTerminatorRecords)
+    for (const Record<ModelRange>& record : kTerminatorRecords)
       if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
   }
   put_thresholds(model);
 }
 
-void put_supply_list(const ComponentView &view, std::string_view keyword, std::string_view bus) {
+void put_supply_list(const ComponentView& view, std::string_view keyword, std::string_view bus) {
   const auto it = view.bus_pins.find(bus);
   if (it == view.bus_pins.end()) return;
   begin(keyword);
@@ -578,11 +571,11 @@ void put_supply_list(const ComponentView &view, std::string_view keyword, std::s
   put_line();
 }
 
-void put_supply_pins(const ComponentView &view, std::string_view pin, std::string_view model) {
-  const PinMappingRow *row = nullptr;
+void put_supply_pins(const ComponentView& view, std::string_view pin, std::string_view model) {
+  const PinMappingRow* row = nullptr;
   if (!view.mapping || is_supply_model(model) || !PINMPG_Find(view.mapping, pin, &row)) return;
   struct Supply {
-    const char *keyword;
+    const char* keyword;
     PinMappingColumn column;
   };
   constexpr Supply kSupplies[] = {
@@ -591,16 +584,17 @@ void put_supply_pins(const ComponentView &view, std::string_view pin, std::strin
       {"PC_Pin", kPowerClampRef},
       {"GC_Pin", kGndClampRef},
   };
-  for (const Supply &supply : kSupplies) {
+  for (const Supply& supply : kSupplies) {
     std::string_view bus;
-    if (PINMPG_GetRef(row, supply.column, &bus)) put_supply_list(view, supply.keyword, bus);
+    if (PINMPG_GetRef(row, supply.column, &bus) && PINMPG_NamesBus(bus))
+      put_supply_list(view, supply.keyword, bus);
   }
 }
 
-void put_pin_group(const ComponentView &view, const Pin &pin) {
+void put_pin_group(const ComponentView& view, const Pin& pin) {
   const std::string_view name = text_or_empty(PIN_GetName, pin);
   const std::string_view model_name = text_or_empty(PIN_GetModel, pin);
-  const IbisModel *model = view.find_model(model_name);
+  const IbisModel* model = view.find_model(model_name);
   const bool diff = names_diff_pin(view, name);
   begin("Pin");
   add_text(name);
@@ -610,8 +604,8 @@ void put_pin_group(const ComponentView &view, const Pin &pin) {
   add_int(model_type_code(model));
   put_line();
   struct Parasitic {
-    const char *keyword;
-    int (*get)(const Pin *, double *);
+    const char* keyword;
+    int (*get)(const Pin*, double*);
   };
   for (const Parasitic p : {Parasitic{"C_Pin", PIN_GetCpin}, Parasitic{"L_Pin", PIN_GetLpin},
                             Parasitic{"R_Pin", PIN_GetRpin}}) {
@@ -624,15 +618,15 @@ void put_pin_group(const ComponentView &view, const Pin &pin) {
   put_supply_pins(view, name, model_name);
 }
 
-const PinList *pins_or_report(const Component &component) {
-  const PinList *pins = nullptr;
+const PinList* pins_or_report(const Component& component) {
+  const PinList* pins = nullptr;
   if (CMPNT_GetPins(&component, &pins)) return pins;
   RPT_Error("Unable to access component info: pin list");
   return nullptr;
 }
 
-void put_component_block(const IbisDocument &document, const Component &component) {
-  const PinList *pins = pins_or_report(component);
+void put_component_block(const IbisDocument& document, const Component& component) {
+  const PinList* pins = pins_or_report(component);
   if (!pins) return;
   std::string_view name;
   if (!CMPNT_GetName(&component, &name)) {
@@ -648,9 +642,9 @@ void put_component_block(const IbisDocument &document, const Component &componen
     add_text(manufacturer);
     put_line();
   }
-  const Package *package = nullptr;
+  const Package* package = nullptr;
   if (CMPNT_GetPackage(&component, &package)) {
-    const Range *range = nullptr;
+    const Range* range = nullptr;
     if (PKG_GetCpkg(package, &range)) put_triple("C_Pkg", range, Num::General);
     if (PKG_GetRpkg(package, &range)) put_triple("R_Pkg", range, Num::General);
     if (PKG_GetLpkg(package, &range)) put_triple("L_Pkg", range, Num::General);
@@ -659,17 +653,17 @@ void put_component_block(const IbisDocument &document, const Component &componen
   add_int(static_cast<int>(pins->pins.size()));
   put_line();
   const ComponentView view = make_view(document, component, pins);
-  for (const Pin &pin : pins->pins) put_pin_group(view, pin);
+  for (const Pin& pin : pins->pins) put_pin_group(view, pin);
 }
 
-// Every model a pin names, once each, in the order of the document's model list
-// (newest first); models only a series pin pair names are not written.
-void put_model_blocks(const IbisDocument &document, const Component &component) {
-  const PinList *pins = pins_or_report(component);
+// Every model a pin names, once each, in the order of the document's model list (newest first);
+// models only a series pin pair names are not written.
+void put_model_blocks(const IbisDocument& document, const Component& component) {
+  const PinList* pins = pins_or_report(component);
   if (!pins) return;
   std::unordered_set<std::string_view> used;
-  for (const Pin &pin : pins->pins) used.insert(text_or_empty(PIN_GetModel, pin));
-  const std::vector<std::unique_ptr<IbisModel>> *models = nullptr;
+  for (const Pin& pin : pins->pins) used.insert(text_or_empty(PIN_GetModel, pin));
+  const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
   if (!IBIS_GetList(document.models, &models)) return;
   for (auto it = models->rbegin(); it != models->rend(); ++it) {
     std::string_view name;
@@ -678,7 +672,7 @@ void put_model_blocks(const IbisDocument &document, const Component &component) 
   }
 }
 
-void put_head(const FileHeader &header) {
+void put_head(const FileHeader& header) {
   begin("File_Rev 3 0");
   put_line();
   std::string_view text;
@@ -694,10 +688,10 @@ void put_head(const FileHeader &header) {
   }
 }
 
-const Component *choose_component(const std::vector<std::unique_ptr<Component>> &components,
-                                  const char *name) {
+const Component* choose_component(const std::vector<std::unique_ptr<Component>>& components,
+                                  const char* name) {
   if (name) {
-    for (const std::unique_ptr<Component> &component : components) {
+    for (const std::unique_ptr<Component>& component : components) {
       std::string_view candidate;
       if (CMPNT_GetName(component.get(), &candidate) && CMN_EqualNoCase(candidate, name))
         return component.get();
@@ -714,10 +708,9 @@ const Component *choose_component(const std::vector<std::unique_ptr<Component>> 
 
 }  // namespace
 
-void CBS_EscapeString(std::string *out, std::string_view source, size_t limit) {
+void CBS_EscapeString(std::string* out, std::string_view source, size_t limit) {
   TARN_ASSERT(out != nullptr && limit > 0);
-  // A doubled quote is copied whole even past the budget, so the text always
-  // reads back.
+  // A doubled quote is copied whole even past the budget, so the text always reads back.
   long budget = static_cast<long>(limit) - 1;
   for (const char c : source) {
     if (budget <= 0) break;
@@ -730,25 +723,25 @@ void CBS_EscapeString(std::string *out, std::string_view source, size_t limit) {
   }
 }
 
-int CBS_CompileComponent(const IbisDocument *document, const char *output_path,
-                         const char *component_name) {
+int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
+                         const char* component_name) {
   TARN_ASSERT(document != nullptr);
-  const FileHeader *header = nullptr;
+  const FileHeader* header = nullptr;
   if (!IBIS_GetHeader(document, &header)) {
     RPT_Error("Unable to access header information.");
     return 0;
   }
-  const std::vector<std::unique_ptr<Component>> *components = nullptr;
+  const std::vector<std::unique_ptr<Component>>* components = nullptr;
   if (!IBIS_GetList(document->components, &components)) {
     RPT_Error("Unable to find component information.");
     return 0;
   }
-  const std::vector<std::unique_ptr<IbisModel>> *models = nullptr;
+  const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
   if (!IBIS_GetList(document->models, &models)) {
     RPT_Error("Unable to find model information.");
     return 0;
   }
-  const Component *component = choose_component(*components, component_name);
+  const Component* component = choose_component(*components, component_name);
   if (!component) return 0;
   if (!output_path || std::string_view(output_path) == "-") return 1;
   if (!open_output(output_path)) {
@@ -762,8 +755,8 @@ int CBS_CompileComponent(const IbisDocument *document, const char *output_path,
   return 1;
 }
 
-int IBIS_CompileDocument(const IbisDocument *document, const char *output, const char *component,
-                         std::FILE *report) {
+int IBIS_CompileDocument(const IbisDocument* document, const char* output, const char* component,
+                         std::FILE* report) {
   ApiGuard guard;
   if (!document) return 0;
   RPT_SetStream(report);
@@ -772,12 +765,19 @@ int IBIS_CompileDocument(const IbisDocument *document, const char *output, const
   return result;
 }
 
-int IBIS_CompileSourceToStream(const char *source, const char *component, const char *output,
-                               std::FILE *report) {
+int IBIS_CompileSourceToStream(const char* source, const char* component, const char* output,
+                               std::FILE* report) {
   ApiGuard guard;
   if (!source || !*source) return 0;
+  // The reporter counts nothing without a stream, and the count decides whether to write.
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> discard(nullptr, std::fclose);
+  if (!report) {
+    discard.reset(std::fopen("/dev/null", "w"));
+    if (!discard) return 0;
+    report = discard.get();
+  }
   int written = 0;
-  (void)SRC_CheckOne(source, report, [&](const IbisDocument &document) {
+  (void)SRC_CheckOne(source, report, [&](const IbisDocument& document) {
     written = CBS_CompileComponent(&document, output, component);
   });
   return written;

@@ -240,4 +240,6 @@ int PINMPG_GetRef(const PinMappingRow* row, PinMappingColumn column, std::string
   return 1;
 }
 
+bool PINMPG_NamesBus(std::string_view ref) { return names_bus(ref); }
+
 }  // namespace tarn

@@ -44,6 +44,8 @@ void PINMPG_EndOfFile(std::string_view component, const PinMapping& mapping, con
 /// The row of that pin, exactly as written.
 [[nodiscard]] int PINMPG_Find(const PinMapping* mapping, std::string_view pin,
                               const PinMappingRow** out);
+/// Whether a reference names a bus: "NC" says the structure is not connected.
+bool PINMPG_NamesBus(std::string_view ref);
 /// 1 and the bus name of a column when the row gives one, else 0.
 [[nodiscard]] int PINMPG_GetRef(const PinMappingRow* row, PinMappingColumn column,
                                 std::string_view* out);

@@ -2,7 +2,9 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -100,6 +102,79 @@ TEST(Tool, UnreadableFilesAreToolErrorsAndTheOthersAreStillRead) {
             "tarn: cannot open 'missing.ibs': No such file or directory\n"
             "tarn: 'notes.txt' is not an IBIS source (.ibs, .pkg or .ebd)\n");
   EXPECT_NE(r.out.find("File good.ibs  Errors: 0  Compile Passed\n"), std::string::npos);
+}
+
+constexpr const char* kCompilable =
+    "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
+    "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 IN buf\n2 VCC POWER\n[Model] buf\nModel_type Input\n"
+    "Vinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
+
+TEST(Tool, CompileWritesOnlyWhatPassed) {
+  tarn::test::TempDir dir;
+  dir.write("part.ibs", kCompilable);
+  dir.write("good.ibs", kGood);
+  dir.write("bad.ibs", "[IBIS Ver] 3.2\n[End]\n");
+
+  const ToolRun written = run_tool("compile part.ibs --component part --output part.cbs", dir);
+  EXPECT_EQ(written.status, 0);
+  EXPECT_EQ(written.out,
+            "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
+            "File part.ibs  Errors: 0  Compile Passed\n\n");
+  std::ifstream in(dir.path() / "part.cbs");
+  std::stringstream compiled;
+  compiled << in.rdbuf();
+  const std::string head = "File_Rev 3 0\nSrc_Name \"part.ibs\"\nComponent \"Part\"\n";
+  EXPECT_EQ(compiled.str().substr(0, head.size()), head);
+
+  struct Case {
+    const char* args;
+    const char* report_tail;  // the writer's findings and the summary
+  };
+  const Case failures[] = {
+      {"compile good.ibs --output o.cbs",
+       "ERROR good.ibs - Unable to find model information.\n"
+       "File good.ibs  Errors: 1  Compile Failed\n\n"},
+      {"compile bad.ibs --output o.cbs",
+       "ERROR bad.ibs - Required keyword 'Component' not found.\n"
+       "File bad.ibs  Errors: 1  Compile Failed\n\n"},
+      {"compile --component=Nope part.ibs --output=o.cbs",
+       "ERROR part.ibs - Unable to find component \"Nope\" in ibis file\n"
+       "File part.ibs  Errors: 1  Compile Failed\n\n"},
+  };
+  for (const Case& c : failures) {
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, 1) << c.args;
+    const std::string tail = c.report_tail;
+    EXPECT_EQ(r.out.substr(r.out.size() - std::min(r.out.size(), tail.size())), tail) << c.args;
+    EXPECT_FALSE(std::filesystem::exists(dir.path() / "o.cbs")) << c.args;
+  }
+}
+
+TEST(Tool, CompileUsageErrors) {
+  tarn::test::TempDir dir;
+  dir.write("part.ibs", kCompilable);
+  struct Case {
+    const char* args;
+    const char* error;
+    int status;
+  };
+  const Case cases[] = {
+      {"compile part.ibs", "tarn: compile: --output OUT is required (a file name)\n", 2},
+      {"compile part.ibs --output -", "tarn: compile: --output OUT is required (a file name)\n", 2},
+      {"compile --output o.cbs", "tarn: compile: no FILE given\n", 2},
+      {"compile part.ibs part.ibs --output o.cbs", "tarn: compile: one FILE only\n", 2},
+      {"compile part.ibs --output", "tarn: compile: --output needs a value\n", 2},
+      {"compile part.ibs --fast --output o.cbs", "tarn: compile: unknown option '--fast'\n", 2},
+      {"compile missing.ibs --output o.cbs",
+       "tarn: cannot open 'missing.ibs': No such file or directory\n", 2},
+  };
+  for (const Case& c : cases) {
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, c.status) << c.args;
+    EXPECT_EQ(r.out, "") << c.args;
+    EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1), c.error) << c.args;
+  }
+  EXPECT_FALSE(std::filesystem::exists(dir.path() / "o.cbs"));
 }
 
 TEST(Tool, ShippedExamplePasses) {

@@ -1,0 +1,754 @@
+// Compiled component model files: whole files for components that exercise each record, the
+// writer's failures, and the same bytes whatever locale the host program set.
+#include "writers/cbs.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include "libibis/src/ibis.h"
+#include "libibis/src/rpt.h"
+#include "tarn/compile.h"
+#include "test_support.h"
+
+namespace tarn::test {
+namespace {
+
+std::optional<std::string> file_text(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+struct Compiled {
+  int result = -1;
+  std::string read_report;          // findings of the reading
+  std::string report;               // the writer's own findings
+  std::optional<std::string> file;  // the compiled file, when one was written
+};
+
+// Reads `source` as t.ibs and compiles `component` of it to `output` (a name in a fresh folder,
+// or null for no path) with the writer's findings collected.
+Compiled compile(std::string_view source, const char* component, const char* output = "out.cbs") {
+  Compiled c;
+  ReadResult read = read_source(source, "t.ibs", /*want_document=*/true);
+  c.read_report = read.report;
+  if (!read.document) {
+    ADD_FAILURE() << "no document:\n" << read.report;
+    return c;
+  }
+  TempDir dir;
+  // "-" goes to the writer as it stands: it means no file.
+  const bool in_folder = output && std::string_view(output) != "-";
+  const std::string path = in_folder ? (dir.path() / output).string() : std::string();
+  ScopedCwd cwd(dir.path());  // where a file named "-" would land
+  MemStream report;
+  RPT_SetStream(report.get());
+  c.result =
+      CBS_CompileComponent(read.document.get(), in_folder ? path.c_str() : output, component);
+  RPT_SetStream(nullptr);
+  c.report = report.text();
+  if (in_folder)
+    c.file = file_text(path);
+  else if (output)
+    c.file = file_text(dir.path() / output);
+  return c;
+}
+
+// A component that a caller would get compiled: no errors in the reading.
+std::string compile_clean(std::string_view source, const char* component) {
+  const Compiled c = compile(source, component);
+  EXPECT_EQ(c.read_report.find("ERROR"), std::string::npos) << c.read_report;
+  EXPECT_EQ(c.result, 1);
+  EXPECT_EQ(c.report, "");
+  return c.file.value_or("<no file>");
+}
+
+// Three models: one with entries in every corner (NA rows in the min column of later rows),
+// one whose only min entry is a VI table column, one without any min entry.
+constexpr const char* kCornerSource = R"([IBIS Ver] 3.2
+[File Name] t.ibs
+[File Rev] 1.0
+[Component] CORNERS
+[Manufacturer] Acme
+[Package]
+R_pkg 0.2 NA NA
+L_pkg 1n 0.8n 1.2n
+C_pkg 1p NA 1.5p
+[Pin] signal_name model_name
+1 DQ0 io_a
+2 IN0 in_b
+3 OUT0 tri_c
+4 VCC POWER
+5 GND GND
+[Model] io_a
+Model_type I/O
+Vinl = 0.8
+Vinh = 2.0
+Vmeas = 1.5
+Cref = 0
+Rref = 50
+Vref = 0
+C_comp 2p 1.5p NA
+[Voltage Range] 3.3 3.0 3.6
+[Pulldown]
+-1 -0.01 -0.008 -0.012
+0 0 0 0
+1 0.01 NA 0.012
+3.3 0.02 0.015 0.024
+[Pullup]
+-1 0.01 NA NA
+0 0 NA NA
+3.3 -0.02 NA NA
+[Ramp]
+dV/dt_r 1.0/1n 0.8/1.2n 1.6/0.8n
+dV/dt_f 1.5/1n 1.0/1n NA
+R_load = 50
+[Rising Waveform]
+R_fixture = 50
+V_fixture = 0
+C_fixture = 1p
+C_dut = 0.5p
+0 0 0 0
+1n 1.0 NA 1.2
+2n 1.65 1.3 2.0
+[Falling Waveform]
+R_fixture = 50
+V_fixture = 3.3
+0 3.3 3.0 3.6
+2n 1.65 1.5 1.8
+[Falling Waveform]
+R_fixture = 50
+V_fixture = 0
+0 1.65 NA NA
+2n 0 NA NA
+[Model] in_b
+Model_type Input
+Vinl = 0.8
+Vinh = 2.0
+C_comp 1p NA NA
+[Voltage Range] 3.3 NA NA
+[GND Clamp]
+-1 -0.1 -0.09 NA
+0 0 0 NA
+[Model] tri_c
+Model_type 3-state
+C_comp 1p NA 1.2p
+[Voltage Range] 3.3 NA 3.6
+[Pulldown]
+0 0 NA 0
+1 0.01 NA 0.012
+[Pullup]
+0 0 NA NA
+1 -0.01 NA NA
+[Ramp]
+dV/dt_r 1.0/1n NA NA
+dV/dt_f 1.0/1n NA NA
+[End]
+)";
+
+TEST(CompiledFile, CornerCopiesFollowTheirProbeAndTheTableRule) {
+  // Models in the order of the document's list, newest first. Each table takes its column
+  // from its first row; a row whose chosen entry is NA is left out. Only the first waveform of
+  // a direction is carried; the fixture sums the fixture's and the device's C.
+  EXPECT_EQ(compile_clean(kCornerSource, "corners"), R"(File_Rev 3 0
+Src_Name "t.ibs"
+Component "CORNERS"
+Manufacturer "Acme"
+C_Pkg 1e-12 1e-12 1.5e-12
+R_Pkg 0.2 0.2 0.2
+L_Pkg 1e-09 8e-10 1.2e-09
+Num_Pins 5
+Pin "1" "DQ0" "io_a" 0 4
+ERate 1.5e+09 1e+09 2e+09
+VoltRange 3.3 3 3.6
+vinh_plus 2.000000 2.000000 2.000000
+vinl_minus 0.800000 0.800000 0.800000
+vmeas 1.500000 1.500000 1.500000
+Pin "2" "IN0" "in_b" 0 2
+VoltRange 3.3 3.3 3.3
+vinh_plus 2.000000 2.000000 2.000000
+vinl_minus 0.800000 0.800000 0.800000
+Pin "3" "OUT0" "tri_c" 0 5
+ERate 1e+09 1e+09 1e+09
+VoltRange 3.3 3.3 3.6
+Pin "4" "VCC" "POWER" 0 1
+Pin "5" "GND" "GND" 0 1
+
+Model "tri_c"
+Type "tristate"
+
+Max_Model
+c_comp 1.2e-12
+pullup
+0 0
+1 -0.01
+pulldown
+0 0
+1 0.012
+dv_r 1 dt_r 1e-09
+dv_f 1 dt_f 1e-09
+
+Typ_Model
+c_comp 1e-12
+pullup
+0 0
+1 -0.01
+pulldown
+0 0
+1 0.01
+dv_r 1 dt_r 1e-09
+dv_f 1 dt_f 1e-09
+
+Model "in_b"
+Type "Input"
+
+Min_Model
+vinl 0.8
+vinh 2
+c_comp 1e-12
+gnd_clamp
+-1 -0.09
+0 0
+
+Typ_Model
+vinl 0.8
+vinh 2
+c_comp 1e-12
+gnd_clamp
+-1 -0.1
+0 0
+
+Model "io_a"
+Type "I/O"
+
+Min_Model
+vinl 0.8
+vinh 2
+c_comp 1.5e-12
+pullup
+-1 0.01
+0 0
+3.3 -0.02
+pulldown
+-1 -0.008
+0 0
+3.3 0.015
+r_load 50
+dv_r 0.8 dt_r 1.2e-09
+dv_f 1 dt_f 1e-09
+rising_waveform
+0 0
+2e-09 1.3
+v_fix_r 0
+r_fix_r 50
+c_fix_r 1.5e-12
+falling_waveform
+0 3
+2e-09 1.5
+v_fix_f 3.3
+r_fix_f 50
+
+Max_Model
+vinl 0.8
+vinh 2
+c_comp 2e-12
+pullup
+-1 0.01
+0 0
+3.3 -0.02
+pulldown
+-1 -0.012
+0 0
+1 0.012
+3.3 0.024
+r_load 50
+dv_r 1.6 dt_r 8e-10
+dv_f 1.5 dt_f 1e-09
+rising_waveform
+0 0
+1e-09 1.2
+2e-09 2
+v_fix_r 0
+r_fix_r 50
+c_fix_r 1.5e-12
+falling_waveform
+0 3.6
+2e-09 1.8
+v_fix_f 3.3
+r_fix_f 50
+
+Typ_Model
+vinl 0.8
+vinh 2
+c_comp 2e-12
+pullup
+-1 0.01
+0 0
+3.3 -0.02
+pulldown
+-1 -0.01
+0 0
+1 0.01
+3.3 0.02
+r_load 50
+dv_r 1 dt_r 1e-09
+dv_f 1.5 dt_f 1e-09
+rising_waveform
+0 0
+1e-09 1
+2e-09 1.65
+v_fix_r 0
+r_fix_r 50
+c_fix_r 1.5e-12
+falling_waveform
+0 3.3
+2e-09 1.65
+v_fix_f 3.3
+r_fix_f 50
+)");
+}
+
+// Pin-level records: a quoted name, the copyright cut, pin parasitics, a diff pair, a pin on a
+// model selector, a terminator, a series pair, supply lists and the thresholds.
+constexpr const char* kPinSource = R"([IBIS Ver] 3.2
+[File Name] t.ibs
+[File Rev] 1.0
+[Copyright] Copyright 2026 Acme Semiconductor Corporation, all rights kept
+[Component] A"B
+[Manufacturer] Acme
+[Package]
+R_pkg 0.2 NA NA
+L_pkg 1n NA NA
+C_pkg 1p NA NA
+[Pin] signal_name model_name R_pin L_pin C_pin
+1 DP out_d 0.1 1n 1p
+2 DN out_d 0.1 1n 1p
+3 RX1 sel
+4 TP term_e
+5 SA in_g
+6 SB in_g
+7 V1 POWER
+8 V7 POWER
+9 G1 GND
+10 VQ POWER
+[Pin Mapping] pulldown_ref pullup_ref gnd_clamp_ref power_clamp_ref
+1 GNDBUS VDDBUS GNDBUS VDDQ
+2 GNDBUS VDDBUS
+3 GNDBUS VDDBUS
+4 NC NC GNDBUS VDDBUS
+5 GNDBUS VDDBUS
+6 GNDBUS VDDBUS
+7 NC VDDBUS
+8 NC VDDBUS
+9 GNDBUS NC
+10 NC VDDQ
+[Diff Pin] inv_pin vdiff tdelay_typ tdelay_min tdelay_max
+1 2 0.15 1u NA 3u
+[Series Pin Mapping] pin_2 model_name
+5 6 ser_f
+[Model Selector] sel
+in_g Input buffer
+[Model] out_d
+Model_type Output
+Vmeas = 1.5
+Cref = 0
+Rref = 50
+Vref = 0
+C_comp 1p NA NA
+[Model Spec]
+| subparameter typ min max
+Vinh+ 2.1 2.0 2.2
+S_overshoot_high 3.6 NA NA
+D_overshoot_high 4.0 NA NA
+D_overshoot_time 1n NA NA
+Vmeas 1.4 1.3 NA
+[Voltage Range] 3.3 NA NA
+[Pulldown]
+0 0 NA NA
+3.3 0.066 NA NA
+[Pullup]
+0 0 NA NA
+3.3 -0.066 NA NA
+[Ramp]
+dV/dt_r 1.65/0.5n NA NA
+dV/dt_f 1.65/0.5n NA NA
+[Model] in_g
+Model_type Input
+Vinl = 0.8
+Vinh = 2.0
+C_comp 1p NA NA
+[Voltage Range] 3.3 NA NA
+[Model] term_e
+Model_type Terminator
+C_comp 1p NA NA
+[Voltage Range] 3.3 NA NA
+[Rgnd] 100 90 NA
+[Rpower] 100 NA 110
+[Rac] 50 NA NA
+[Cac] 10p NA NA
+[Model] ser_f
+Model_type Series
+C_comp 1p NA NA
+[Voltage Range] 3.3 NA NA
+[R Series] 10 9 11
+[L Series] 1n NA NA
+[End]
+)";
+
+TEST(CompiledFile, PinGroupsCarryTheirPartnersModelRecordsAndSupplies) {
+  // The pin on a selector finds no model: type 1 and no model records. "NC" in a mapping row
+  // names no bus. The %f thresholds lose a 1 ns time; the series model is not written since
+  // no pin names it; term_rac keeps its two blanks.
+  EXPECT_EQ(compile_clean(kPinSource, "A\"B"), R"(File_Rev 3 0
+Copyright "Copyright 2026 Acme Semiconductor Corpo"
+Src_Name "t.ibs"
+Component "A""B"
+Manufacturer "Acme"
+C_Pkg 1e-12 1e-12 1e-12
+R_Pkg 0.2 0.2 0.2
+L_Pkg 1e-09 1e-09 1e-09
+Num_Pins 10
+Pin "1" "DP" "out_d" 1 3
+C_Pin 1e-12
+L_Pin 1e-09
+R_Pin 0.1
+diff_2nd_pin "2"
+diff_polarity 1
+vdiff 0.150000
+tdelay 0.000001 0.000001 0.000003
+ERate 3.3e+09 3.3e+09 3.3e+09
+VoltRange 3.3 3.3 3.3
+vinh_plus 2.100000 2.000000 2.200000
+over_high_s 3.600000 3.600000 3.600000
+over_high_d 4.000000 4.000000 4.000000
+over_time_d 0.000000 0.000000 0.000000
+vmeas 1.400000 1.300000 1.400000
+PU_Pin "7" "8"
+PD_Pin "9"
+PC_Pin "10"
+GC_Pin "9"
+Pin "2" "DN" "out_d" 1 3
+C_Pin 1e-12
+L_Pin 1e-09
+R_Pin 0.1
+diff_2nd_pin "1"
+diff_polarity 0
+vdiff 0.150000
+tdelay 0.000001 0.000001 0.000003
+ERate 3.3e+09 3.3e+09 3.3e+09
+VoltRange 3.3 3.3 3.3
+vinh_plus 2.100000 2.000000 2.200000
+over_high_s 3.600000 3.600000 3.600000
+over_high_d 4.000000 4.000000 4.000000
+over_time_d 0.000000 0.000000 0.000000
+vmeas 1.400000 1.300000 1.400000
+PU_Pin "7" "8"
+PD_Pin "9"
+Pin "3" "RX1" "sel" 0 1
+PU_Pin "7" "8"
+PD_Pin "9"
+Pin "4" "TP" "term_e" 0 15
+VoltRange 3.3 3.3 3.3
+term_rgnd 100 90 100
+term_rpwr 100 100 110
+term_rac  50 50 50
+term_cac 1e-11 1e-11 1e-11
+PC_Pin "7" "8"
+GC_Pin "9"
+Pin "5" "SA" "in_g" 0 2
+series_2nd_pin "6" "ser_f"
+series_r 10 9 11
+series_l 1e-09 1e-09 1e-09
+VoltRange 3.3 3.3 3.3
+vinh_plus 2.000000 2.000000 2.000000
+vinl_minus 0.800000 0.800000 0.800000
+PU_Pin "7" "8"
+PD_Pin "9"
+Pin "6" "SB" "in_g" 0 2
+series_2nd_pin "5" "ser_f"
+series_r 10 9 11
+series_l 1e-09 1e-09 1e-09
+VoltRange 3.3 3.3 3.3
+vinh_plus 2.000000 2.000000 2.000000
+vinl_minus 0.800000 0.800000 0.800000
+PU_Pin "7" "8"
+PD_Pin "9"
+Pin "7" "V1" "POWER" 0 1
+Pin "8" "V7" "POWER" 0 1
+Pin "9" "G1" "GND" 0 1
+Pin "10" "VQ" "POWER" 0 1
+
+Model "term_e"
+Type "Terminator"
+
+Min_Model
+c_comp 1e-12
+rgnd 90
+rpower 100
+rac 50
+cac 1e-11
+
+Max_Model
+c_comp 1e-12
+rgnd 100
+rpower 110
+rac 50
+cac 1e-11
+
+Typ_Model
+c_comp 1e-12
+rgnd 100
+rpower 100
+rac 50
+cac 1e-11
+
+Model "in_g"
+Type "Input"
+
+Typ_Model
+vinl 0.8
+vinh 2
+c_comp 1e-12
+
+Model "out_d"
+Type "Output"
+
+Min_Model
+Vinh+ 2
+S_overshoot_high 3.6
+c_comp 1e-12
+pullup
+0 0
+3.3 -0.066
+pulldown
+0 0
+3.3 0.066
+dv_r 1.65 dt_r 5e-10
+dv_f 1.65 dt_f 5e-10
+
+Max_Model
+Vinh+ 2.2
+S_overshoot_high 3.6
+c_comp 1e-12
+pullup
+0 0
+3.3 -0.066
+pulldown
+0 0
+3.3 0.066
+dv_r 1.65 dt_r 5e-10
+dv_f 1.65 dt_f 5e-10
+
+Typ_Model
+Vinh+ 2.1
+S_overshoot_high 3.6
+c_comp 1e-12
+pullup
+0 0
+3.3 -0.066
+pulldown
+0 0
+3.3 0.066
+dv_r 1.65 dt_r 5e-10
+dv_f 1.65 dt_f 5e-10
+)");
+}
+
+TEST(CompiledFile, ModelWithoutTypeAndEdgeRateWithoutTime) {
+  // Neither is a file the reader passes, but the writer writes what the document holds: no
+  // Model_type is "No Type" with code 1, and a zero ramp time gives no ERate record.
+  const Compiled c = compile(R"([IBIS Ver] 3.2
+[File Name] t.ibs
+[Component] X
+[Manufacturer] Acme
+[Pin] signal_name model_name
+1 A plain
+[Model] plain
+Vinl = 0.8
+[Ramp]
+dV/dt_r 1/0 NA NA
+dV/dt_f 1/1n NA NA
+[End]
+)",
+                             "X");
+  EXPECT_EQ(c.result, 1);
+  EXPECT_EQ(c.file, R"(File_Rev 3 0
+Src_Name "t.ibs"
+Component "X"
+Manufacturer "Acme"
+Num_Pins 1
+Pin "1" "A" "plain" 0 1
+vinl_minus 0.800000 0.800000 0.800000
+
+Model "plain"
+Type "No Type"
+
+Typ_Model
+vinl 0.8
+dv_r 1 dt_r 0
+dv_f 1 dt_f 1e-09
+)");
+}
+
+constexpr const char* kTwoComponents = R"([IBIS Ver] 3.2
+[File Name] t.ibs
+[Component] First
+[Manufacturer] Acme
+[Pin] signal_name model_name
+1 VCC POWER
+[Component] Second
+[Manufacturer] Acme
+[Model] m
+Model_type Input
+[End]
+)";
+
+TEST(CompiledFile, FailuresAreReportedAndDecideTheResult) {
+  struct Case {
+    const char* what;
+    const char* source;
+    const char* component;
+    const char* output;
+    int result;
+    const char* report;
+    const char* file;  // null: no file
+  };
+  const Case cases[] = {
+      {"a name matches without regard to case, only the first such component", kTwoComponents,
+       "FIRST", "out.cbs", 1, "",
+       "File_Rev 3 0\nSrc_Name \"t.ibs\"\nComponent \"First\"\nManufacturer \"Acme\"\n"
+       "Num_Pins 1\nPin \"1\" \"VCC\" \"POWER\" 0 1\n"},
+      {"an absent name", kTwoComponents, "Third", "out.cbs", 0,
+       "ERROR t.ibs - Unable to find component \"Third\" in ibis file\n", nullptr},
+      {"no name and two components", kTwoComponents, nullptr, "out.cbs", 0,
+       "ERROR t.ibs - No Component Name supplied and IBIS file contains multiple entries\n",
+       nullptr},
+      {"no path only checks the component", kTwoComponents, "Second", nullptr, 1, "", nullptr},
+      {"\"-\" only checks the component", kTwoComponents, "Second", "-", 1, "", nullptr},
+      {"a component without pins: both passes report it, the head is still written", kTwoComponents,
+       "Second", "out.cbs", 1,
+       "ERROR t.ibs - Unable to access component info: pin list\n"
+       "ERROR t.ibs - Unable to access component info: pin list\n",
+       "File_Rev 3 0\nSrc_Name \"t.ibs\"\n"},
+      {"no model at all",
+       "[IBIS Ver] 3.2\n[Component] Y\n[Pin] signal_name model_name\n"
+       "1 VCC POWER\n[End]\n",
+       "Y", "out.cbs", 0, "ERROR t.ibs - Unable to find model information.\n", nullptr},
+  };
+  for (const Case& k : cases) {
+    const Compiled c = compile(k.source, k.component, k.output);
+    EXPECT_EQ(c.result, k.result) << k.what;
+    EXPECT_EQ(c.report, k.report) << k.what;
+    if (k.file)
+      EXPECT_EQ(c.file, std::string(k.file)) << k.what;
+    else
+      EXPECT_FALSE(c.file.has_value()) << k.what;
+  }
+}
+
+TEST(CompiledFile, AnUnopenableOutputIsTwoErrors) {
+  const Compiled c = compile(kTwoComponents, "First", "missing-folder/out.cbs");
+  EXPECT_EQ(c.result, 0);
+  const std::string prefix =
+      "ERROR t.ibs - Unable to open output file.\n"
+      "ERROR t.ibs - Unable to open file \"";
+  EXPECT_EQ(c.report.substr(0, prefix.size()), prefix);
+  EXPECT_NE(c.report.find("missing-folder/out.cbs\"\n"), std::string::npos) << c.report;
+  EXPECT_FALSE(c.file.has_value());
+}
+
+TEST(CompiledFile, EscapingDoublesQuotesWithinItsBudget) {
+  struct Case {
+    std::string_view source;
+    size_t limit;
+    const char* escaped;
+  };
+  const Case cases[] = {
+      {"A\"B", 2048, "A\"\"B"},
+      {"abcdef", 4, "abc"},
+      {"ab\"cd", 4, "ab\"\""},  // the quote costs two and fits exactly
+      {"abc\"d", 4, "abc"},     // the budget is spent before the quote
+      {"a\"bcd", 3, "a\"\""},   // a quote is never cut in half, even past the budget
+      {"", 40, ""},
+  };
+  for (const Case& k : cases) {
+    std::string out = "x";
+    CBS_EscapeString(&out, k.source, k.limit);
+    EXPECT_EQ(out, std::string("x") + k.escaped) << k.source << " / " << k.limit;
+  }
+}
+
+// Whatever locale the host set, the file is the same bytes: a comma-decimal locale must not
+// turn 0.2 into 0,2.
+TEST(CompiledFile, SameBytesUnderACommaDecimalLocale) {
+  TempDir dir;
+  const std::string source = dir.write("t.ibs", kCornerSource);
+  const std::string in_c = (dir.path() / "c.cbs").string();
+  const std::string in_de = (dir.path() / "de.cbs").string();
+  ASSERT_EQ(IBIS_CompileSourceToStream(source.c_str(), "CORNERS", in_c.c_str(), nullptr), 1);
+
+  const std::string previous = std::setlocale(LC_ALL, nullptr);
+  if (!std::setlocale(LC_ALL, "de_DE.UTF-8")) GTEST_SKIP() << "de_DE.UTF-8 is not installed";
+  char probe[16];
+  std::snprintf(probe, sizeof probe, "%.1f", 0.5);
+  const int result = IBIS_CompileSourceToStream(source.c_str(), "CORNERS", in_de.c_str(), nullptr);
+  std::setlocale(LC_ALL, previous.c_str());
+
+  EXPECT_STREQ(probe, "0,5") << "the locale did not take effect";
+  EXPECT_EQ(result, 1);
+  const std::optional<std::string> c_text = file_text(in_c);
+  ASSERT_TRUE(c_text.has_value());
+  EXPECT_NE(c_text->find("R_Pkg 0.2 0.2 0.2\n"), std::string::npos);
+  EXPECT_EQ(file_text(in_de), c_text);
+}
+
+// Vendor files: every component of every file that reads compiles to a file whose pin count
+// matches its pin records, whatever findings the reading had.
+TEST(CompiledFile, EveryCorpusComponentCompiles) {
+  const std::filesystem::path dir = std::filesystem::path(TARN_TEST_DATA) / "corpus";
+  int components = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(dir)) {
+    const std::string path = entry.path().string();
+    if (entry.path().extension() != ".ibs") continue;
+    IbisDocument* raw = nullptr;
+    ::testing::internal::CaptureStdout();
+    (void)IBIS_ReadSourceToStream(path.c_str(), nullptr, &raw);
+    ::testing::internal::GetCapturedStdout();
+    const DocumentPtr document(raw);
+    if (!document) continue;
+    for (const auto& component : document->components) {
+      ++components;
+      TempDir out_dir;
+      const std::string out = (out_dir.path() / "c.cbs").string();
+      MemStream report;
+      RPT_SetStream(report.get());
+      const int result = CBS_CompileComponent(document.get(), out.c_str(), component->name.c_str());
+      RPT_SetStream(nullptr);
+      EXPECT_EQ(result, 1) << path << " " << component->name << "\n" << report.text();
+      const std::string text = file_text(out).value_or("");
+      EXPECT_EQ(text.rfind("File_Rev 3 0\n", 0), 0u) << path;
+      std::istringstream lines(text);
+      std::string line;
+      int pins = 0;
+      int declared = -1;
+      while (std::getline(lines, line)) {
+        if (line.rfind("Pin \"", 0) == 0) ++pins;
+        if (line.rfind("Num_Pins ", 0) == 0) declared = std::stoi(line.substr(9));
+      }
+      EXPECT_EQ(pins, declared) << path << " " << component->name;
+    }
+  }
+  EXPECT_GE(components, 4);
+}
+
+}  // namespace
+}  // namespace tarn::test
