@@ -251,9 +251,8 @@ void ModelCopy::ramp_edge(std::string_view dv_word, std::string_view dt_word,
                           const RampRatio* ratio) {
   double dv = 0.0;
   double dt = 0.0;
-  if (ratio->typ.status != ValueStatus::Value || !ramp_select(ratio, corner_, &dv, &dt)) return;
-  const RampEntry& entry = corner_ == kCornerMin ? ratio->min : ratio->max;
-  note(corner_ != kCornerTyp && entry.status == ValueStatus::Value);
+  if (!ramp_corner_valid(ratio, kCornerTyp) || !ramp_select(ratio, corner_, &dv, &dt)) return;
+  note(ramp_corner_valid(ratio, corner_));
   if (dry_) return;
   begin(dv_word);
   add_number(dv, Num::General);
@@ -507,8 +506,8 @@ void put_edge_rate(const IbisModel& model) {
   const RampRatio* rising = nullptr;
   const RampRatio* falling = nullptr;
   if (!mdl_get_ramp(&model, &ramp) || !ramp_get_dvdt_r(ramp, &rising) ||
-      !ramp_get_dvdt_f(ramp, &falling) || rising->typ.status != ValueStatus::Value ||
-      falling->typ.status != ValueStatus::Value)
+      !ramp_get_dvdt_f(ramp, &falling) || !ramp_corner_valid(rising, kCornerTyp) ||
+      !ramp_corner_valid(falling, kCornerTyp))
     return;
   double rates[3] = {};
   const int corners[3] = {kCornerTyp, kCornerMin, kCornerMax};

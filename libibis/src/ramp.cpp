@@ -168,6 +168,13 @@ int ramp_get_r_load(const Ramp* ramp, double* out) {
   return 1;
 }
 
+bool ramp_corner_valid(const RampRatio* ratio, int corner) {
+  TARN_ASSERT(ratio != nullptr);
+  const RampEntry* e = corner == kCornerMin ? &ratio->min : corner == kCornerMax ? &ratio->max
+                                                                                  : &ratio->typ;
+  return e->status == ValueStatus::Value;
+}
+
 int ramp_select(const RampRatio* ratio, int corner, double* dv_out, double* dt_out) {
   TARN_ASSERT(ratio != nullptr && dv_out != nullptr && dt_out != nullptr);
   const RampEntry* e = &ratio->typ;
