@@ -2,11 +2,15 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "service/source_index.h"
 #include "tarn/compile.h"
+#include "tarn/navig_prs.h"
+#include "tarn/ibis_comp_mdls.h"
 #include "tarn/reader.h"
 #include "tarn/tarn.h"
 
@@ -26,6 +30,12 @@ constexpr const char* kUsage =
     "                  read and check FILE as check does and, when it has no errors, write\n"
     "                  the compiled model file of component NAME (without NAME, the file's\n"
     "                  only component) to OUT\n"
+    "  index FOLDER    read every .ibs file of FOLDER and write its source index,\n"
+    "                  FOLDER/ibisindex.ibx (component name to file)\n"
+    "  lib --cache DIR --index FILE [--index FILE...] COMPONENT\n"
+    "                  ask the model library (compiled files and log in DIR, sources found\n"
+    "                  through the indexes) for COMPONENT, compiling it when needed, and\n"
+    "                  show its status, compiled file and pins; exit 0 when usable\n"
     "\n"
     "options:\n"
     "  -h, --help      show this help\n"
@@ -143,6 +153,118 @@ int run_compile(const std::vector<const char*>& args) {
   return written == 1 ? kExitPassed : kExitFailed;
 }
 
+int run_index(const std::vector<const char*>& args) {
+  if (args.size() != 1) return usage_error("index: one FOLDER expected");
+  if (args[0][0] == '-') return usage_error(std::string("index: unknown option '") + args[0] + "'");
+  std::error_code ec;
+  if (!std::filesystem::is_directory(args[0], ec)) {
+    std::fprintf(stderr, "tarn: '%s' is not a folder\n", args[0]);
+    return kExitUsage;
+  }
+  const tarn::SourceIndexResult result = tarn::LIB_IndexFolder(args[0]);
+  std::fflush(stdout);
+  for (const std::string& file : result.unread)
+    std::fprintf(stderr, "tarn: index: '%s' could not be read (no component found)\n",
+                 file.c_str());
+  if (!result.written) {
+    std::fprintf(stderr, "tarn: cannot write '%s'\n", result.index_path.c_str());
+    return kExitUsage;
+  }
+  std::printf("%s: %d component%s\n", result.index_path.c_str(), result.components,
+              result.components == 1 ? "" : "s");
+  return result.unread.empty() ? kExitPassed : kExitFailed;
+}
+
+// The tool's library: a manager whose source indexes come from the command line.
+class ToolLibrary : public CIbisCompMdls {
+ public:
+  using CIbisCompMdls::AddSrcIndex;
+};
+
+const char* status_text(const CIbisCompInfo& info) {
+  switch (info.GetStatus()) {
+    case eIbisCurrent: return "compiled information current";
+    case eIbisOutOfDateKept: return "compiled information out of date, kept";
+    default: return CIbisCompInfo::GetIbisStatusText(info.GetStatus());
+  }
+}
+
+std::string pin_text(const CIbisCompInfo& info, eIbisParam id, int pin) {
+  const char* text = nullptr;
+  return info.GetModelParam(id, &text, pin) && *text ? text : "-";
+}
+
+std::string pin_value(const CIbisCompInfo& info, eIbisParam id, int pin) {
+  double value = 0.0;
+  if (!info.GetModelParam(id, &value, pin, eTyp)) return "-";
+  char buffer[24];
+  return CNavigPrs::ut_dbl2eng(value, 8, buffer);
+}
+
+void print_pins(const CIbisCompInfo& info) {
+  std::printf("%-6s %-12s %-14s %-24s %-9s %-9s %-9s %-12s %-12s %-6s %s\n", "pin", "signal",
+              "model", "model type", "R_pin", "L_pin", "C_pin", "pullup", "pulldown", "diff",
+              "series");
+  for (int pin = 0; pin < info.GetPinCount(); ++pin) {
+    int type = 0;
+    (void)info.GetModelParam(eIbisModelType, &type, pin);
+    std::printf("%-6s %-12s %-14s %-24s %-9s %-9s %-9s %-12s %-12s %-6s %s\n",
+                pin_text(info, eIbisPinName, pin).c_str(), pin_text(info, eIbisSignalName, pin).c_str(),
+                pin_text(info, eIbisModelName, pin).c_str(), CIbisCompInfo::GetModelTypeText(type),
+                pin_value(info, eIbisRPin, pin).c_str(), pin_value(info, eIbisLPin, pin).c_str(),
+                pin_value(info, eIbisCPin, pin).c_str(), pin_text(info, eIbisPullUpPins, pin).c_str(),
+                pin_text(info, eIbisPullDownPins, pin).c_str(),
+                pin_text(info, eIbisDiffPartner, pin).c_str(),
+                pin_text(info, eIbisSeriesPartners, pin).c_str());
+  }
+}
+
+int run_lib(const std::vector<const char*>& args) {
+  const char* cache = nullptr;
+  const char* component = nullptr;
+  std::vector<const char*> indexes;
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string_view arg = args[i];
+    if (arg == "--cache" || arg == "--index") {
+      if (i + 1 == args.size()) return usage_error("lib: " + std::string(arg) + " needs a value");
+      if (arg == "--cache") cache = args[++i];
+      else indexes.push_back(args[++i]);
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      return usage_error("lib: unknown option '" + std::string(arg) + "'");
+    } else if (component) {
+      return usage_error("lib: one COMPONENT only");
+    } else {
+      component = args[i];
+    }
+  }
+  if (!cache) return usage_error("lib: --cache DIR is required");
+  if (indexes.empty()) return usage_error("lib: at least one --index FILE is required");
+  if (!component) return usage_error("lib: no COMPONENT given");
+  ToolLibrary library;
+  if (!library.Init(cache)) return usage_error("lib: cannot use the cache folder");
+  for (const char* index : indexes) (void)library.AddSrcIndex(index, index);
+  library.SetSearchPaths(1);
+  eRdIbisResult result = eRdIbisNone;
+  const CIbisCompInfo* info = library.GetIbisCompInfo(component, &result, 0);
+  std::fflush(stdout);
+  if (!info) {
+    library.Fini(1);
+    std::fprintf(stderr, "tarn: lib: cannot make the component's information\n");
+    return kExitFailed;
+  }
+  const char* compiled = nullptr;
+  (void)info->GetModelParam(eIbisCompiledFile, &compiled, 0);
+  std::printf("component: %s\nsource: %s\nstatus: %d %s\ncompiled file: %s\n", info->Name(),
+              *info->SourceFile() ? info->SourceFile() : "-", static_cast<int>(info->GetStatus()),
+              status_text(*info), compiled && *compiled ? compiled : "-");
+  if (result != eRdIbisNone)
+    std::printf("compiled now: see %s\n", library.GetCompileLogPath());
+  if (info->IsStatusOk()) print_pins(*info);
+  const bool usable = info->IsStatusOk();
+  library.Fini(1);
+  return usable ? kExitPassed : kExitFailed;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -159,5 +281,7 @@ int main(int argc, char** argv) {
   const std::vector<const char*> rest(argv + 2, argv + argc);
   if (command == "check") return run_check(rest);
   if (command == "compile") return run_compile(rest);
+  if (command == "index") return run_index(rest);
+  if (command == "lib") return run_lib(rest);
   return usage_error("unknown command '" + std::string(command) + "'");
 }

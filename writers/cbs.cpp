@@ -179,12 +179,6 @@ constexpr Record<MspecParam> kModelSpecRecords[] = {
 // ---------------------------------------------------------------------------------------------
 // Models
 
-int model_type_code(const IbisModel* model) {
-  ModelType type = ModelType::NotGiven;
-  if (!model || !mdl_get_model_type(model, &type) || type == ModelType::NotGiven) return 1;
-  return static_cast<int>(type);
-}
-
 const char* model_type_word(const IbisModel& model) {
   const char* name = model_type_text(&model);
   return CMN_EqualNoCase(name, "3-STATE") ? "tristate" : name;
@@ -445,7 +439,7 @@ void put_series_partners(const ComponentView& view, std::string_view pin) {
     else
       continue;
     const IbisModel* model = view.find_model(model_name);
-    if (model_type_code(model) != static_cast<int>(ModelType::Series)) continue;
+    if (mdl_type_code(model) != static_cast<int>(ModelType::Series)) continue;
     begin("series_2nd_pin");
     add_text(partner);
     add_text(model_name);
@@ -555,7 +549,7 @@ void put_model_records(const IbisModel& model) {
   const Range* range = nullptr;
   for (const Record<ModelRange>& record : kReferenceRecords)
     if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
-  if (model_type_code(&model) == static_cast<int>(ModelType::Terminator)) {
+  if (mdl_type_code(&model) == static_cast<int>(ModelType::Terminator)) {
     for (const Record<ModelRange>& record : kTerminatorRecords)
       if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
   }
@@ -600,7 +594,7 @@ void put_pin_group(const ComponentView& view, const Pin& pin) {
   add_text(text_or_empty(PIN_GetSignal, pin));
   add_text(model_name);
   add_int(diff ? 1 : 0);
-  add_int(model_type_code(model));
+  add_int(mdl_type_code(model));
   put_line();
   struct Parasitic {
     const char* keyword;

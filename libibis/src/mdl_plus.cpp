@@ -185,6 +185,13 @@ int mdl_get_plot_reference(const IbisModel* model, double* out) {
 }
 
 // The walk stops at the end marker, whose name is also the text of "No Type".
+int mdl_type_code(const IbisModel* model) {
+  ModelType type = ModelType::NotGiven;
+  if (!model || !mdl_get_model_type(model, &type) || type == ModelType::NotGiven)
+    return static_cast<int>(ModelType::NoType);
+  return static_cast<int>(type);
+}
+
 const char* model_type_text(const IbisModel* model) {
   TARN_ASSERT(model != nullptr);
   for (const NamedCode<ModelType>& row : kModelTypeNames)

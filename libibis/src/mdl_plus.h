@@ -46,6 +46,9 @@ namespace tarn {
 [[nodiscard]] int mdl_get_falling_waveforms(const IbisModel* model, const WaveformList** out);
 [[nodiscard]] int mdl_get_plot_reference(const IbisModel* model, double* out);
 
+/// The Model_type code a pin of the model carries: 1 (no type) for a model without one, or for
+/// no model at all.
+int mdl_type_code(const IbisModel* model);
 /// The name of the model's Model_type code ("No Type" for a code the table does not name).
 const char* model_type_text(const IbisModel* model);
 /// Sets the value the plot output attaches to the model; a value equal to the one held is

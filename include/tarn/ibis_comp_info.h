@@ -1,0 +1,118 @@
+// CIbisCompInfo: one component of the model library as a caller sees it, filled from the
+// component's compiled model file: its name, files and status, and per pin the names, model,
+// parasitics, supply pins, partners and the model-level ranges and thresholds.
+#pragma once
+
+#include <array>
+#include <ctime>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "tarn/export.h"
+#include "tarn/ibis_types.h"
+
+class CIbisCompMdls;
+
+class TARN_API CIbisCompInfo {
+ public:
+  /// How PopulateInfo goes about it; kSkipCompiled reads the source's pins without looking for
+  /// a compiled file.
+  enum ePopInfOpt { kPopulate = 0, kSkipCompiled = 1 };
+
+  /// An object of `owner`, which it asks for compiled files and compiles.
+  explicit CIbisCompInfo(CIbisCompMdls* owner);
+  CIbisCompInfo(const CIbisCompInfo&);
+  CIbisCompInfo& operator=(const CIbisCompInfo&);
+  ~CIbisCompInfo();
+
+  const char* Name() const { return text_[eIbisCompName].c_str(); }
+  const char* SourceFile() const { return text_[eIbisSourceFile].c_str(); }
+  /// When the compiled information was made (or, kept out of date, the source it stands for).
+  std::time_t CompileDate() const { return compile_date_; }
+  int GetPinCount() const { return static_cast<int>(pins_.size()); }
+  eIbisStatus GetStatus() const { return status_; }
+  void SetStatus(eIbisStatus status) { status_ = status; }
+  /// True for the two usable statuses, 6 and 7.
+  bool IsStatusOk() const { return status_ == eIbisOutOfDateKept || status_ == eIbisCurrent; }
+  int IsVisited() const { return visited_; }
+  void SetVisited(int visited) { visited_ = visited; }
+
+  /// Discards the pins and makes `count` empty ones.
+  void AddPinDesc(int count);
+
+  /// Texts: ids 0, 1, 2, 4 of the component; 8, 9, 10, 29, 34 replace a pin's text; 11 to 14
+  /// and 33 add to a pin's list. 1 when stored; 0 for an id of another kind or a pin index
+  /// outside the pins (for ids 8 and above).
+  int SetModelParam(eIbisParam id, const char* value, int pin);
+  /// Integers: id 3 of the component; 15 and 30 (kept as 0/1) and 16 of a pin.
+  int SetModelParam(eIbisParam id, int value, int pin);
+  /// Numbers: ids 5 to 7 of the component; 17 to 25, 31, 32 and 35 to 49 of a pin; `corner`
+  /// chooses the slot.
+  int SetModelParam(eIbisParam id, double value, int pin, eTypMinMax corner);
+  /// The same kinds read back; 1 when the value exists. A list reads as its items separated by
+  /// one blank.
+  int GetModelParam(eIbisParam id, const char** value, int pin) const;
+  int GetModelParam(eIbisParam id, int* value, int pin) const;
+  int GetModelParam(eIbisParam id, double* value, int pin, eTypMinMax corner) const;
+  /// The number of items of a pin's list (ids 11 to 14, 33), and one of them.
+  int GetModelParamCount(eIbisParam id, int pin) const;
+  int GetModelParamItem(eIbisParam id, int pin, int index, const char** value) const;
+
+  /// The first pin whose text (or list item) `id` equals `value`, or -1.
+  int FindIndex4Pin(const char* value, eIbisParam id) const;
+  /// The first pin whose integer `id` equals `value`, or -1.
+  int FindIndex4Pin(int value, eIbisParam id) const;
+
+  /// The status texts for 0 to 5 (no range check, as callers have always relied on).
+  static const char* GetIbisStatusText(eIbisStatus status);
+  /// The text of a model_type code, empty for a code without one.
+  static const char* GetModelTypeText(int type);
+
+  /// Writes one model of the compiled file, the `corner` copy when the file has one (else the
+  /// typ copy); 1 when the model was found. Refused unless the status is usable.
+  int ListSimModel(std::ostream& out, const char* model, eTypMinMax corner) const;
+  /// The same as a quoted outline: the model's records with their keywords.
+  int ListOutlineModel(std::ostream& out, const char* model, eTypMinMax corner) const;
+
+ private:
+  friend class CIbisCompMdls;
+  friend class CIbisCompPrs;
+
+  struct Triple {
+    std::array<double, 3> value{};
+    std::array<bool, 3> set{};
+  };
+  static constexpr int kPinTexts = 5;
+  static constexpr int kPinLists = 5;
+  static constexpr int kPinInts = 3;
+  static constexpr int kPinTriples = 26;
+  struct PinDesc {
+    std::array<std::string, kPinTexts> text;
+    std::array<std::vector<std::string>, kPinLists> list;
+    std::array<int, kPinInts> integer{};
+    std::array<bool, kPinInts> integer_set{};
+    std::array<Triple, kPinTriples> triple;
+    mutable std::string joined;  // a list read as one text
+  };
+
+  /// Fills the object: reads the compiled file, compiling the source first when needed.
+  eRdIbisResult PopulateInfo(ePopInfOpt option);
+  /// Reads the pins straight from the source (no compiled file): status 5, or 2 on failure.
+  eRdIbisResult ParseIbisPinInfo();
+  /// Reads the compiled file back; true when it was accepted.
+  bool ReadCompiled();
+  int ListModel(std::ostream& out, const char* model, eTypMinMax corner, bool outline) const;
+
+  CIbisCompMdls* owner_;
+  std::array<std::string, 5> text_;  // ids 0 to 4; id 3 is unused as a text
+  int integer_ = 0;                  // id 3
+  bool integer_set_ = false;
+  std::array<Triple, 3> package_;  // ids 5 to 7
+  std::time_t compile_date_ = 0;
+  eIbisStatus status_ = eIbisNew;
+  int visited_ = 0;
+  std::string label_;      // of the source index that knows the component
+  std::string directory_;  // of its source
+  std::vector<PinDesc> pins_;
+};

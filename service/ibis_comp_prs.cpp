@@ -1,0 +1,205 @@
+#include "service/ibis_comp_prs.h"
+
+#include <string>
+
+#include "tarn/ibis_comp_mdls.h"
+
+namespace {
+
+// What a record does with its arguments.
+enum Action : int {
+  kNone = 0,
+  kRevision = 1,
+  kComponentTriple = 2,
+  kPin = 3,
+  kPinCount = 4,
+  kPinList = 5,
+  kPinValue = 6,
+  kPinTriple = 10,
+  kPinTypValue = 11,
+  kPinInteger = 12,
+  kPinText = 13,
+  kSeriesTriple = 14,
+  kSeriesPartner = 15,
+  kStop = 16,
+};
+
+constexpr key_lookup row(const char* keyword, int tag, const char* tmpl, int action) {
+  return {keyword, static_cast<int>(std::char_traits<char>::length(keyword)), tag, tmpl, action};
+}
+
+// The records of a compiled file up to its first model; the model blocks are read on demand.
+key_lookup g_compiled_table[] = {
+    row("File_Rev", 0, "ii", kRevision),
+    row("Copyright", 0, "t", kNone),
+    row("Src_Name", 0, "t", kNone),
+    row("Crypt", 0, "", kNone),
+    row("Component", 0, "t", kNone),
+    row("Manufacturer", 0, "t", kNone),
+    row("R_Pkg", eIbisRPkg, "fff", kComponentTriple),
+    row("L_Pkg", eIbisLPkg, "fff", kComponentTriple),
+    row("C_Pkg", eIbisCPkg, "fff", kComponentTriple),
+    row("Num_Pins", 0, "n", kPinCount),
+    row("Pin", 0, "tttnn", kPin),
+    row("ERate", eIbisEdgeRate, "fff", kPinTriple),
+    row("VoltRange", eIbisVoltRange, "fff", kPinTriple),
+    row("PullUpRef", eIbisPullUpRef, "fff", kPinTriple),
+    row("PullDownRef", eIbisPullDownRef, "fff", kPinTriple),
+    row("PowerClampRef", eIbisPowerClampRef, "fff", kPinTriple),
+    row("GndClampRef", eIbisGndClampRef, "fff", kPinTriple),
+    row("PU_Pin", eIbisPullUpPins, "*t", kPinList),
+    row("PD_Pin", eIbisPullDownPins, "*t", kPinList),
+    row("PC_Pin", eIbisPowerClampPins, "*t", kPinList),
+    row("GC_Pin", eIbisGndClampPins, "*t", kPinList),
+    row("R_Pin", eIbisRPin, "f", kPinValue),
+    row("L_Pin", eIbisLPin, "f", kPinValue),
+    row("C_Pin", eIbisCPin, "f", kPinValue),
+    row("Model", 0, "t", kStop),
+    row("Type", 0, "t", kNone),
+    row("Min_Model", 0, "", kNone),
+    row("Max_Model", 0, "", kNone),
+    row("Typ_Model", 0, "", kNone),
+    row("diff_2nd_pin", eIbisDiffPartner, "t", kPinText),
+    row("diff_polarity", eIbisDiffPolarity, "n", kPinInteger),
+    row("vdiff", eIbisVdiff, "f", kPinTypValue),
+    row("tdelay", eIbisTdelay, "fff", kPinTriple),
+    row("series_2nd_pin", eIbisSeriesPartners, "tt", kSeriesPartner),
+    row("series_r", eIbisSeriesR, "fff", kSeriesTriple),
+    row("series_l", eIbisSeriesL, "fff", kSeriesTriple),
+    row("series_c", eIbisSeriesC, "fff", kSeriesTriple),
+    row("series_rl", eIbisSeriesRL, "fff", kSeriesTriple),
+    row("series_lc", eIbisSeriesLC, "fff", kSeriesTriple),
+    row("series_rc", eIbisSeriesRC, "fff", kSeriesTriple),
+    row("term_rgnd", eIbisTermRgnd, "fff", kPinTriple),
+    row("term_rpwr", eIbisTermRpower, "fff", kPinTriple),
+    row("term_rac", eIbisTermRac, "fff", kPinTriple),
+    row("term_cac", eIbisTermCac, "fff", kPinTriple),
+    row("vmeas", eIbisVmeas, "fff", kPinTriple),
+    row("vinl_plus", eIbisVinlPlus, "fff", kPinTriple),
+    row("vinh_plus", eIbisVinhPlus, "fff", kPinTriple),
+    row("vinl_minus", eIbisVinlMinus, "fff", kPinTriple),
+    row("vinh_minus", eIbisVinhMinus, "fff", kPinTriple),
+    row("over_high_s", eIbisOverHighS, "fff", kNone),
+    row("over_low_s", eIbisOverLowS, "fff", kNone),
+    row("over_high_d", eIbisOverHighD, "fff", kNone),
+    row("over_low_d", eIbisOverLowD, "fff", kNone),
+    row("over_time_d", eIbisOverTimeD, "fff", kNone),
+    {nullptr, 0, 0, nullptr, 0},
+};
+
+constexpr int kFailed = -1;
+
+int store_triple(CIbisCompInfo* target, int tag, const arg_val* args, int pin) {
+  for (const eTypMinMax corner : {eTyp, eMin, eMax})
+    target->SetModelParam(static_cast<eIbisParam>(tag), args[1 + corner].d, pin, corner);
+  return 0;
+}
+
+}  // namespace
+
+int CIbisCompPrs::ParseStream(std::ifstream& s) {
+  m_stream = &s;
+  m_end = 0;
+  ut_parse_clear_buffer();
+  pin_ = -1;
+  return ut_parse(g_compiled_table, 1) == 0 ? 1 : 0;
+}
+
+void CIbisCompPrs::Error(int line, int expected, int got, char* keyword, char* token) {
+  if (target_->owner_) target_->owner_->Error(line, expected, got, keyword, token);
+}
+
+// A record of a pin that comes before the first Pin, or past the pin count, is dropped by the
+// setters' range check, as is a value of the wrong kind.
+int CIbisCompPrs::switch_func(int action, arg_val* args, int tag, int, int count) {
+  const eIbisParam id = static_cast<eIbisParam>(tag);
+  switch (action) {
+    case kRevision:
+      if (args[1].i < 3 || (args[1].i == 3 && args[2].i < 0)) {
+        target_->SetStatus(eIbisUnreadable);
+        return kFailed;
+      }
+      return 0;
+    case kComponentTriple:
+      return store_triple(target_, tag, args, 0);
+    case kPin:
+      ++pin_;
+      series_count_ = 0;
+      target_->SetModelParam(eIbisPinName, args[1].s, pin_);
+      target_->SetModelParam(eIbisSignalName, args[2].s, pin_);
+      target_->SetModelParam(eIbisModelName, args[3].s, pin_);
+      target_->SetModelParam(eIbisDiffFlag, args[4].i, pin_);
+      target_->SetModelParam(eIbisModelType, args[5].i, pin_);
+      return 0;
+    case kPinCount:
+      target_->AddPinDesc(args[1].i);
+      pin_ = -1;
+      return 0;
+    case kPinList:
+      for (int i = 1; i < count; ++i) target_->SetModelParam(id, args[i].s, pin_);
+      return 0;
+    case kPinValue:
+    case kPinTypValue:
+      target_->SetModelParam(id, args[1].d, pin_, eTyp);
+      return 0;
+    case kPinTriple:
+      return store_triple(target_, tag, args, pin_);
+    case kPinInteger:
+      target_->SetModelParam(id, args[1].i, pin_);
+      return 0;
+    case kPinText:
+      target_->SetModelParam(id, args[1].s, pin_);
+      return 0;
+    case kSeriesPartner:
+      ++series_count_;
+      target_->SetModelParam(eIbisSeriesPartners, args[1].s, pin_);
+      if (series_count_ == 1) target_->SetModelParam(eIbisSeriesModel, args[2].s, pin_);
+      return 0;
+    case kSeriesTriple:
+      // Only the first partner's values: a pin has one set of series slots.
+      return series_count_ == 1 ? store_triple(target_, tag, args, pin_) : 0;
+    case kStop:
+      ut_parse_stop();
+      return 0;
+    default:
+      return CNavigPrs::switch_func(action, args, tag, 0, count);
+  }
+}
+
+int CIbisCompPrs::ListModel(std::ifstream& s, std::ostream& out, const char* model,
+                            eTypMinMax corner, bool outline) {
+  m_stream = &s;
+  m_end = 0;
+  ut_parse_clear_buffer();
+  const char* const model_word[] = {"Model"};
+  std::string type;
+  for (;;) {
+    if (ut_parse_skip2keywds(1, model_word) < 0) return 0;
+    ut_parse_clear_buffer();
+    char name[kMaxToken + 1];
+    if (ut_parse_get_next(name) == kTokText && ut_stricmp(name, model) == 0) break;
+  }
+  ut_parse_clear_buffer();
+  char token[kMaxToken + 1];
+  if (ut_parse_get_next(token) == kTokWord && ut_stricmp(token, "Type") == 0) {
+    ut_parse_clear_buffer();
+    if (ut_parse_get_next(token) == kTokText) type = token;
+  }
+  // The copies come min, max, typ: meeting Typ_Model first means the corner has no copy.
+  const char* wanted = corner == eMin ? "Min_Model" : corner == eMax ? "Max_Model" : "Typ_Model";
+  const char* const copies[] = {wanted, "Typ_Model", "Model"};
+  if (ut_parse_skip2keywds(3, copies) < 0 || ut_stricmp(m_pushText.data(), "Model") == 0)
+    return 0;
+  ut_parse_clear_buffer();
+  if (outline) {
+    out << "Model ";
+    QuoteText(out, model);
+    out << "\nType ";
+    QuoteText(out, type.c_str());
+    out << '\n';
+  }
+  const char* const ends[] = {"Model", "Typ_Model", "Min_Model", "Max_Model"};
+  ut_parse_copy2keywds(out, 4, ends);
+  out << '\n';
+  return 1;
+}
