@@ -11,12 +11,19 @@ build:
 	cmake --preset $(PRESET) >/dev/null
 	cmake --build --preset $(PRESET) -j $(JOBS)
 
-# Checks the shipped examples with the command-line tool, then compiles the example component
-# and shows the head of its compiled file.
+# The whole road with the shipped examples: check them, compile one component and show the head
+# of its compiled file, index the example library folder, then ask the model library for its
+# component twice (the first request compiles, the second finds it current) and show its pins.
+LIBRARY = build/example-library
 run: build
-	$(BIN) check examples/*.ibs examples/*.ebd
+	$(BIN) check examples/*.ibs examples/*.ebd examples/library/*.ibs
 	$(BIN) compile examples/tarn_demo.ibs --component TDEMO1 --output build/TDEMO1.cbs
 	head -n 24 build/TDEMO1.cbs
+	$(BIN) index examples/library
+	rm -rf $(LIBRARY)
+	$(BIN) lib --cache $(LIBRARY) --index examples/library/ibisindex.ibx TDEMO2
+	$(BIN) lib --cache $(LIBRARY) --index examples/library/ibisindex.ibx TDEMO2
+	cat $(LIBRARY)/tarn_rdr.txt
 
 test: build
 	ctest --preset $(PRESET) -j $(JOBS)

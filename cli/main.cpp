@@ -202,13 +202,13 @@ std::string pin_value(const CIbisCompInfo& info, eIbisParam id, int pin) {
 }
 
 void print_pins(const CIbisCompInfo& info) {
-  std::printf("%-6s %-12s %-14s %-24s %-9s %-9s %-9s %-12s %-12s %-6s %s\n", "pin", "signal",
+  std::printf("%-6s %-12s %-14s %-25s %-9s %-9s %-9s %-12s %-12s %-6s %s\n", "pin", "signal",
               "model", "model type", "R_pin", "L_pin", "C_pin", "pullup", "pulldown", "diff",
               "series");
   for (int pin = 0; pin < info.GetPinCount(); ++pin) {
     int type = 0;
     (void)info.GetModelParam(eIbisModelType, &type, pin);
-    std::printf("%-6s %-12s %-14s %-24s %-9s %-9s %-9s %-12s %-12s %-6s %s\n",
+    std::printf("%-6s %-12s %-14s %-25s %-9s %-9s %-9s %-12s %-12s %-6s %s\n",
                 pin_text(info, eIbisPinName, pin).c_str(), pin_text(info, eIbisSignalName, pin).c_str(),
                 pin_text(info, eIbisModelName, pin).c_str(), CIbisCompInfo::GetModelTypeText(type),
                 pin_value(info, eIbisRPin, pin).c_str(), pin_value(info, eIbisLPin, pin).c_str(),
@@ -258,7 +258,9 @@ int run_lib(const std::vector<const char*>& args) {
               *info->SourceFile() ? info->SourceFile() : "-", static_cast<int>(info->GetStatus()),
               status_text(*info), compiled && *compiled ? compiled : "-");
   if (result != eRdIbisNone)
-    std::printf("compiled now: see %s\n", library.GetCompileLogPath());
+    std::printf("compiled: now (report in %s)\n", library.GetCompileLogPath());
+  else
+    std::printf("compiled: no compile needed\n");
   if (info->IsStatusOk()) print_pins(*info);
   const bool usable = info->IsStatusOk();
   library.Fini(1);

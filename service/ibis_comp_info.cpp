@@ -304,7 +304,8 @@ eRdIbisResult CIbisCompInfo::PopulateInfo(ePopInfOpt option) {
     }
   }
   if (!source_time) {
-    status_ = eIbisNotFound;
+    // A refused compiled file says so; nothing at all is "not found".
+    if (status_ != eIbisUnreadable) status_ = eIbisNotFound;
     return eRdIbisNone;
   }
   std::FILE* log = owner_->GetLogFD();

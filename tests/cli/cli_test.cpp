@@ -177,6 +177,52 @@ TEST(Tool, CompileUsageErrors) {
   EXPECT_FALSE(std::filesystem::exists(dir.path() / "o.cbs"));
 }
 
+TEST(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
+  tarn::test::TempDir dir;
+  std::filesystem::create_directory(dir.path() / "src");
+  dir.write("src/part.ibs", kCompilable);
+  dir.write("src/later.ibs", "[IBIS Ver] 4.0\n[Component] Later\n[End]\n");
+  const ToolRun index = run_tool("index src", dir);
+  EXPECT_EQ(index.status, 1) << "a source could not be read";
+  EXPECT_EQ(index.err, "tarn: index: 'later.ibs' could not be read (no component found)\n");
+  const std::string summary = "src/ibisindex.ibx: 1 component\n";
+  ASSERT_GE(index.out.size(), summary.size());
+  EXPECT_EQ(index.out.substr(index.out.size() - summary.size()), summary);
+
+  const char* ask = "lib --cache cache --index src/ibisindex.ibx Part";
+  const ToolRun first = run_tool(ask, dir);
+  EXPECT_EQ(first.status, 0) << first.out << first.err;
+  EXPECT_NE(first.out.find("status: 7 compiled information current\n"
+                           "compiled file: cache/ib000000.cbs\n"
+                           "compiled: now (report in cache/tarn_rdr.txt)\n"),
+            std::string::npos)
+      << first.out;
+  EXPECT_NE(first.out.find("\n1      IN           buf            input"), std::string::npos)
+      << first.out;
+  const ToolRun second = run_tool(ask, dir);
+  EXPECT_EQ(second.status, 0);
+  EXPECT_NE(second.out.find("compiled: no compile needed\n"), std::string::npos) << second.out;
+  EXPECT_EQ(second.out.find("Checking"), std::string::npos) << "the source was not read again";
+
+  const ToolRun unknown = run_tool("lib --cache cache --index src/ibisindex.ibx Nowhere", dir);
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_NE(unknown.out.find("status: 1 IBIS source not found\n"), std::string::npos);
+
+  struct Case {
+    const char* args;
+    const char* error;
+  };
+  for (const Case& c : {Case{"index", "tarn: index: one FOLDER expected\n"},
+                        Case{"index nowhere", "tarn: 'nowhere' is not a folder\n"},
+                        Case{"lib Part", "tarn: lib: --cache DIR is required\n"},
+                        Case{"lib --cache c Part", "tarn: lib: at least one --index FILE is required\n"},
+                        Case{"lib --cache c --index i", "tarn: lib: no COMPONENT given\n"}}) {
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, 2) << c.args;
+    EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1), c.error) << c.args;
+  }
+}
+
 TEST(Tool, ShippedExamplePasses) {
   tarn::test::TempDir dir;
   const ToolRun r = run_tool("check '" TARN_SOURCE_DIR "/examples/tarn_demo.ibs'", dir);

@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# The installed library as a calling program sees it: the example client built against the
+# installed headers and libtarn.so, once through tarn.pc and once through the CMake package,
+# then run on the example model library.
+set -euo pipefail
+build="$1"
+source="$2"
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+
+cmake --install "$build" --prefix "$work/prefix" >/dev/null
+pc="$(find "$work/prefix" -name tarn.pc)"
+libdir="$(cd "$(dirname "$pc")/.." && pwd)"
+mkdir "$work/src"
+cp "$source/examples/library/tdemo2.ibs" "$source/examples/library/ibisindex.ibx" "$work/src/"
+
+check_run() {
+  local out
+  out="$("$1" "$work/cache-$2" "$work/src/ibisindex.ibx" TDEMO2)"
+  grep -qx "TDEMO2 from $work/src/tdemo2.ibs, 4 pins" <<<"$out"
+  grep -qx "pin 1 TXP lvds_out (output) C_pin 3e-13 Vmax 3.6" <<<"$out"
+  grep -qx "pin 4 VSS GND (no type (pwr, gnd or NC))" <<<"$out"
+}
+
+export PKG_CONFIG_PATH="$(dirname "$pc")"
+# shellcheck disable=SC2046
+c++ -o "$work/client" "$source/examples/client/client.cpp" $(pkg-config --cflags --libs tarn) \
+  -Wl,-rpath,"$libdir"
+check_run "$work/client" pc
+
+cmake -S "$source/examples/client" -B "$work/cmake-client" -DCMAKE_PREFIX_PATH="$work/prefix" \
+  >/dev/null
+cmake --build "$work/cmake-client" >/dev/null
+check_run "$work/cmake-client/client" cmake
+echo "installed client: built with pkg-config and with find_package, ran"

@@ -1,0 +1,431 @@
+// The model library end to end: a component asked for, compiled when needed, recorded, read
+// back into pins and parameters; the recompile question, the log and the compiled store.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "service/listdb.h"
+#include "service/source_index.h"
+#include "tarn/ibis_comp_mdls.h"
+#include "test_support.h"
+
+namespace tarn::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string file_text(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// A library whose questions and messages the test answers and records.
+class TestLibrary : public CIbisCompMdls {
+ public:
+  using CIbisCompMdls::AddSrcIndex;
+  int GetReCompileState(const char*) override {
+    ++questions;
+    return answer;
+  }
+  void DisplayCompileStatus(eRdIbisResult result) override { compiles.push_back(result); }
+  void MessageBox(const char* text, eMessageIcon) override { messages.emplace_back(text); }
+
+  int answer = 1;
+  int questions = 0;
+  std::vector<eRdIbisResult> compiles;
+  std::vector<std::string> messages;
+};
+
+constexpr const char* kPart = R"([IBIS Ver] 3.2
+[File Name] part.ibs
+[Component] Part
+[Manufacturer] Acme
+[Package]
+R_pkg 0.1 0.08 NA
+L_pkg 1n NA NA
+C_pkg 1p NA NA
+[Pin] signal_name model_name R_pin L_pin C_pin
+1 IN buf 0.2 2n 0.5p
+2 VCC POWER
+[Model] buf
+Model_type Input
+Vinl = 0.8
+Vinh = 2.0
+C_comp 1p 0.9p NA
+[Voltage Range] 3.3 3.0 3.6
+[End]
+)";
+
+constexpr const char* kBroken = "[IBIS Ver] 3.2\n[File Name] broken.ibs\n[Component] Broken\n"
+                                "[Manufacturer] Acme\n[Pin] signal_name model_name\n1 VCC POWER\n"
+                                "[End]\n";
+
+// A source folder with its index and an empty cache folder beside it.
+struct Library {
+  TempDir dir;
+  fs::path src = dir.path() / "src";
+  fs::path cache = dir.path() / "cache";
+  std::string index;
+  TestLibrary lib;
+
+  Library() {
+    fs::create_directories(src);
+    write("part.ibs", kPart);
+    write("broken.ibs", kBroken);
+    ::testing::internal::CaptureStdout();
+    const SourceIndexResult indexed = LIB_IndexFolder(src.string());
+    ::testing::internal::GetCapturedStdout();
+    index = indexed.index_path;
+    lib.AddSrcIndex(index.c_str(), "src");
+    lib.Init(cache.string().c_str());
+  }
+  void write(const char* name, const char* text) { std::ofstream(src / name) << text; }
+  // A source edited after its compile.
+  void touch(const char* name) {
+    fs::last_write_time(src / name, fs::file_time_type::clock::now() + std::chrono::seconds(10));
+  }
+  CIbisCompInfo* ask(const char* name, eRdIbisResult* result) {
+    ::testing::internal::CaptureStdout();  // the reader's compatibility banner
+    CIbisCompInfo* info = lib.GetIbisCompInfo(name, result, 0);
+    ::testing::internal::GetCapturedStdout();
+    return info;
+  }
+};
+
+TEST(Library, CompilesOnFirstRequestOnly) {
+  Library l;
+  eRdIbisResult result = eRdIbisNone;
+  CIbisCompInfo* info = l.ask("part", &result);
+  ASSERT_NE(info, nullptr);
+  EXPECT_EQ(result, eRdIbisSuccess);
+  EXPECT_EQ(info->GetStatus(), eIbisCurrent);
+  EXPECT_EQ(std::string(info->SourceFile()), (l.src / "part.ibs").string());
+  const char* compiled = nullptr;
+  ASSERT_TRUE(info->GetModelParam(eIbisCompiledFile, &compiled, 0));
+  EXPECT_EQ(std::string(compiled), (l.cache / "ib000000.cbs").string());
+  EXPECT_EQ(file_text(compiled).substr(0, 13), "File_Rev 3 0\n");
+  EXPECT_EQ(file_text(l.cache / "tarn_rdr.txt"),
+            "\n  Compiling IBIS model for component part from file " + (l.src / "part.ibs").string() +
+                "\n  IBIS Compilation Completed successfully\n");
+
+  EXPECT_EQ(l.ask("PART", &result), l.ask("PART", &result)) << "one object per name";
+  EXPECT_EQ(l.ask("part", &result), info);
+  EXPECT_EQ(result, eRdIbisNone);
+  EXPECT_EQ(l.lib.compiles.size(), 1u) << "PART finds part's compiled file in the store";
+  EXPECT_EQ(l.lib.questions, 0);
+}
+
+TEST(Library, NewerSourceAsksAndTheAnswerDecides) {
+  Library l;
+  eRdIbisResult result = eRdIbisNone;
+  CIbisCompInfo* info = l.ask("Part", &result);
+  l.touch("part.ibs");
+  l.ask("Part", &result);
+  EXPECT_EQ(l.lib.questions, 1);
+  EXPECT_EQ(result, eRdIbisSuccess) << "compiled again";
+  EXPECT_EQ(info->GetStatus(), eIbisCurrent);
+  EXPECT_EQ(l.lib.compiles.size(), 2u);
+
+  l.touch("part.ibs");
+  l.lib.answer = 0;
+  l.ask("Part", &result);
+  EXPECT_EQ(result, eRdIbisNone);
+  EXPECT_EQ(info->GetStatus(), eIbisOutOfDateKept);
+  EXPECT_TRUE(info->IsStatusOk());
+  EXPECT_EQ(info->GetPinCount(), 2) << "the older compiled information stays";
+  l.ask("Part", &result);
+  EXPECT_EQ(l.lib.questions, 3) << "asked again while the status is 6";
+
+  l.lib.ClearCompileOodFlags();
+  EXPECT_EQ(info->GetStatus(), eIbisCurrent);
+  l.ask("Part", &result);
+  EXPECT_EQ(l.lib.questions, 3) << "not asked again until the source changes once more";
+  EXPECT_EQ(l.lib.compiles.size(), 2u);
+}
+
+TEST(Library, SourceWithErrorsGivesStatus2AndNoFile) {
+  Library l;
+  eRdIbisResult result = eRdIbisNone;
+  CIbisCompInfo* info = l.ask("Broken", &result);
+  EXPECT_EQ(result, eRdIbisFailed);
+  EXPECT_EQ(info->GetStatus(), eIbisSourceErrors);
+  EXPECT_FALSE(info->IsStatusOk());
+  EXPECT_FALSE(fs::exists(l.cache / "ib000000.cbs"));
+  const std::string log = file_text(l.cache / "tarn_rdr.txt");
+  EXPECT_NE(log.find("    ERROR  - Keyword 'Package' not defined for Component 'Broken'.\n"),
+            std::string::npos)
+      << log;
+  EXPECT_NE(log.find("  IBIS Compilation Failed due to  1 Errors\n"), std::string::npos) << log;
+
+  CIbisCompInfo* unknown = l.ask("Nowhere", &result);
+  EXPECT_EQ(unknown->GetStatus(), eIbisNotFound);
+}
+
+TEST(Library, InitFiniAndTheCompiledStore) {
+  TestLibrary bare;
+  EXPECT_EQ(bare.Init(nullptr), 0);
+  EXPECT_STREQ(bare.GetCompileLogPath(), "");
+
+  {
+    Library l;
+    l.ask("part", nullptr);
+    l.lib.Fini(0);
+    EXPECT_FALSE(fs::exists(l.cache / "compibis.ibx")) << "Fini(0) writes nothing";
+  }
+  Library l;
+  l.ask("part", nullptr);
+  l.lib.Fini(1);
+  const std::unique_ptr<ListDb> store =
+      ListDb::Load((l.cache / "compibis.ibx").string(), "ib%06d.cbs", false);
+  ASSERT_NE(store, nullptr);
+  ASSERT_NE(store->Find("PART"), nullptr);
+  EXPECT_EQ(store->Find("PART")->disk, "ib000000.cbs");
+  EXPECT_EQ(store->next_index(), 1);
+
+  // A new session finds the compiled file through the saved store and does not compile.
+  TestLibrary next;
+  next.AddSrcIndex(l.index.c_str(), "src");
+  next.Init(l.cache.string().c_str());
+  eRdIbisResult result = eRdIbisFailed;
+  CIbisCompInfo* info = next.GetIbisCompInfo("part", &result, 0);
+  EXPECT_EQ(result, eRdIbisNone);
+  EXPECT_EQ(info->GetStatus(), eIbisCurrent);
+  EXPECT_TRUE(next.compiles.empty());
+}
+
+TEST(Library, ReaderLogAndItsBackup) {
+  Library l;
+  l.ask("part", nullptr);
+  const std::string first = file_text(l.cache / "tarn_rdr.txt");
+  l.lib.ClearIBISLog();
+  EXPECT_EQ(file_text(l.cache / "tarn_rdr.bak"), first);
+  EXPECT_EQ(file_text(l.cache / "tarn_rdr.txt"), "\t\tIBIS COMPILER REPORT\n\n");
+
+  TestLibrary unwritable;
+  unwritable.Init((l.src / "part.ibs").string().c_str());  // a file, not a folder
+  EXPECT_EQ(unwritable.GetLogFD(), nullptr);
+  ASSERT_EQ(unwritable.messages.size(), 1u);
+  EXPECT_EQ(unwritable.messages[0], "Cannot Open IBIS Reader Log File\n" +
+                                        (l.src / "part.ibs" / "tarn_rdr.txt").string() +
+                                        "\nEnsure Directory and File are Writable");
+}
+
+TEST(Library, SourceIndexesLookupsAndWalk) {
+  Library l;
+  TestLibrary lib;
+  const std::string missing = (l.dir.path() / "missing.ibx").string();
+  lib.AddSrcIndex(missing.c_str(), "gone");
+  lib.AddSrcIndex(l.index.c_str(), "src");
+  lib.Init(l.cache.string().c_str());
+  ASSERT_EQ(lib.messages.size(), 1u);
+  EXPECT_EQ(lib.messages[0], "Warning: IBIS index file \"" + missing + "\" could not be opened.");
+
+  const char* dir = nullptr;
+  const char* file = nullptr;
+  const char* label = nullptr;
+  ASSERT_TRUE(lib.FindSrcForIbisModel("PART", &dir, &file, &label, nullptr));
+  EXPECT_EQ(std::string(dir), l.src.string());
+  EXPECT_STREQ(file, "part.ibs");
+  EXPECT_STREQ(label, "src");
+  EXPECT_FALSE(lib.FindSrcForIbisModel("Nowhere", &dir, &file, &label, nullptr));
+
+  std::vector<std::string> walked;
+  const char* name = nullptr;
+  for (int more = lib.GetFirstIBISComp(&name, &file, nullptr, nullptr, nullptr); more;
+       more = lib.GetNextIBISComp(&name, &file, nullptr, nullptr, nullptr))
+    walked.push_back(std::string(name) + "=" + file);
+  std::sort(walked.begin(), walked.end());
+  EXPECT_EQ(walked, (std::vector<std::string>{"Broken=broken.ibs", "Part=part.ibs"}));
+
+  // By preference: name2, else name1, else the tech component; only known sources count.
+  EXPECT_STREQ(lib.GetIbisCompInfo("Part", "", "", 0)->Name(), "Part");
+  EXPECT_EQ(lib.GetIbisCompInfo("Part", "Nowhere", "", 0), nullptr);
+  EXPECT_STREQ(lib.GetIbisCompInfo("Nowhere", nullptr, "x", 0) ? "found" : "none", "none");
+  EXPECT_EQ(lib.GetIbisCompInfo("Part", "", "", 0)->GetStatus(), eIbisNew) << "not populated";
+}
+
+TEST(Library, IndexingAFolderReportsWhatItCannotRead) {
+  TempDir dir;
+  dir.write("a.ibs", kPart);
+  dir.write("b.ibs", "[IBIS Ver] 4.0\n[File Name] b.ibs\n[Component] Later\n[End]\n");
+  dir.write("notes.txt", "not a source");
+  ::testing::internal::CaptureStdout();
+  const SourceIndexResult r = LIB_IndexFolder(dir.path().string());
+  ::testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(r.written);
+  EXPECT_EQ(r.components, 1);
+  EXPECT_EQ(r.unread, (std::vector<std::string>{"b.ibs"}));
+  EXPECT_EQ(file_text(dir.path() / "ibisindex.ibx"),
+            "***** This is an automatically generated file, do not edit! *****\n0\n"
+            "Part\na.ibs\n\n0\n");
+}
+
+TEST(Library, StaticTexts) {
+  struct Tech {
+    const char* name;
+    bool tech;
+  };
+  for (const Tech t : {Tech{"TECH_fast", true}, Tech{"tech_", true}, Tech{"Default", true},
+                       Tech{"tech", false}, Tech{"defaults", false}, Tech{"part", false}}) {
+    EXPECT_EQ(CIbisCompMdls::IsTechComp(t.name), t.tech) << t.name;
+  }
+  EXPECT_FALSE(CIbisCompMdls::IsTechComp(nullptr));
+  const char* name = nullptr;
+  ASSERT_TRUE(CIbisCompMdls::FindTypeName(5, &name));
+  EXPECT_STREQ(name, "tristate");
+  EXPECT_FALSE(CIbisCompMdls::FindTypeName(16, &name));
+  EXPECT_EQ(CIbisCompMdls::FindTypeFromName("I/O"), 4);
+  EXPECT_EQ(CIbisCompMdls::FindTypeFromName("Series"), 0);
+  EXPECT_STREQ(CIbisCompInfo::GetModelTypeText(1), "no type (pwr, gnd or NC)");
+  EXPECT_STREQ(CIbisCompInfo::GetModelTypeText(15), "terminator");
+  EXPECT_STREQ(CIbisCompInfo::GetModelTypeText(0), "");
+  EXPECT_STREQ(CIbisCompInfo::GetModelTypeText(16), "");
+  EXPECT_STREQ(CIbisCompInfo::GetIbisStatusText(eIbisSourceErrors), "IBIS source has syntax errors");
+  EXPECT_STREQ(CIbisCompInfo::GetIbisStatusText(eIbisOutOfDate), "IBIS source not found");
+  EXPECT_STREQ(CIbisCompInfo::GetIbisStatusText(eIbisSourceOnly),
+               "Using out of date Version of IBIS model");
+}
+
+// A compiled file put in the cache by hand, with no source: read back as it stands.
+struct CompiledOnly {
+  TempDir dir;
+  TestLibrary lib;
+  CIbisCompInfo* info = nullptr;
+
+  explicit CompiledOnly(const std::string& compiled) {
+    std::ofstream(dir.path() / "ib000007.cbs") << compiled;
+    std::ofstream(dir.path() / "compibis.ibx")
+        << "***** This is an automatically generated file, do not edit! *****\n8\n"
+           "X\nib000007.cbs\n\n0\n";
+    lib.Init(dir.path().string().c_str());
+    info = lib.GetIbisCompInfo("X", nullptr, 0);
+  }
+};
+
+TEST(CompiledReadBack, PinsAndParametersAsTheFileGivesThem) {
+  CompiledOnly c(R"(File_Rev 3 0
+Copyright "(c) ""Acme"""
+Src_Name "x.ibs"
+Component "X"
+R_Pkg 0.2 0.1 0.3
+Num_Pins 3
+Pin "A1" "DQ" "io" 1 4
+R_Pin 0.5
+series_2nd_pin "B1" "ser1"
+series_r 10 9 11
+series_2nd_pin "C1" "ser2"
+series_r 20 19 21
+diff_2nd_pin "A2"
+diff_polarity 5
+vdiff 0.150000
+tdelay 0.000001 0.000001 0.000003
+ERate 1e+09 8e+08 1.2e+09
+over_high_s 3.600000 3.600000 3.600000
+vinh_plus 2.000000 1.900000 2.100000
+PU_Pin "V1" "V7"
+Pin "A2" "DQ#" "io" 1 4
+Pin "V1" "VCC" "POWER" 0 1
+
+Model "io"
+Type "I/O"
+
+Typ_Model
+c_comp 1e-12
+)");
+  CIbisCompInfo* info = c.info;
+  ASSERT_EQ(info->GetStatus(), eIbisCurrent);
+  ASSERT_EQ(info->GetPinCount(), 3);
+  double value = 0.0;
+  EXPECT_TRUE(info->GetModelParam(eIbisRPkg, &value, 0, eMax));
+  EXPECT_EQ(value, 0.3);
+  const char* text = nullptr;
+  ASSERT_TRUE(info->GetModelParam(eIbisSeriesPartners, &text, 0));
+  EXPECT_STREQ(text, "B1 C1") << "both partners";
+  ASSERT_TRUE(info->GetModelParam(eIbisSeriesModel, &text, 0));
+  EXPECT_STREQ(text, "ser1") << "the first partner's model";
+  ASSERT_TRUE(info->GetModelParam(eIbisSeriesR, &value, 0, eMin));
+  EXPECT_EQ(value, 9) << "the first partner's values";
+  EXPECT_EQ(info->GetModelParamCount(eIbisPullUpPins, 0), 2);
+  ASSERT_TRUE(info->GetModelParamItem(eIbisPullUpPins, 0, 1, &text));
+  EXPECT_STREQ(text, "V7");
+  int flag = 0;
+  ASSERT_TRUE(info->GetModelParam(eIbisDiffPolarity, &flag, 0));
+  EXPECT_EQ(flag, 1) << "kept as 0/1";
+  ASSERT_TRUE(info->GetModelParam(eIbisTdelay, &value, 0, eMax));
+  EXPECT_EQ(value, 0.000003);
+  ASSERT_TRUE(info->GetModelParam(eIbisVinhPlus, &value, 0, eMin));
+  EXPECT_EQ(value, 1.9);
+  EXPECT_FALSE(info->GetModelParam(eIbisOverHighS, &value, 0, eTyp)) << "checked, never stored";
+  EXPECT_EQ(info->FindIndex4Pin("DQ#", eIbisSignalName), 1);
+  EXPECT_EQ(info->FindIndex4Pin("V7", eIbisPullUpPins), 0);
+  EXPECT_EQ(info->FindIndex4Pin(1, eIbisModelType), 2);
+  EXPECT_EQ(info->FindIndex4Pin("none", eIbisPinName), -1);
+
+  std::ostringstream listing;
+  EXPECT_EQ(info->ListSimModel(listing, "io", eMin), 1) << "no min copy: the typ one";
+  EXPECT_EQ(listing.str(), "\nc_comp 1e-12 \n");
+  EXPECT_EQ(info->ListSimModel(listing, "other", eTyp), 0);
+}
+
+TEST(CompiledReadBack, RefusedFiles) {
+  const CompiledOnly old("File_Rev 2 9\nComponent \"X\"\nNum_Pins 0\n");
+  EXPECT_EQ(old.info->GetStatus(), eIbisUnreadable);
+  const CompiledOnly unknown("File_Rev 3 0\nComponent \"X\"\nSurprise 1\n");
+  EXPECT_EQ(unknown.info->GetStatus(), eIbisUnreadable);
+  const CompiledOnly fine("File_Rev 3 1\nComponent \"X\"\nNum_Pins 0\n");
+  EXPECT_EQ(fine.info->GetStatus(), eIbisCurrent);
+}
+
+TEST(CompInfo, ParameterIdsKindsAndPinRules) {
+  CIbisCompInfo info(nullptr);
+  info.AddPinDesc(2);
+  struct Text {
+    eIbisParam id;
+    int pin;
+    int stored;
+  };
+  for (const Text t : {Text{eIbisCompName, 99, 1}, Text{eIbisCompText, 0, 1},
+                       Text{eIbisCompInteger, 0, 0}, Text{eIbisPinName, 1, 1},
+                       Text{eIbisPinName, 2, 0}, Text{eIbisPinName, -1, 0},
+                       Text{eIbisDiffPartner, 0, 1}, Text{eIbisSeriesModel, 0, 1},
+                       Text{eIbisDiffFlag, 0, 0}, Text{eIbisRPin, 0, 0},
+                       Text{static_cast<eIbisParam>(35), 0, 0}}) {
+    EXPECT_EQ(info.SetModelParam(t.id, "A1", t.pin), t.stored) << t.id << " pin " << t.pin;
+    const char* back = nullptr;
+    EXPECT_EQ(info.GetModelParam(t.id, &back, t.pin), t.stored) << t.id;
+  }
+  struct Number {
+    eIbisParam id;
+    int pin;
+    int as_int;
+    int as_double;
+  };
+  for (const Number n : {Number{eIbisCompInteger, 0, 1, 0}, Number{eIbisRPkg, 99, 0, 1},
+                         Number{eIbisDiffFlag, 1, 1, 0}, Number{eIbisModelType, 2, 0, 0},
+                         Number{eIbisDiffPolarity, 0, 1, 0}, Number{eIbisRPin, 0, 0, 1},
+                         Number{eIbisVinhMinus, 1, 0, 1}, Number{eIbisOverHighS, 0, 0, 0},
+                         Number{static_cast<eIbisParam>(26), 0, 0, 0}}) {
+    EXPECT_EQ(info.SetModelParam(n.id, 7, n.pin), n.as_int) << n.id;
+    EXPECT_EQ(info.SetModelParam(n.id, 7.5, n.pin, eMax), n.as_double) << n.id;
+    double value = 0.0;
+    EXPECT_EQ(info.GetModelParam(n.id, &value, n.pin, eMax), n.as_double) << n.id;
+    EXPECT_EQ(info.GetModelParam(n.id, &value, n.pin, eTyp), 0) << "only the max slot was set";
+  }
+  int flag = 0;
+  ASSERT_TRUE(info.GetModelParam(eIbisDiffFlag, &flag, 1));
+  EXPECT_EQ(flag, 1);
+
+  CIbisCompInfo copy(info);
+  info.AddPinDesc(0);
+  EXPECT_EQ(copy.GetPinCount(), 2) << "a copy keeps its own pins";
+  EXPECT_EQ(info.SetModelParam(eIbisPinName, "A1", 0), 0);
+}
+
+}  // namespace
+}  // namespace tarn::test
