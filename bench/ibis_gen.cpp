@@ -1,5 +1,6 @@
 #include "ibis_gen.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
@@ -108,13 +109,10 @@ size_t bytes_per_model() {
   return w.bytes + kPinsPerModel * 40;
 }
 
-}  // namespace
-
-size_t generate_ibis(const std::string& path, size_t target_bytes) {
+size_t write_component(const std::string& path, int models) {
   std::FILE* file = std::fopen(path.c_str(), "w");
   if (!file) return 0;
   Writer w{file};
-  const int models = static_cast<int>(std::fmax(1.0, double(target_bytes) / bytes_per_model()));
   w.line("[IBIS Ver] 3.2");
   const std::string base = path.substr(path.find_last_of('/') + 1);
   w.line("[File Name] " + base);
@@ -138,6 +136,16 @@ size_t generate_ibis(const std::string& path, size_t target_bytes) {
   w.line("[End]");
   const bool ok = std::fclose(file) == 0;
   return ok ? w.bytes : 0;
+}
+
+}  // namespace
+
+size_t generate_ibis(const std::string& path, size_t target_bytes) {
+  return write_component(path, static_cast<int>(std::fmax(1.0, double(target_bytes) / bytes_per_model())));
+}
+
+size_t generate_ibis_pins(const std::string& path, int pins) {
+  return write_component(path, std::max(1, pins / kPinsPerModel));
 }
 
 }  // namespace tarn::bench

@@ -10,5 +10,7 @@ namespace tarn::bench {
 
 /// Writes a file of about `target_bytes` to `path`; returns the bytes written (0 on failure).
 size_t generate_ibis(const std::string& path, size_t target_bytes);
+/// The same with `pins` pins (rounded down to whole models), whatever size that makes.
+size_t generate_ibis_pins(const std::string& path, int pins);
 
 }  // namespace tarn::bench
