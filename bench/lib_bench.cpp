@@ -1,40 +1,19 @@
 // The model library: a request for a component whose compiled information is current (a stat
 // and a lookup), and a 3,000-pin component compiled against read back from its compiled file.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <filesystem>
 #include <memory>
 #include <string>
 
 #include "ibis_gen.h"
+#include "quiet_stdout.h"
 #include "service/source_index.h"
 #include "tarn/ibis_comp_mdls.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-// The reader prints its banner on standard output; keep it out of the timing table.
-class Quiet {
- public:
-  Quiet() : saved_(dup(STDOUT_FILENO)) {
-    std::fflush(stdout);
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, STDOUT_FILENO);
-    close(null);
-  }
-  ~Quiet() {
-    std::fflush(stdout);
-    dup2(saved_, STDOUT_FILENO);
-    close(saved_);
-  }
-
- private:
-  int saved_;
-};
 
 class BenchLibrary : public CIbisCompMdls {
  public:
@@ -47,7 +26,7 @@ const std::string& source_index() {
     const fs::path dir = fs::temp_directory_path() / "tarn_lib_bench_src";
     fs::create_directories(dir);
     tarn::bench::generate_ibis_pins((dir / "bench.ibs").string(), 3000);
-    Quiet quiet;
+    tarn::bench::QuietStdout quiet;
     return tarn::LIB_IndexFolder(dir.string()).index_path;
   }();
   return index;
@@ -68,7 +47,7 @@ fs::path fresh_cache(const char* name) {
 
 void BM_CurrentComponentRequest(benchmark::State& state) {
   const auto library = open_library(fresh_cache("tarn_lib_bench_current"));
-  Quiet quiet;
+  tarn::bench::QuietStdout quiet;
   const CIbisCompInfo* info = library->GetIbisCompInfo("BENCH", nullptr, 0);
   if (!info || info->GetStatus() != eIbisCurrent) state.SkipWithError("the component did not compile");
   for (auto _ : state) benchmark::DoNotOptimize(library->GetIbisCompInfo("BENCH", nullptr, 0));
@@ -76,7 +55,7 @@ void BM_CurrentComponentRequest(benchmark::State& state) {
 BENCHMARK(BM_CurrentComponentRequest)->Unit(benchmark::kMicrosecond);
 
 void BM_Compile3000Pins(benchmark::State& state) {
-  Quiet quiet;
+  tarn::bench::QuietStdout quiet;
   for (auto _ : state) {
     state.PauseTiming();
     const auto library = open_library(fresh_cache("tarn_lib_bench_compile"));
@@ -90,7 +69,7 @@ BENCHMARK(BM_Compile3000Pins)->Unit(benchmark::kMillisecond);
 void BM_ReadBack3000Pins(benchmark::State& state) {
   const fs::path cache = fresh_cache("tarn_lib_bench_readback");
   {
-    Quiet quiet;
+    tarn::bench::QuietStdout quiet;
     const auto library = open_library(cache);
     library->GetIbisCompInfo("BENCH", nullptr, 0);
     library->Fini(1);

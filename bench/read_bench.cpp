@@ -12,6 +12,7 @@
 #include <string>
 
 #include "ibis_gen.h"
+#include "quiet_stdout.h"
 #include "tarn/reader.h"
 
 namespace {
@@ -30,29 +31,10 @@ const std::string& fixture(int megabytes) {
   return paths[megabytes] = path;
 }
 
-// The reader prints its banner on standard output; keep it out of the timing table.
-class QuietStdout {
- public:
-  QuietStdout() : saved_(dup(STDOUT_FILENO)) {
-    std::fflush(stdout);
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, STDOUT_FILENO);
-    close(null);
-  }
-  ~QuietStdout() {
-    std::fflush(stdout);
-    dup2(saved_, STDOUT_FILENO);
-    close(saved_);
-  }
-
- private:
-  int saved_;
-};
-
 void BM_Check(benchmark::State& state) {
   const std::string& path = fixture(static_cast<int>(state.range(0)));
   std::FILE* report = std::fopen("/dev/null", "w");
-  QuietStdout quiet;
+  tarn::bench::QuietStdout quiet;
   for (auto _ : state) {
     const char* files[] = {path.c_str()};
     benchmark::DoNotOptimize(tarn::IBIS_CheckFilesToStream(files, 1, report));
