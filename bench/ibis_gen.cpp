@@ -141,7 +141,8 @@ size_t write_component(const std::string& path, int models) {
 }  // namespace
 
 size_t generate_ibis(const std::string& path, size_t target_bytes) {
-  return write_component(path, static_cast<int>(std::fmax(1.0, double(target_bytes) / bytes_per_model())));
+  return write_component(
+      path, static_cast<int>(std::fmax(1.0, double(target_bytes) / bytes_per_model())));
 }
 
 size_t generate_ibis_pins(const std::string& path, int pins) {

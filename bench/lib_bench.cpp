@@ -1,6 +1,7 @@
 // The model library: a request for a component whose compiled information is current (a stat
 // and a lookup), and a 3,000-pin component compiled against read back from its compiled file.
 #include <benchmark/benchmark.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -49,7 +50,8 @@ void BM_CurrentComponentRequest(benchmark::State& state) {
   const auto library = open_library(fresh_cache("tarn_lib_bench_current"));
   tarn::bench::QuietStdout quiet;
   const CIbisCompInfo* info = library->GetIbisCompInfo("BENCH", nullptr, 0);
-  if (!info || info->GetStatus() != eIbisCurrent) state.SkipWithError("the component did not compile");
+  if (!info || info->GetStatus() != eIbisCurrent)
+    state.SkipWithError("the component did not compile");
   for (auto _ : state) benchmark::DoNotOptimize(library->GetIbisCompInfo("BENCH", nullptr, 0));
 }
 BENCHMARK(BM_CurrentComponentRequest)->Unit(benchmark::kMicrosecond);

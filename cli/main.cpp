@@ -145,7 +145,8 @@ int run_compile(const std::vector<const char*>& args) {
   // The library takes "-" as "check only"; on the command line it would look like stdout.
   if (!parsed.output || !*parsed.output || std::string_view(parsed.output) == "-")
     return usage_error("compile: --output OUT is required (a file name)");
-  if (parsed.component && !*parsed.component) return usage_error("compile: --component needs a name");
+  if (parsed.component && !*parsed.component)
+    return usage_error("compile: --component needs a name");
   if (!readable_source(parsed.file)) return kExitUsage;
   const int written =
       tarn::IBIS_CompileSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
@@ -183,9 +184,12 @@ class ToolLibrary : public CIbisCompMdls {
 
 const char* status_text(const CIbisCompInfo& info) {
   switch (info.GetStatus()) {
-    case eIbisCurrent: return "compiled information current";
-    case eIbisOutOfDateKept: return "compiled information out of date, kept";
-    default: return CIbisCompInfo::GetIbisStatusText(info.GetStatus());
+    case eIbisCurrent:
+      return "compiled information current";
+    case eIbisOutOfDateKept:
+      return "compiled information out of date, kept";
+    default:
+      return CIbisCompInfo::GetIbisStatusText(info.GetStatus());
   }
 }
 
@@ -208,14 +212,15 @@ void print_pins(const CIbisCompInfo& info) {
   for (int pin = 0; pin < info.GetPinCount(); ++pin) {
     int type = 0;
     (void)info.GetModelParam(eIbisModelType, &type, pin);
-    std::printf("%-6s %-12s %-14s %-25s %-9s %-9s %-9s %-12s %-12s %-6s %s\n",
-                pin_text(info, eIbisPinName, pin).c_str(), pin_text(info, eIbisSignalName, pin).c_str(),
-                pin_text(info, eIbisModelName, pin).c_str(), CIbisCompInfo::GetModelTypeText(type),
-                pin_value(info, eIbisRPin, pin).c_str(), pin_value(info, eIbisLPin, pin).c_str(),
-                pin_value(info, eIbisCPin, pin).c_str(), pin_text(info, eIbisPullUpPins, pin).c_str(),
-                pin_text(info, eIbisPullDownPins, pin).c_str(),
-                pin_text(info, eIbisDiffPartner, pin).c_str(),
-                pin_text(info, eIbisSeriesPartners, pin).c_str());
+    std::printf(
+        "%-6s %-12s %-14s %-25s %-9s %-9s %-9s %-12s %-12s %-6s %s\n",
+        pin_text(info, eIbisPinName, pin).c_str(), pin_text(info, eIbisSignalName, pin).c_str(),
+        pin_text(info, eIbisModelName, pin).c_str(), CIbisCompInfo::GetModelTypeText(type),
+        pin_value(info, eIbisRPin, pin).c_str(), pin_value(info, eIbisLPin, pin).c_str(),
+        pin_value(info, eIbisCPin, pin).c_str(), pin_text(info, eIbisPullUpPins, pin).c_str(),
+        pin_text(info, eIbisPullDownPins, pin).c_str(),
+        pin_text(info, eIbisDiffPartner, pin).c_str(),
+        pin_text(info, eIbisSeriesPartners, pin).c_str());
   }
 }
 
@@ -227,7 +232,8 @@ int run_lib(const std::vector<const char*>& args) {
     const std::string_view arg = args[i];
     if (arg == "--cache" || arg == "--index") {
       if (i + 1 == args.size()) return usage_error("lib: " + std::string(arg) + " needs a value");
-      if (arg == "--cache") cache = args[++i];
+      if (arg == "--cache")
+        cache = args[++i];
       else indexes.push_back(args[++i]);
     } else if (arg.size() > 1 && arg[0] == '-') {
       return usage_error("lib: unknown option '" + std::string(arg) + "'");

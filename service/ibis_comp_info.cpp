@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <new>
 #include <string_view>
 #include <system_error>
 
@@ -21,7 +22,16 @@
 namespace {
 
 // Where each parameter id lives: its kind and its slot among the values of that kind.
-enum class Kind : uint8_t { None, CompText, CompInt, CompTriple, PinText, PinList, PinInt, PinTriple };
+enum class Kind : uint8_t {
+  None,
+  CompText,
+  CompInt,
+  CompTriple,
+  PinText,
+  PinList,
+  PinInt,
+  PinTriple
+};
 struct Slot {
   Kind kind = Kind::None;
   uint8_t index = 0;
@@ -53,9 +63,7 @@ constexpr std::array<Slot, kParams> make_slots() {
 }
 constexpr std::array<Slot, kParams> kSlots = make_slots();
 
-Slot slot_of(eIbisParam id) {
-  return id >= 0 && id < kParams ? kSlots[id] : Slot{};
-}
+Slot slot_of(eIbisParam id) { return id >= 0 && id < kParams ? kSlots[id] : Slot{}; }
 
 bool is_pin_kind(Kind kind) {
   return kind == Kind::PinText || kind == Kind::PinList || kind == Kind::PinInt ||
@@ -65,9 +73,8 @@ bool is_pin_kind(Kind kind) {
 bool valid_corner(eTypMinMax corner) { return corner >= eTyp && corner <= eMax; }
 
 constexpr const char* kStatusTexts[] = {
-    "IBIS source not found", "IBIS source not found",
-    "IBIS source has syntax errors", "IBIS source not found",
-    "IBIS source not found", "Using out of date Version of IBIS model",
+    "IBIS source not found", "IBIS source not found", "IBIS source has syntax errors",
+    "IBIS source not found", "IBIS source not found", "Using out of date Version of IBIS model",
 };
 
 constexpr const char* kModelTypeTexts[] = {
@@ -98,8 +105,11 @@ CIbisCompInfo::~CIbisCompInfo() = default;
 
 void CIbisCompInfo::AddPinDesc(int count) {
   pins_.clear();
-  // The count comes from a file: never let it size more than the file can fill.
-  if (count > 0) pins_.resize(static_cast<size_t>(std::min(count, 1 << 20)));
+  try {
+    if (count > 0) pins_.resize(static_cast<size_t>(count));
+  } catch (const std::bad_alloc&) {
+    pins_.clear();  // nothing is thrown to the caller: no pins
+  }
 }
 
 int CIbisCompInfo::SetModelParam(eIbisParam id, const char* value, int pin) {
@@ -111,9 +121,12 @@ int CIbisCompInfo::SetModelParam(eIbisParam id, const char* value, int pin) {
   }
   if (!is_pin_kind(slot.kind) || pin < 0 || pin >= GetPinCount()) return 0;
   PinDesc& desc = pins_[static_cast<size_t>(pin)];
-  if (slot.kind == Kind::PinText) desc.text[slot.index] = value;
-  else if (slot.kind == Kind::PinList) desc.list[slot.index].emplace_back(value);
-  else return 0;
+  if (slot.kind == Kind::PinText)
+    desc.text[slot.index] = value;
+  else if (slot.kind == Kind::PinList)
+    desc.list[slot.index].emplace_back(value);
+  else
+    return 0;
   return 1;
 }
 
@@ -208,7 +221,8 @@ int CIbisCompInfo::GetModelParamCount(eIbisParam id, int pin) const {
 
 int CIbisCompInfo::GetModelParamItem(eIbisParam id, int pin, int index, const char** value) const {
   if (!value || index < 0 || index >= GetModelParamCount(id, pin)) return 0;
-  *value = pins_[static_cast<size_t>(pin)].list[slot_of(id).index][static_cast<size_t>(index)].c_str();
+  *value =
+      pins_[static_cast<size_t>(pin)].list[slot_of(id).index][static_cast<size_t>(index)].c_str();
   return 1;
 }
 
@@ -231,12 +245,17 @@ int CIbisCompInfo::FindIndex4Pin(int value, eIbisParam id) const {
   if (slot.kind != Kind::PinInt) return -1;
   for (size_t i = 0; i < pins_.size(); ++i) {
     const PinDesc& desc = pins_[i];
-    if (desc.integer_set[slot.index] && desc.integer[slot.index] == value) return static_cast<int>(i);
+    if (desc.integer_set[slot.index] && desc.integer[slot.index] == value)
+      return static_cast<int>(i);
   }
   return -1;
 }
 
-const char* CIbisCompInfo::GetIbisStatusText(eIbisStatus status) { return kStatusTexts[status]; }
+// Callers only ask for 0 to 5; any other status reads as an empty text rather than past the table.
+const char* CIbisCompInfo::GetIbisStatusText(eIbisStatus status) {
+  constexpr int kTexts = static_cast<int>(std::size(kStatusTexts));
+  return status >= 0 && status < kTexts ? kStatusTexts[status] : "";
+}
 
 const char* CIbisCompInfo::GetModelTypeText(int type) {
   constexpr int kTexts = static_cast<int>(std::size(kModelTypeTexts));
@@ -247,7 +266,9 @@ bool CIbisCompInfo::ReadCompiled() {
   std::ifstream in(text_[eIbisCompiledFile], std::ios::binary);
   if (!in) return false;
   pins_.clear();
-  CIbisCompPrs parser(this);
+  std::error_code ec;
+  const uintmax_t size = std::filesystem::file_size(text_[eIbisCompiledFile], ec);
+  CIbisCompPrs parser(this, ec ? 0 : size);
   return parser.ParseStream(in) == 1;
 }
 
@@ -257,7 +278,7 @@ int CIbisCompInfo::ListModel(std::ostream& out, const char* model, eTypMinMax co
   std::ifstream in(text_[eIbisCompiledFile], std::ios::binary);
   if (!in) return 0;
   CIbisCompInfo scratch(nullptr);
-  CIbisCompPrs parser(&scratch);
+  CIbisCompPrs parser(&scratch, 0);
   return parser.ListModel(in, out, model, corner, outline);
 }
 
@@ -266,8 +287,7 @@ int CIbisCompInfo::ListSimModel(std::ostream& out, const char* model, eTypMinMax
   return ListModel(out, model, corner, false);
 }
 
-int CIbisCompInfo::ListOutlineModel(std::ostream& out, const char* model,
-                                    eTypMinMax corner) const {
+int CIbisCompInfo::ListOutlineModel(std::ostream& out, const char* model, eTypMinMax corner) const {
   tarn::ApiGuard guard;
   return ListModel(out, model, corner, true);
 }

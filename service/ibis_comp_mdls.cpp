@@ -24,9 +24,21 @@ constexpr const char* kLogBackup = "tarn_rdr.bak";
 
 // Model type names as callers spell them, in code order from 1.
 constexpr const char* kTypeNames[] = {
-    "no type (pwr, gnd or NC)", "input", "output", "i/o", "tristate", "open_drain",
-    "i/o_open_drain", "open_sink", "i/o_open_sink", "open_source", "i/o_open_source",
-    "input_ecl", "output_ecl", "i/o_ecl", "terminator",
+    "no type (pwr, gnd or NC)",
+    "input",
+    "output",
+    "i/o",
+    "tristate",
+    "open_drain",
+    "i/o_open_drain",
+    "open_sink",
+    "i/o_open_sink",
+    "open_source",
+    "i/o_open_source",
+    "input_ecl",
+    "output_ecl",
+    "i/o_ecl",
+    "terminator",
 };
 
 void write_blanks(std::FILE* log, int count) {
@@ -205,7 +217,8 @@ int CIbisCompMdls::GetFirstIBISComp(const char** name, const char** file, const 
   walk_source_ = 0;
   walk_entry_ = 0;
   for (const std::unique_ptr<SrcIndex>& source : sources_)
-    source->walk = source->loaded ? source->index->Entries() : std::vector<const tarn::ListDbEntry*>{};
+    source->walk =
+        source->loaded ? source->index->Entries() : std::vector<const tarn::ListDbEntry*>{};
   return IterateComps(name, file, dir, label, extra);
 }
 
@@ -385,8 +398,10 @@ eRdIbisResult CIbisCompMdls::RunRdIbis(const char* source, const char* component
     result = eRdIbisFailed;
   } else {
     tarn::RPT_GetCounts(&errors, &warnings, &bugs);
-    if (errors != 0 || bugs != 0) result = eRdIbisFailed;
-    else if (warnings != 0) result = eRdIbisWarnings;
+    if (errors != 0 || bugs != 0)
+      result = eRdIbisFailed;
+    else if (warnings != 0)
+      result = eRdIbisWarnings;
   }
   if (result != eRdIbisFailed) {
     tarn::RPT_SetStream(log);
@@ -394,10 +409,12 @@ eRdIbisResult CIbisCompMdls::RunRdIbis(const char* source, const char* component
     tarn::RPT_SetStream(nullptr);
   }
   write_blanks(log, layout_[0]);
-  if (result == eRdIbisSuccess) std::fputs("IBIS Compilation Completed successfully\n", log);
+  if (result == eRdIbisSuccess)
+    std::fputs("IBIS Compilation Completed successfully\n", log);
   else if (result == eRdIbisWarnings)
     std::fprintf(log, "IBIS Compilation Completed with %u Warnings\n", warnings);
-  else std::fprintf(log, "IBIS Compilation Failed due to  %u Errors\n", errors);
+  else
+    std::fprintf(log, "IBIS Compilation Failed due to  %u Errors\n", errors);
   tarn::RPT_SetIndent(indent);
   tarn::RPT_SetFileNameMode(0);
   if (raw) tarn::IBIS_DestroyDocument(raw);

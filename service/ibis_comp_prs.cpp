@@ -88,6 +88,8 @@ key_lookup g_compiled_table[] = {
 };
 
 constexpr int kFailed = -1;
+// The shortest pin record: Pin "" "" "" 0 0 and its line feed.
+constexpr uintmax_t kShortestPinRecord = 19;
 
 int store_triple(CIbisCompInfo* target, int tag, const arg_val* args, int pin) {
   for (const eTypMinMax corner : {eTyp, eMin, eMax})
@@ -132,6 +134,8 @@ int CIbisCompPrs::switch_func(int action, arg_val* args, int tag, int, int count
       target_->SetModelParam(eIbisModelType, args[5].i, pin_);
       return 0;
     case kPinCount:
+      // A count the file cannot hold is a damaged file, not a reason to allocate.
+      if (static_cast<uintmax_t>(args[1].i) > file_size_ / kShortestPinRecord) return kFailed;
       target_->AddPinDesc(args[1].i);
       pin_ = -1;
       return 0;
@@ -188,8 +192,7 @@ int CIbisCompPrs::ListModel(std::ifstream& s, std::ostream& out, const char* mod
   // The copies come min, max, typ: meeting Typ_Model first means the corner has no copy.
   const char* wanted = corner == eMin ? "Min_Model" : corner == eMax ? "Max_Model" : "Typ_Model";
   const char* const copies[] = {wanted, "Typ_Model", "Model"};
-  if (ut_parse_skip2keywds(3, copies) < 0 || ut_stricmp(m_pushText.data(), "Model") == 0)
-    return 0;
+  if (ut_parse_skip2keywds(3, copies) < 0 || ut_stricmp(m_pushText.data(), "Model") == 0) return 0;
   ut_parse_clear_buffer();
   if (outline) {
     out << "Model ";

@@ -2,6 +2,7 @@
 // record to a parameter of the component or of its current pin.
 #pragma once
 
+#include <cstdint>
 #include <fstream>
 #include <ostream>
 
@@ -10,7 +11,9 @@
 
 class CIbisCompPrs : public CNavigPrs {
  public:
-  explicit CIbisCompPrs(CIbisCompInfo* target) : target_(target) {}
+  /// `file_size` bounds the pin count a file may declare.
+  CIbisCompPrs(CIbisCompInfo* target, uintmax_t file_size)
+      : target_(target), file_size_(file_size) {}
 
   /// Reads the component's records up to its first model; 1 when no error was counted.
   int ParseStream(std::ifstream& s) override;
@@ -25,6 +28,7 @@ class CIbisCompPrs : public CNavigPrs {
 
  private:
   CIbisCompInfo* target_;
+  uintmax_t file_size_;
   int pin_ = -1;
   int series_count_ = 0;
 };

@@ -48,8 +48,7 @@ SourceIndexResult LIB_IndexFolder(const std::string& folder) {
     const std::string name = file.filename().string();
     for (const auto& component : raw->components) {
       std::string_view component_name;
-      if (!CMPNT_GetName(component.get(), &component_name) || index->Find(component_name))
-        continue;
+      if (!CMPNT_GetName(component.get(), &component_name) || index->Find(component_name)) continue;
       if (index->Add(component_name, name, std::nullopt, 0)) ++result.components;
     }
     IBIS_DestroyDocument(raw);

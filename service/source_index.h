@@ -12,9 +12,9 @@ inline constexpr const char* kSourceIndexName = "ibisindex.ibx";
 
 /// What indexing a folder gave.
 struct SourceIndexResult {
-  bool written = false;              // the index file was saved
-  int components = 0;                // entries in it
-  std::vector<std::string> unread;   // sources that could not be read (no component found)
+  bool written = false;             // the index file was saved
+  int components = 0;               // entries in it
+  std::vector<std::string> unread;  // sources that could not be read (no component found)
   std::string index_path;
 };
 

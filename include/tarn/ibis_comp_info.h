@@ -64,7 +64,7 @@ class TARN_API CIbisCompInfo {
   /// The first pin whose integer `id` equals `value`, or -1.
   int FindIndex4Pin(int value, eIbisParam id) const;
 
-  /// The status texts for 0 to 5 (no range check, as callers have always relied on).
+  /// The status texts for 0 to 5; the two usable statuses have none (an empty text).
   static const char* GetIbisStatusText(eIbisStatus status);
   /// The text of a model_type code, empty for a code without one.
   static const char* GetModelTypeText(int type);
@@ -78,6 +78,7 @@ class TARN_API CIbisCompInfo {
  private:
   friend class CIbisCompMdls;
   friend class CIbisCompPrs;
+  friend struct CIbisCompInfoTest;  // reaches the private fill paths from the tests
 
   struct Triple {
     std::array<double, 3> value{};

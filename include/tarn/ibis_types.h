@@ -11,14 +11,14 @@ enum eRdIbisResult {
 
 /// Where a component of the library stands. Only 6 and 7 are usable.
 enum eIbisStatus {
-  eIbisNew = 0,             ///< not looked at yet
-  eIbisNotFound = 1,        ///< neither source nor compiled file found
-  eIbisSourceErrors = 2,    ///< the source has errors; no compiled file
-  eIbisUnreadable = 3,      ///< the compiled file could not be read (or is about to be re-read)
-  eIbisOutOfDate = 4,       ///< compiled just now, or older than its source
-  eIbisSourceOnly = 5,      ///< pins read straight from the source
-  eIbisOutOfDateKept = 6,   ///< older than its source, kept by the caller's choice
-  eIbisCurrent = 7,         ///< compiled information current
+  eIbisNew = 0,            ///< not looked at yet
+  eIbisNotFound = 1,       ///< neither source nor compiled file found
+  eIbisSourceErrors = 2,   ///< the source has errors; no compiled file
+  eIbisUnreadable = 3,     ///< the compiled file could not be read (or is about to be re-read)
+  eIbisOutOfDate = 4,      ///< compiled just now, or older than its source
+  eIbisSourceOnly = 5,     ///< pins read straight from the source
+  eIbisOutOfDateKept = 6,  ///< older than its source, kept by the caller's choice
+  eIbisCurrent = 7,        ///< compiled information current
 };
 
 /// The parameters of a component (ids 0 to 7) and of its pins (ids 8 and above).

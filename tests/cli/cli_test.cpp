@@ -106,7 +106,8 @@ TEST(Tool, UnreadableFilesAreToolErrorsAndTheOthersAreStillRead) {
 
 constexpr const char* kCompilable =
     "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
-    "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 IN buf\n2 VCC POWER\n[Model] buf\nModel_type Input\n"
+    "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 "
+    "IN buf\n2 VCC POWER\n[Model] buf\nModel_type Input\n"
     "Vinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
 
 TEST(Tool, CompileWritesOnlyWhatPassed) {
@@ -212,11 +213,12 @@ TEST(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
     const char* args;
     const char* error;
   };
-  for (const Case& c : {Case{"index", "tarn: index: one FOLDER expected\n"},
-                        Case{"index nowhere", "tarn: 'nowhere' is not a folder\n"},
-                        Case{"lib Part", "tarn: lib: --cache DIR is required\n"},
-                        Case{"lib --cache c Part", "tarn: lib: at least one --index FILE is required\n"},
-                        Case{"lib --cache c --index i", "tarn: lib: no COMPONENT given\n"}}) {
+  for (const Case& c :
+       {Case{"index", "tarn: index: one FOLDER expected\n"},
+        Case{"index nowhere", "tarn: 'nowhere' is not a folder\n"},
+        Case{"lib Part", "tarn: lib: --cache DIR is required\n"},
+        Case{"lib --cache c Part", "tarn: lib: at least one --index FILE is required\n"},
+        Case{"lib --cache c --index i", "tarn: lib: no COMPONENT given\n"}}) {
     const ToolRun r = run_tool(c.args, dir);
     EXPECT_EQ(r.status, 2) << c.args;
     EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1), c.error) << c.args;

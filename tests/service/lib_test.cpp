@@ -13,6 +13,14 @@
 #include "tarn/ibis_comp_mdls.h"
 #include "test_support.h"
 
+// The private ways of filling an object, as the tests reach them.
+struct CIbisCompInfoTest {
+  static eRdIbisResult PopulateFromSource(CIbisCompInfo* info, const std::string& source) {
+    info->text_[eIbisSourceFile] = source;
+    return info->PopulateInfo(CIbisCompInfo::kSkipCompiled);
+  }
+};
+
 namespace tarn::test {
 namespace {
 
@@ -62,9 +70,10 @@ C_comp 1p 0.9p NA
 [End]
 )";
 
-constexpr const char* kBroken = "[IBIS Ver] 3.2\n[File Name] broken.ibs\n[Component] Broken\n"
-                                "[Manufacturer] Acme\n[Pin] signal_name model_name\n1 VCC POWER\n"
-                                "[End]\n";
+constexpr const char* kBroken =
+    "[IBIS Ver] 3.2\n[File Name] broken.ibs\n[Component] Broken\n"
+    "[Manufacturer] Acme\n[Pin] signal_name model_name\n1 VCC POWER\n"
+    "[End]\n";
 
 // A source folder with its index and an empty cache folder beside it.
 struct Library {
@@ -111,8 +120,8 @@ TEST(Library, CompilesOnFirstRequestOnly) {
   EXPECT_EQ(std::string(compiled), (l.cache / "ib000000.cbs").string());
   EXPECT_EQ(file_text(compiled).substr(0, 13), "File_Rev 3 0\n");
   EXPECT_EQ(file_text(l.cache / "tarn_rdr.txt"),
-            "\n  Compiling IBIS model for component part from file " + (l.src / "part.ibs").string() +
-                "\n  IBIS Compilation Completed successfully\n");
+            "\n  Compiling IBIS model for component part from file " +
+                (l.src / "part.ibs").string() + "\n  IBIS Compilation Completed successfully\n");
 
   EXPECT_EQ(l.ask("PART", &result), l.ask("PART", &result)) << "one object per name";
   EXPECT_EQ(l.ask("part", &result), info);
@@ -286,10 +295,12 @@ TEST(Library, StaticTexts) {
   EXPECT_STREQ(CIbisCompInfo::GetModelTypeText(15), "terminator");
   EXPECT_STREQ(CIbisCompInfo::GetModelTypeText(0), "");
   EXPECT_STREQ(CIbisCompInfo::GetModelTypeText(16), "");
-  EXPECT_STREQ(CIbisCompInfo::GetIbisStatusText(eIbisSourceErrors), "IBIS source has syntax errors");
+  EXPECT_STREQ(CIbisCompInfo::GetIbisStatusText(eIbisSourceErrors),
+               "IBIS source has syntax errors");
   EXPECT_STREQ(CIbisCompInfo::GetIbisStatusText(eIbisOutOfDate), "IBIS source not found");
   EXPECT_STREQ(CIbisCompInfo::GetIbisStatusText(eIbisSourceOnly),
                "Using out of date Version of IBIS model");
+  EXPECT_STREQ(CIbisCompInfo::GetIbisStatusText(eIbisCurrent), "");
 }
 
 // A compiled file put in the cache by hand, with no source: read back as it stands.
@@ -378,8 +389,39 @@ TEST(CompiledReadBack, RefusedFiles) {
   EXPECT_EQ(old.info->GetStatus(), eIbisUnreadable);
   const CompiledOnly unknown("File_Rev 3 0\nComponent \"X\"\nSurprise 1\n");
   EXPECT_EQ(unknown.info->GetStatus(), eIbisUnreadable);
+  const CompiledOnly huge(
+      "File_Rev 3 0\nComponent \"X\"\nNum_Pins 100000\nPin \"1\" \"\" \"\" 0 1\n");
+  EXPECT_EQ(huge.info->GetStatus(), eIbisUnreadable) << "more pins than the file can hold";
+  EXPECT_EQ(huge.info->GetPinCount(), 0);
   const CompiledOnly fine("File_Rev 3 1\nComponent \"X\"\nNum_Pins 0\n");
   EXPECT_EQ(fine.info->GetStatus(), eIbisCurrent);
+}
+
+TEST(CompInfo, PinsStraightFromTheSource) {
+  TempDir dir;
+  const std::string part = dir.write("part.ibs", kPart);
+  CIbisCompInfo info(nullptr);
+  info.SetModelParam(eIbisCompName, "PART", 0);
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(CIbisCompInfoTest::PopulateFromSource(&info, part), eRdIbisSuccess);
+  ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(info.GetStatus(), eIbisSourceOnly);
+  ASSERT_EQ(info.GetPinCount(), 2);
+  const char* text = nullptr;
+  ASSERT_TRUE(info.GetModelParam(eIbisSignalName, &text, 1));
+  EXPECT_STREQ(text, "VCC");
+  int type = 0;
+  ASSERT_TRUE(info.GetModelParam(eIbisModelType, &type, 0));
+  EXPECT_EQ(type, MT_INPUT);
+  ASSERT_TRUE(info.GetModelParam(eIbisModelType, &type, 1));
+  EXPECT_EQ(type, MT_NO_TYPE);
+
+  CIbisCompInfo other(nullptr);
+  other.SetModelParam(eIbisCompName, "Other", 0);
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(CIbisCompInfoTest::PopulateFromSource(&other, part), eRdIbisFailed);
+  ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(other.GetStatus(), eIbisSourceErrors);
 }
 
 TEST(CompInfo, ParameterIdsKindsAndPinRules) {
@@ -390,12 +432,11 @@ TEST(CompInfo, ParameterIdsKindsAndPinRules) {
     int pin;
     int stored;
   };
-  for (const Text t : {Text{eIbisCompName, 99, 1}, Text{eIbisCompText, 0, 1},
-                       Text{eIbisCompInteger, 0, 0}, Text{eIbisPinName, 1, 1},
-                       Text{eIbisPinName, 2, 0}, Text{eIbisPinName, -1, 0},
-                       Text{eIbisDiffPartner, 0, 1}, Text{eIbisSeriesModel, 0, 1},
-                       Text{eIbisDiffFlag, 0, 0}, Text{eIbisRPin, 0, 0},
-                       Text{static_cast<eIbisParam>(35), 0, 0}}) {
+  for (const Text t :
+       {Text{eIbisCompName, 99, 1}, Text{eIbisCompText, 0, 1}, Text{eIbisCompInteger, 0, 0},
+        Text{eIbisPinName, 1, 1}, Text{eIbisPinName, 2, 0}, Text{eIbisPinName, -1, 0},
+        Text{eIbisDiffPartner, 0, 1}, Text{eIbisSeriesModel, 0, 1}, Text{eIbisDiffFlag, 0, 0},
+        Text{eIbisRPin, 0, 0}, Text{static_cast<eIbisParam>(35), 0, 0}}) {
     EXPECT_EQ(info.SetModelParam(t.id, "A1", t.pin), t.stored) << t.id << " pin " << t.pin;
     const char* back = nullptr;
     EXPECT_EQ(info.GetModelParam(t.id, &back, t.pin), t.stored) << t.id;
