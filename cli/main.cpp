@@ -205,22 +205,37 @@ std::string pin_value(const CIbisCompInfo& info, eIbisParam id, int pin) {
   return CNavigPrs::ut_dbl2eng(value, 8, buffer);
 }
 
+// The supply lists of a pin as "PU=3 PD=4": pull-up, pull-down, power and ground clamp.
+std::string supplies_text(const CIbisCompInfo& info, int pin) {
+  struct Supply {
+    const char* label;
+    eIbisParam id;
+  };
+  std::string text;
+  for (const Supply s : {Supply{"PU", eIbisPullUpPins}, Supply{"PD", eIbisPullDownPins},
+                         Supply{"PC", eIbisPowerClampPins}, Supply{"GC", eIbisGndClampPins}}) {
+    const char* pins = nullptr;
+    if (!info.GetModelParam(s.id, &pins, pin)) continue;
+    if (!text.empty()) text += ' ';
+    text += std::string(s.label) + "=" + pins;
+  }
+  return text.empty() ? "-" : text;
+}
+
 void print_pins(const CIbisCompInfo& info) {
-  std::printf("%-6s %-12s %-14s %-25s %-9s %-9s %-9s %-12s %-12s %-6s %s\n", "pin", "signal",
-              "model", "model type", "R_pin", "L_pin", "C_pin", "pullup", "pulldown", "diff",
-              "series");
+  constexpr const char* kRow = "%-6s %-12s %-14s %-25s %-9s %-9s %-9s %-16s %-6s %s\n";
+  std::printf(kRow, "pin", "signal", "model", "model type", "R_pin", "L_pin", "C_pin", "supplies",
+              "diff", "series");
   for (int pin = 0; pin < info.GetPinCount(); ++pin) {
     int type = 0;
     (void)info.GetModelParam(eIbisModelType, &type, pin);
-    std::printf(
-        "%-6s %-12s %-14s %-25s %-9s %-9s %-9s %-12s %-12s %-6s %s\n",
-        pin_text(info, eIbisPinName, pin).c_str(), pin_text(info, eIbisSignalName, pin).c_str(),
-        pin_text(info, eIbisModelName, pin).c_str(), CIbisCompInfo::GetModelTypeText(type),
-        pin_value(info, eIbisRPin, pin).c_str(), pin_value(info, eIbisLPin, pin).c_str(),
-        pin_value(info, eIbisCPin, pin).c_str(), pin_text(info, eIbisPullUpPins, pin).c_str(),
-        pin_text(info, eIbisPullDownPins, pin).c_str(),
-        pin_text(info, eIbisDiffPartner, pin).c_str(),
-        pin_text(info, eIbisSeriesPartners, pin).c_str());
+    std::printf(kRow, pin_text(info, eIbisPinName, pin).c_str(),
+                pin_text(info, eIbisSignalName, pin).c_str(),
+                pin_text(info, eIbisModelName, pin).c_str(), CIbisCompInfo::GetModelTypeText(type),
+                pin_value(info, eIbisRPin, pin).c_str(), pin_value(info, eIbisLPin, pin).c_str(),
+                pin_value(info, eIbisCPin, pin).c_str(), supplies_text(info, pin).c_str(),
+                pin_text(info, eIbisDiffPartner, pin).c_str(),
+                pin_text(info, eIbisSeriesPartners, pin).c_str());
   }
 }
 
