@@ -197,6 +197,14 @@ void CMN_SourceDirectory(std::string* text_out);
 /// The name after the last path separator, with its extension cut.
 std::string CMN_BaseName(std::string_view path);
 
+/// The accessors' rule for a text field: 1 and the text when it is set, else 0.
+[[nodiscard]] inline int CMN_GetText(const std::string& text, std::string_view* out) {
+  TARN_ASSERT(out != nullptr);
+  if (text.empty()) return 0;
+  *out = text;
+  return 1;
+}
+
 /// Guarded allocation: resizes `dest` to `count` elements; failure is reported and gives 0.
 template <class T>
 [[nodiscard]] int CMN_Alloc(std::vector<T>* dest, size_t count);

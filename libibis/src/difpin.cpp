@@ -176,4 +176,21 @@ int DIFPIN_GetValue(const DiffPinValue* value, double* out) {
   return 1;
 }
 
+int DIFPIN_GetPin(const DiffPinRow* row, std::string_view* out) {
+  TARN_ASSERT(row != nullptr);
+  return CMN_GetText(row->pin, out);
+}
+
+int DIFPIN_GetInvPin(const DiffPinRow* row, std::string_view* out) {
+  TARN_ASSERT(row != nullptr);
+  return CMN_GetText(row->inv_pin, out);
+}
+
+int DIFPIN_GetColumns(const DiffPinList* list, int* out) {
+  TARN_ASSERT(list != nullptr && out != nullptr);
+  if (!list->declared) return 0;
+  *out = list->columns;
+  return 1;
+}
+
 }  // namespace tarn
