@@ -1,5 +1,7 @@
 #include "libibis/src/source.h"
 
+#include <cstdio>
+#include <memory>
 #include <string>
 
 #include "libibis/src/cmn.h"
@@ -37,8 +39,22 @@ int version_from_probe_line(std::string_view line) {
 
 bool version_known(int version) { return version >= 1 && version <= 3; }
 
-// One source of a batch: its report lines and its summary line.
-bool check_one(const char* name, std::FILE* report, std::FILE* summary) {
+// The summary file lists the sources that passed.
+bool check_all(const char* const* files, int count, std::FILE* report, std::FILE* summary) {
+  bool all_passed = true;
+  for (int i = 0; i < count; ++i) {
+    const char* name = files[i];
+    if (!name) continue;
+    PassedDocumentUse list_passed;
+    if (summary) list_passed = [&](const IbisDocument&) { std::fprintf(summary, "%s\n", name); };
+    if (!SRC_CheckOne(name, report, list_passed)) all_passed = false;
+  }
+  return all_passed;
+}
+
+}  // namespace
+
+bool SRC_CheckOne(const char* name, std::FILE* report, const PassedDocumentUse& use) {
   RPT_ResetCounts();
   RPT_SetStream(report);
   const FileKind kind = SRC_KindOf(name);
@@ -46,33 +62,21 @@ bool check_one(const char* name, std::FILE* report, std::FILE* summary) {
   if (!version_known(SRC_DetectVersion(name, nullptr, kind))) {
     RPT_Error("Unsupported or Illegal IBIS Version Number");
     RPT_PrintSummary();
+    RPT_SetStream(nullptr);
     return false;
   }
-  const ReadOutcome outcome = ibis_read(name, report, summary != nullptr);
-  if (outcome.read && RPT_Passed() && outcome.document && summary)
-    std::fprintf(summary, "%s\n", name);
-  if (outcome.document) {
-    IBIS_DetachDocument(outcome.document);
-    delete outcome.document;
-  }
+  const ReadOutcome outcome = ibis_read(name, report, static_cast<bool>(use));
+  std::unique_ptr<IbisDocument> document(outcome.document);
+  // The reading leaves the reporter silent and may have named a nested file.
   RPT_SetStream(report);
   RPT_SetFileName(name);
+  if (outcome.read && RPT_Passed() && document && use) use(*document);
+  document.reset();
   RPT_PrintSummary();
   const bool passed = outcome.read && RPT_Passed();
   RPT_SetStream(nullptr);
   return passed;
 }
-
-bool check_all(const char* const* files, int count, std::FILE* report, std::FILE* summary) {
-  bool all_passed = true;
-  for (int i = 0; i < count; ++i) {
-    if (!files[i]) continue;
-    if (!check_one(files[i], report, summary)) all_passed = false;
-  }
-  return all_passed;
-}
-
-}  // namespace
 
 FileKind SRC_KindOf(std::string_view file_name) {
   const size_t sep = file_name.find_last_of("/\\");
