@@ -1,4 +1,4 @@
-// tarn: checks IBIS sources from the command line.
+// tarn: checks IBIS sources and documents their components from the command line.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,6 +13,7 @@
 #include "tarn/ibis_comp_mdls.h"
 #include "tarn/reader.h"
 #include "tarn/tarn.h"
+#include "writers/doc.h"
 
 namespace {
 
@@ -36,13 +37,17 @@ constexpr const char* kUsage =
     "                  ask the model library (compiled files and log in DIR, sources found\n"
     "                  through the indexes) for COMPONENT, compiling it when needed, and\n"
     "                  show its status, compiled file and pins; exit 0 when usable\n"
+    "  doc FILE [--component NAME] --output OUT\n"
+    "                  read and check FILE as check does and, when it has no errors, write\n"
+    "                  the documentation of component NAME (without NAME, the file's only\n"
+    "                  component) to OUT\n"
     "\n"
     "options:\n"
     "  -h, --help      show this help\n"
     "  --version       show the version\n"
     "\n"
-    "exit status: 0 every file passed (compile: OUT was written), 1 a file has errors (compile:\n"
-    "nothing written), 2 usage error or unreadable file\n";
+    "exit status: 0 every file passed (compile, doc: OUT was written), 1 a file has errors\n"
+    "(compile, doc: nothing written), 2 usage error or unreadable file\n";
 
 int usage_error(const std::string& message) {
   std::fprintf(stderr, "tarn: %s\n", message.c_str());
@@ -90,11 +95,7 @@ struct ComponentArgs {
   const char* output = nullptr;
 };
 
-bool starts_option(std::string_view arg, std::string_view name) {
-  return arg.size() > name.size() && arg.substr(0, name.size()) == name && arg[name.size()] == '=';
-}
-
-// FILE with --component NAME and --output OUT, each also as --option=VALUE, in any order.
+// FILE with --component NAME and --output OUT (each also as --option=VALUE), in any order.
 bool parse_component_args(const char* command, const std::vector<const char*>& args,
                           ComponentArgs* out, std::string* error) {
   const std::string prefix = std::string(command) + ": ";
@@ -105,7 +106,7 @@ bool parse_component_args(const char* command, const std::vector<const char*>& a
   const Option options[] = {{"--component", &out->component}, {"--output", &out->output}};
   for (size_t i = 0; i < args.size(); ++i) {
     const std::string_view arg = args[i];
-    bool matched = false;
+    const Option* matched = nullptr;
     for (const Option& option : options) {
       if (arg == option.name) {
         if (i + 1 == args.size()) {
@@ -113,14 +114,21 @@ bool parse_component_args(const char* command, const std::vector<const char*>& a
           return false;
         }
         *option.value = args[++i];
-        matched = true;
-      } else if (starts_option(arg, option.name)) {
+        matched = &option;
+      } else if (arg.size() > option.name.size() && arg.starts_with(option.name) &&
+                 arg[option.name.size()] == '=') {
         *option.value = args[i] + option.name.size() + 1;
-        matched = true;
+        matched = &option;
       }
       if (matched) break;
     }
-    if (matched) continue;
+    if (matched) {
+      if (**matched->value == '\0') {
+        *error = prefix + std::string(matched->name) + " needs a value";
+        return false;
+      }
+      continue;
+    }
     if (arg.size() > 1 && arg[0] == '-') {
       *error = prefix + "unknown option '" + std::string(arg) + "'";
       return false;
@@ -145,8 +153,6 @@ int run_compile(const std::vector<const char*>& args) {
   // The library takes "-" as "check only"; on the command line it would look like stdout.
   if (!parsed.output || !*parsed.output || std::string_view(parsed.output) == "-")
     return usage_error("compile: --output OUT is required (a file name)");
-  if (parsed.component && !*parsed.component)
-    return usage_error("compile: --component needs a name");
   if (!readable_source(parsed.file)) return kExitUsage;
   const int written =
       tarn::IBIS_CompileSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
@@ -288,6 +294,18 @@ int run_lib(const std::vector<const char*>& args) {
   return usable ? kExitPassed : kExitFailed;
 }
 
+int run_doc(const std::vector<const char*>& args) {
+  ComponentArgs parsed;
+  std::string error;
+  if (!parse_component_args("doc", args, &parsed, &error)) return usage_error(error);
+  if (!parsed.output) return usage_error("doc: --output OUT is required");
+  if (!readable_source(parsed.file)) return kExitUsage;
+  const int written =
+      tarn::DOC_DocumentSource(parsed.file, parsed.component, parsed.output, stdout);
+  std::fflush(stdout);
+  return written ? kExitPassed : kExitFailed;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -306,5 +324,6 @@ int main(int argc, char** argv) {
   if (command == "compile") return run_compile(rest);
   if (command == "index") return run_index(rest);
   if (command == "lib") return run_lib(rest);
+  if (command == "doc") return run_doc(rest);
   return usage_error("unknown command '" + std::string(command) + "'");
 }

@@ -18,6 +18,7 @@
 #include "libibis/src/rpt.h"
 #include "libibis/src/source.h"
 #include "tarn/compile.h"
+#include "writers/wrt.h"
 
 namespace tarn {
 namespace {
@@ -245,8 +246,12 @@ void ModelCopy::ramp_edge(std::string_view dv_word, std::string_view dt_word,
                           const RampRatio* ratio) {
   double dv = 0.0;
   double dt = 0.0;
-  if (!ramp_corner_valid(ratio, kCornerTyp) || !ramp_select(ratio, corner_, &dv, &dt)) return;
-  note(ramp_corner_valid(ratio, corner_));
+  double own_dv = 0.0;
+  double own_dt = 0.0;
+  if (!ramp_get_corner(ratio, kCornerTyp, &own_dv, &own_dt) ||
+      !ramp_select(ratio, corner_, &dv, &dt))
+    return;
+  note(ramp_get_corner(ratio, static_cast<Corner>(corner_), &own_dv, &own_dt) == 1);
   if (dry_) return;
   begin(dv_word);
   add_number(dv, Num::General);
@@ -496,12 +501,14 @@ double edge_rate(const RampRatio* ratio, int corner) {
 // The faster edge of each corner. A zero dt has no rate; the record is then left out rather than
 // written as a number no reader can parse.
 void put_edge_rate(const IbisModel& model) {
+  double dv = 0.0;
+  double dt = 0.0;
   const Ramp* ramp = nullptr;
   const RampRatio* rising = nullptr;
   const RampRatio* falling = nullptr;
   if (!mdl_get_ramp(&model, &ramp) || !ramp_get_dvdt_r(ramp, &rising) ||
-      !ramp_get_dvdt_f(ramp, &falling) || !ramp_corner_valid(rising, kCornerTyp) ||
-      !ramp_corner_valid(falling, kCornerTyp))
+      !ramp_get_dvdt_f(ramp, &falling) || !ramp_select(rising, kCornerTyp, &dv, &dt) ||
+      !ramp_select(falling, kCornerTyp, &dv, &dt))
     return;
   double rates[3] = {};
   const int corners[3] = {kCornerTyp, kCornerMin, kCornerMax};
@@ -681,24 +688,6 @@ void put_head(const FileHeader& header) {
   }
 }
 
-const Component* choose_component(const std::vector<std::unique_ptr<Component>>& components,
-                                  const char* name) {
-  if (name) {
-    for (const std::unique_ptr<Component>& component : components) {
-      std::string_view candidate;
-      if (CMPNT_GetName(component.get(), &candidate) && CMN_EqualNoCase(candidate, name))
-        return component.get();
-    }
-    RPT_Error("Unable to find component \"%s\" in ibis file", name);
-    return nullptr;
-  }
-  std::string_view only;
-  if (components.size() == 1 && CMPNT_GetName(components.front().get(), &only))
-    return components.front().get();
-  RPT_Error("No Component Name supplied and IBIS file contains multiple entries");
-  return nullptr;
-}
-
 }  // namespace
 
 void CBS_EscapeString(std::string* out, std::string_view source, size_t limit) {
@@ -719,29 +708,16 @@ void CBS_EscapeString(std::string* out, std::string_view source, size_t limit) {
 int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
                          const char* component_name) {
   TARN_ASSERT(document != nullptr);
-  const FileHeader* header = nullptr;
-  if (!IBIS_GetHeader(document, &header)) {
-    RPT_Error("Unable to access header information.");
-    return 0;
-  }
-  const std::vector<std::unique_ptr<Component>>* components = nullptr;
-  if (!IBIS_GetList(document->components, &components)) {
-    RPT_Error("Unable to find component information.");
-    return 0;
-  }
-  const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
-  if (!IBIS_GetList(document->models, &models)) {
-    RPT_Error("Unable to find model information.");
-    return 0;
-  }
-  const Component* component = choose_component(*components, component_name);
+  WriterSource source;
+  if (!WRT_GetSource(document, &source)) return 0;
+  const Component* component = WRT_ChooseComponent(*source.components, component_name);
   if (!component) return 0;
   if (!output_path || std::string_view(output_path) == "-") return 1;
   if (!open_output(output_path)) {
-    RPT_Error("Unable to open file \"%s\"", output_path);
+    WRT_ReportUnopened(output_path);
     return 0;
   }
-  put_head(*header);
+  put_head(*source.header);
   put_component_block(*document, *component);
   put_model_blocks(*document, *component);
   close_output();

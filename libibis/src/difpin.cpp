@@ -186,4 +186,11 @@ int DIFPIN_GetInvPin(const DiffPinRow* row, std::string_view* out) {
   return CMN_GetText(row->inv_pin, out);
 }
 
+int DIFPIN_GetColumns(const DiffPinList* list, int* out) {
+  TARN_ASSERT(list != nullptr && out != nullptr);
+  if (!list->declared) return 0;
+  *out = list->columns;
+  return 1;
+}
+
 }  // namespace tarn

@@ -49,5 +49,7 @@ void DIFPIN_EndOfFile(std::string_view component, const DiffPinList& list, const
 /// 1 and the pin (or the inverting pin) when the row names one, else 0.
 [[nodiscard]] int DIFPIN_GetPin(const DiffPinRow* row, std::string_view* out);
 [[nodiscard]] int DIFPIN_GetInvPin(const DiffPinRow* row, std::string_view* out);
+/// 1 and the column count its [Diff Pin] line declared (4 or 6) once one was taken, else 0.
+[[nodiscard]] int DIFPIN_GetColumns(const DiffPinList* list, int* out);
 
 }  // namespace tarn

@@ -205,16 +205,47 @@ bool HDR_VersionSeen() { return g_hdr.seen[kw_int(Kw::IBIS_VER)]; }
 
 void HDR_SetAcceptVersion1(bool accept) { g_accept_version1 = accept; }
 
-int HDR_GetFileName(const FileHeader* header, std::string_view* out) {
+namespace {
+
+int get_text(const FileHeader* header, std::string FileHeader::*field, std::string_view* out) {
   TARN_ASSERT(header != nullptr);
-  return CMN_GetText(header->file_name, out);
+  return CMN_GetText(header->*field, out);
 }
 
-int HDR_GetCopyright(const FileHeader* header, std::string_view* out) {
+int get_free_text(const FileHeader* header, std::optional<std::string> FileHeader::*field,
+                  std::string_view* out) {
   TARN_ASSERT(header != nullptr && out != nullptr);
-  if (!header->copyright) return 0;
-  *out = *header->copyright;
+  const std::optional<std::string>& text = header->*field;
+  if (!text) return 0;
+  *out = *text;
   return 1;
+}
+
+}  // namespace
+
+int HDR_GetIbisVersion(const FileHeader* header, std::string_view* out) {
+  return get_text(header, &FileHeader::ibis_version, out);
+}
+int HDR_GetFileName(const FileHeader* header, std::string_view* out) {
+  return get_text(header, &FileHeader::file_name, out);
+}
+int HDR_GetFileRev(const FileHeader* header, std::string_view* out) {
+  return get_text(header, &FileHeader::file_rev, out);
+}
+int HDR_GetDate(const FileHeader* header, std::string_view* out) {
+  return get_text(header, &FileHeader::date, out);
+}
+int HDR_GetSource(const FileHeader* header, std::string_view* out) {
+  return get_free_text(header, &FileHeader::source, out);
+}
+int HDR_GetNotes(const FileHeader* header, std::string_view* out) {
+  return get_free_text(header, &FileHeader::notes, out);
+}
+int HDR_GetDisclaimer(const FileHeader* header, std::string_view* out) {
+  return get_free_text(header, &FileHeader::disclaimer, out);
+}
+int HDR_GetCopyright(const FileHeader* header, std::string_view* out) {
+  return get_free_text(header, &FileHeader::copyright, out);
 }
 
 }  // namespace tarn

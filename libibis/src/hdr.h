@@ -24,7 +24,14 @@ struct FileHeader {
 };
 
 /// 1 and the text when the keyword gave one, else 0.
+[[nodiscard]] int HDR_GetIbisVersion(const FileHeader* header, std::string_view* out);
 [[nodiscard]] int HDR_GetFileName(const FileHeader* header, std::string_view* out);
+[[nodiscard]] int HDR_GetFileRev(const FileHeader* header, std::string_view* out);
+[[nodiscard]] int HDR_GetDate(const FileHeader* header, std::string_view* out);
+/// The free texts, lines joined by a line feed: 1 when the keyword was given, even empty.
+[[nodiscard]] int HDR_GetSource(const FileHeader* header, std::string_view* out);
+[[nodiscard]] int HDR_GetNotes(const FileHeader* header, std::string_view* out);
+[[nodiscard]] int HDR_GetDisclaimer(const FileHeader* header, std::string_view* out);
 [[nodiscard]] int HDR_GetCopyright(const FileHeader* header, std::string_view* out);
 
 /// Clears the header flags for a new reading.

@@ -26,18 +26,6 @@ struct ModelRules {
 
 ModelRules model_rules() { return ModelRules{PRS_GetVersion() >= 3}; }
 
-constexpr NamedCode<Polarity> kPolarityNames[] = {
-    {"Non-Inverting", Polarity::NonInverting},
-    {"Inverting", Polarity::Inverting},
-    {"No Polarity", Polarity::Invalid},
-};
-
-constexpr NamedCode<Enable> kEnableNames[] = {
-    {"Active-High", Enable::ActiveHigh},
-    {"Active-Low", Enable::ActiveLow},
-    {"No Enable", Enable::Invalid},
-};
-
 constexpr NamedCode<SubmodelMode> kModeNames[] = {
     {"Driving", SubmodelMode::Driving},
     {"Non-Driving", SubmodelMode::NonDriving},

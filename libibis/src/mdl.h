@@ -51,6 +51,18 @@ inline constexpr NamedCode<ModelType> kModelTypeNames[] = {
 inline constexpr size_t kModelTypesV21 = 14;
 inline constexpr size_t kModelTypesV32 = 17;
 
+/// Each table ends with the marker that also names a refused setting.
+inline constexpr NamedCode<Polarity> kPolarityNames[] = {
+    {"Non-Inverting", Polarity::NonInverting},
+    {"Inverting", Polarity::Inverting},
+    {"No Polarity", Polarity::Invalid},
+};
+inline constexpr NamedCode<Enable> kEnableNames[] = {
+    {"Active-High", Enable::ActiveHigh},
+    {"Active-Low", Enable::ActiveLow},
+    {"No Enable", Enable::Invalid},
+};
+
 /// One [Add Submodel] line.
 struct AddSubmodelEntry {
   std::string name;  // at most 20 characters

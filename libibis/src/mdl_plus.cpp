@@ -184,7 +184,18 @@ int mdl_get_plot_reference(const IbisModel* model, double* out) {
   return get_optional(model, &IbisModel::plot_reference, out);
 }
 
-// The walk stops at the end marker, whose name is also the text of "No Type".
+namespace {
+
+// The walk stops at the end marker, whose name is also the text of a code the table lacks.
+template <class Code, size_t N>
+const char* name_of(const NamedCode<Code> (&rows)[N], Code code) {
+  for (const NamedCode<Code>& row : rows)
+    if (row.code == code) return row.name.data();
+  return rows[N - 1].name.data();
+}
+
+}  // namespace
+
 int mdl_type_code(const IbisModel* model) {
   ModelType type = ModelType::NotGiven;
   if (!model || !mdl_get_model_type(model, &type) || type == ModelType::NotGiven)
@@ -194,9 +205,17 @@ int mdl_type_code(const IbisModel* model) {
 
 const char* model_type_text(const IbisModel* model) {
   TARN_ASSERT(model != nullptr);
-  for (const NamedCode<ModelType>& row : kModelTypeNames)
-    if (row.code == model->model_type || row.code == ModelType::NoType) return row.name.data();
-  return "No Type";
+  return name_of(kModelTypeNames, model->model_type);
+}
+
+const char* polarity_text(const IbisModel* model) {
+  TARN_ASSERT(model != nullptr);
+  return name_of(kPolarityNames, model->polarity);
+}
+
+const char* enable_text(const IbisModel* model) {
+  TARN_ASSERT(model != nullptr);
+  return name_of(kEnableNames, model->enable);
 }
 
 void mdl_set_plot_reference(IbisModel* model, double value) {

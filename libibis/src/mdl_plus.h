@@ -51,6 +51,9 @@ namespace tarn {
 int mdl_type_code(const IbisModel* model);
 /// The name of the model's Model_type code ("No Type" for a code the table does not name).
 const char* model_type_text(const IbisModel* model);
+/// The same for Polarity ("No Polarity") and Enable ("No Enable").
+const char* polarity_text(const IbisModel* model);
+const char* enable_text(const IbisModel* model);
 /// Sets the value the plot output attaches to the model; a value equal to the one held is
 /// left as it is.
 void mdl_set_plot_reference(IbisModel* model, double value);

@@ -205,6 +205,13 @@ int PIN_Find(const PinList* list, std::string_view name, const Pin** out) {
   return 1;
 }
 
+int PIN_GetColumns(const PinList* list, int* out) {
+  TARN_ASSERT(list != nullptr && out != nullptr);
+  if (!list->declared) return 0;
+  *out = list->columns;
+  return 1;
+}
+
 int PIN_GetName(const Pin* pin, std::string_view* out) { return get_text(pin, &Pin::name, out); }
 int PIN_GetSignal(const Pin* pin, std::string_view* out) {
   return get_text(pin, &Pin::signal, out);

@@ -61,6 +61,8 @@ PinModelNames PIN_ModelNames(const IbisDocument& document);
 void PIN_EndOfFile(std::string_view component, const PinList& list, const PinModelNames& models,
                    const PinMapping* mapping, const PackageModel* package_model);
 
+/// 1 and the column count its [Pin] line declared (3 or 6) once one was taken, else 0.
+[[nodiscard]] int PIN_GetColumns(const PinList* list, int* out);
 /// The pin of that name, exactly as written.
 [[nodiscard]] int PIN_Find(const PinList* list, std::string_view name, const Pin** out);
 /// 1 and the text or value when set, else 0.

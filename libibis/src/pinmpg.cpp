@@ -233,6 +233,18 @@ int PINMPG_Find(const PinMapping* mapping, std::string_view pin, const PinMappin
   return 1;
 }
 
+int PINMPG_GetColumns(const PinMapping* mapping, int* out) {
+  TARN_ASSERT(mapping != nullptr && out != nullptr);
+  if (!mapping->declared) return 0;
+  *out = mapping->columns;
+  return 1;
+}
+
+int PINMPG_GetPin(const PinMappingRow* row, std::string_view* out) {
+  TARN_ASSERT(row != nullptr);
+  return CMN_GetText(row->pin, out);
+}
+
 int PINMPG_GetRef(const PinMappingRow* row, PinMappingColumn column, std::string_view* out) {
   TARN_ASSERT(row != nullptr && out != nullptr && column < kPinMappingRefs);
   if (row->refs[column].empty()) return 0;

@@ -41,11 +41,15 @@ int PINMPG_Row(PinMapping* mapping, std::string_view line);
 /// The end-of-file checks of one component's rows against its pins.
 void PINMPG_EndOfFile(std::string_view component, const PinMapping& mapping, const PinList& pins);
 
+/// 1 and the column count its [Pin Mapping] line declared (3 or 5) once one was taken, else 0.
+[[nodiscard]] int PINMPG_GetColumns(const PinMapping* mapping, int* out);
 /// The row of that pin, exactly as written.
 [[nodiscard]] int PINMPG_Find(const PinMapping* mapping, std::string_view pin,
                               const PinMappingRow** out);
 /// Whether a reference names a bus: "NC" says the structure is not connected.
 bool PINMPG_NamesBus(std::string_view ref);
+/// 1 and the row's pin when it names one, else 0.
+[[nodiscard]] int PINMPG_GetPin(const PinMappingRow* row, std::string_view* out);
 /// 1 and the bus name of a column when the row gives one, else 0.
 [[nodiscard]] int PINMPG_GetRef(const PinMappingRow* row, PinMappingColumn column,
                                 std::string_view* out);

@@ -168,22 +168,33 @@ int ramp_get_r_load(const Ramp* ramp, double* out) {
   return 1;
 }
 
-bool ramp_corner_valid(const RampRatio* ratio, int corner) {
+namespace {
+
+int get_entry(const RampEntry& entry, double* dv_out, double* dt_out) {
+  TARN_ASSERT(dv_out != nullptr && dt_out != nullptr);
+  if (entry.status != ValueStatus::Value) return 0;
+  *dv_out = entry.dv;
+  *dt_out = entry.dt;
+  return 1;
+}
+
+const RampEntry& entry_of(const RampRatio& ratio, int corner) {
+  if (corner == kCornerMin) return ratio.min;
+  if (corner == kCornerMax) return ratio.max;
+  return ratio.typ;
+}
+
+}  // namespace
+
+int ramp_get_corner(const RampRatio* ratio, Corner corner, double* dv_out, double* dt_out) {
   TARN_ASSERT(ratio != nullptr);
-  const RampEntry* e = corner == kCornerMin ? &ratio->min : corner == kCornerMax ? &ratio->max
-                                                                                  : &ratio->typ;
-  return e->status == ValueStatus::Value;
+  return get_entry(entry_of(*ratio, corner), dv_out, dt_out);
 }
 
 int ramp_select(const RampRatio* ratio, int corner, double* dv_out, double* dt_out) {
-  TARN_ASSERT(ratio != nullptr && dv_out != nullptr && dt_out != nullptr);
-  const RampEntry* e = &ratio->typ;
-  if (corner == kCornerMin && ratio->min.status == ValueStatus::Value) e = &ratio->min;
-  if (corner == kCornerMax && ratio->max.status == ValueStatus::Value) e = &ratio->max;
-  if (e->status != ValueStatus::Value) return 0;
-  *dv_out = e->dv;
-  *dt_out = e->dt;
-  return 1;
+  TARN_ASSERT(ratio != nullptr);
+  const RampEntry& own = entry_of(*ratio, corner);
+  return get_entry(own.status == ValueStatus::Value ? own : ratio->typ, dv_out, dt_out);
 }
 
 }  // namespace tarn

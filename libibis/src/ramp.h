@@ -41,8 +41,9 @@ void ramp_line(std::string_view line, Ramp* ramp, std::string_view owner_name);
 [[nodiscard]] int ramp_get_dvdt_r(const Ramp* ramp, const RampRatio** out);
 [[nodiscard]] int ramp_get_dvdt_f(const Ramp* ramp, const RampRatio** out);
 [[nodiscard]] int ramp_get_r_load(const Ramp* ramp, double* out);
-/// Whether the corner's entry (0 minimum, 1 typical, 2 maximum) holds a ratio.
-bool ramp_corner_valid(const RampRatio* ratio, int corner);
+/// The dv and dt of a corner's own entry, without falling back: 0 when it holds no ratio.
+[[nodiscard]] int ramp_get_corner(const RampRatio* ratio, Corner corner, double* dv_out,
+                                  double* dt_out);
 /// The dv and dt of a corner (0 minimum, 1 typical, 2 maximum); a minimum or maximum that
 /// holds no ratio falls back to the typical one. 0 when neither holds one.
 [[nodiscard]] int ramp_select(const RampRatio* ratio, int corner, double* dv_out, double* dt_out);

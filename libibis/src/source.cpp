@@ -1,5 +1,7 @@
 #include "libibis/src/source.h"
 
+#include <cstdio>
+#include <memory>
 #include <string>
 
 #include "libibis/src/cmn.h"
@@ -37,6 +39,7 @@ int version_from_probe_line(std::string_view line) {
 
 bool version_known(int version) { return version >= 1 && version <= 3; }
 
+// The summary file lists the sources that passed.
 bool check_all(const char* const* files, int count, std::FILE* report, std::FILE* summary) {
   bool all_passed = true;
   for (int i = 0; i < count; ++i) {
@@ -63,14 +66,12 @@ bool SRC_CheckOne(const char* name, std::FILE* report, const PassedDocumentUse& 
     return false;
   }
   const ReadOutcome outcome = ibis_read(name, report, static_cast<bool>(use));
+  std::unique_ptr<IbisDocument> document(outcome.document);
   // The reading leaves the reporter silent and may have named a nested file.
   RPT_SetStream(report);
   RPT_SetFileName(name);
-  if (outcome.read && RPT_Passed() && outcome.document && use) use(*outcome.document);
-  if (outcome.document) {
-    IBIS_DetachDocument(outcome.document);
-    delete outcome.document;
-  }
+  if (outcome.read && RPT_Passed() && document && use) use(*document);
+  document.reset();
   RPT_PrintSummary();
   const bool passed = outcome.read && RPT_Passed();
   RPT_SetStream(nullptr);

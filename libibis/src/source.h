@@ -16,12 +16,12 @@ FileKind SRC_KindOf(std::string_view file_name);
 int SRC_DetectVersion(const char* file_name, uint32_t* line_count, FileKind kind);
 
 struct IbisDocument;
-/// What a caller does with a source that passed, before its summary line is printed; its
-/// findings go to the same report and count towards that summary.
+/// What a caller does with a source that passed, before its summary line; its findings go to
+/// the same report and count towards that summary.
 using PassedDocumentUse = std::function<void(const IbisDocument&)>;
-/// One source as the batch reads it onto `report`: the version check, the reading and the
-/// summary line, with `use` (when set) run on the document of a source that passed and holds
-/// a component. True when the source passed.
+/// One source as the batch reads it onto `report`: the version check, the reading, `use` (when
+/// set) on the document of a source that passed and holds a component, and the summary line.
+/// True when the source passed.
 bool SRC_CheckOne(const char* name, std::FILE* report, const PassedDocumentUse& use);
 
 }  // namespace tarn

@@ -49,6 +49,7 @@ TEST(Tool, UsageAndVersion) {
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("usage: tarn <command>"), std::string::npos);
   EXPECT_NE(help.out.find("check FILE..."), std::string::npos);
+  EXPECT_NE(help.out.find("doc FILE [--component NAME] --output OUT"), std::string::npos);
   const ToolRun version = run_tool("--version", dir);
   EXPECT_EQ(version.status, 0);
   EXPECT_EQ(version.out, "tarn " TARN_VERSION "\n");
@@ -62,6 +63,15 @@ TEST(Tool, UsageAndVersion) {
       {"frobnicate", "tarn: unknown command 'frobnicate'\n"},
       {"check", "tarn: check: no FILE given\n"},
       {"check --fast good.ibs", "tarn: check: unknown option '--fast'\n"},
+      {"doc", "tarn: doc: no FILE given\n"},
+      {"doc good.ibs", "tarn: doc: --output OUT is required\n"},
+      {"doc good.ibs --output", "tarn: doc: --output needs a value\n"},
+      {"doc good.ibs --output=", "tarn: doc: --output needs a value\n"},
+      {"doc good.ibs --component '' --output x.txt", "tarn: doc: --component needs a value\n"},
+      {"doc good.ibs --fast --output x.txt", "tarn: doc: unknown option '--fast'\n"},
+      {"doc good.ibs other.ibs --output x.txt", "tarn: doc: one FILE only\n"},
+      {"doc missing.ibs --output x.txt",
+       "tarn: cannot open 'missing.ibs': No such file or directory\n"},
   };
   for (const Case& c : usage_errors) {
     const ToolRun r = run_tool(c.args, dir);
@@ -104,6 +114,13 @@ TEST(Tool, UnreadableFilesAreToolErrorsAndTheOthersAreStillRead) {
   EXPECT_NE(r.out.find("File good.ibs  Errors: 0  Compile Passed\n"), std::string::npos);
 }
 
+std::string read_file(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
 constexpr const char* kCompilable =
     "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
     "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 "
@@ -121,11 +138,8 @@ TEST(Tool, CompileWritesOnlyWhatPassed) {
   EXPECT_EQ(written.out,
             "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
             "File part.ibs  Errors: 0  Compile Passed\n\n");
-  std::ifstream in(dir.path() / "part.cbs");
-  std::stringstream compiled;
-  compiled << in.rdbuf();
   const std::string head = "File_Rev 3 0\nSrc_Name \"part.ibs\"\nComponent \"Part\"\n";
-  EXPECT_EQ(compiled.str().substr(0, head.size()), head);
+  EXPECT_EQ(read_file(dir.path() / "part.cbs").substr(0, head.size()), head);
 
   struct Case {
     const char* args;
@@ -223,6 +237,53 @@ TEST(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
     EXPECT_EQ(r.status, 2) << c.args;
     EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1), c.error) << c.args;
   }
+}
+
+TEST(Tool, DocWritesTheListingOnlyWhenTheFileHasNoErrors) {
+  tarn::test::TempDir dir;
+  dir.write("part.ibs", kCompilable);
+  dir.write("bad.ibs", "[IBIS Ver] 3.2\n[File Name] bad.ibs\n[Component] Part\n[End]\n");
+  struct Case {
+    const char* args;
+    int status;
+    const char* output;  // the listing's name when one is written
+    const char* report;
+  };
+  const Case cases[] = {
+      {"doc part.ibs --output part.txt", 0, "part.txt",
+       "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
+       "File part.ibs  Errors: 0  Compile Passed\n\n"},
+      {"doc --component=PART --output=upper.txt part.ibs", 0, "upper.txt",
+       "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
+       "File part.ibs  Errors: 0  Compile Passed\n\n"},
+      // What the writer refuses counts in the summary.
+      {"doc part.ibs --component Other --output other.txt", 1, nullptr,
+       "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
+       "ERROR part.ibs - Unable to find component \"Other\" in ibis file\n"
+       "File part.ibs  Errors: 1  Compile Failed\n\n"},
+      {"doc bad.ibs --output bad.txt", 1, nullptr,
+       "\nChecking bad.ibs for IBIS 3.2 Compatibility...\n\n"
+       "ERROR bad.ibs - Required keyword 'Manufacturer' not defined for Component 'Part'.\n"
+       "ERROR bad.ibs - Keyword 'Package' not defined for Component 'Part'.\n"
+       "ERROR bad.ibs - Unable to find Pin keyword data for Component 'Part'.\n"
+       "File bad.ibs  Errors: 3  Compile Failed\n\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.args);
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, c.status);
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.out, c.report);
+    if (!c.output) continue;
+    const std::string listing = read_file(dir.path() / c.output);
+    EXPECT_TRUE(listing.starts_with("| =====")) << listing;
+    EXPECT_NE(listing.find("\n[Component]     Part\n"), std::string::npos) << listing;
+    EXPECT_NE(listing.find("\n[Model]        buf\n"), std::string::npos) << listing;
+    EXPECT_TRUE(listing.ends_with("\n[End]\n")) << listing;
+  }
+  // The refused runs wrote nothing.
+  EXPECT_FALSE(std::filesystem::exists(dir.path() / "other.txt"));
+  EXPECT_FALSE(std::filesystem::exists(dir.path() / "bad.txt"));
 }
 
 TEST(Tool, ShippedExamplePasses) {

@@ -517,6 +517,17 @@ TEST(ModelAccessors, GivenFieldsAndTheRest) {
     any.model_type = row.code;
     EXPECT_EQ(model_type_text(&any), row.name);
   }
+  for (const auto& row : kPolarityNames) {
+    any.polarity = row.code;
+    EXPECT_EQ(polarity_text(&any), row.name);
+  }
+  for (const auto& row : kEnableNames) {
+    any.enable = row.code;
+    EXPECT_EQ(enable_text(&any), row.name);
+  }
+  // A setting that was not given is named by the table's end marker.
+  EXPECT_STREQ(polarity_text(empty), "No Polarity");
+  EXPECT_STREQ(enable_text(empty), "No Enable");
 
   IbisModel plotted;
   EXPECT_EQ(mdl_get_plot_reference(&plotted, &v), 0);

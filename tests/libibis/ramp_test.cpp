@@ -121,8 +121,13 @@ TEST(Ramp, CornerSelectionFallsBackToTypical) {
   ASSERT_EQ(ramp_select(ratio, kCornerMax, &dv, &dt), 1);
   EXPECT_DOUBLE_EQ(dv, 1.4);
   EXPECT_DOUBLE_EQ(dt, 0.4e-9);
+  // A corner's own entry, for listings that show NA where the file gives none.
+  EXPECT_EQ(ramp_get_corner(ratio, kCornerMin, &dv, &dt), 0);
+  ASSERT_EQ(ramp_get_corner(ratio, kCornerMax, &dv, &dt), 1);
+  EXPECT_DOUBLE_EQ(dv, 1.4);
   RampRatio empty;
   EXPECT_EQ(ramp_select(&empty, kCornerTyp, &dv, &dt), 0);
+  EXPECT_EQ(ramp_get_corner(&empty, kCornerTyp, &dv, &dt), 0);
 }
 
 }  // namespace

@@ -1,0 +1,650 @@
+// The documentation listing of a component, compared whole, and the writer's refusals.
+#include "writers/doc.h"
+
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <sstream>
+#include <string>
+
+#include "libibis/src/cmpnt.h"
+#include "libibis/src/hdr.h"
+#include "libibis/src/ibis.h"
+#include "libibis/src/rpt.h"
+#include "test_support.h"
+
+namespace tarn {
+namespace {
+
+// Pieces that several sources share: the file header, a component with its package, four
+// pins, and the one model those pins use.
+constexpr const char* kSourceHead = "[IBIS Ver] 3.2\n[File Name] t.ibs\n[File Rev] 1.0\n";
+constexpr const char* kSourcePart =
+    "[Component] Part\n[Manufacturer] Acme\n[Package]\nR_pkg 250m 200m 300m\nL_pkg 2n NA NA\n"
+    "C_pkg 1p NA NA\n";
+constexpr const char* kSourcePins =
+    "[Pin] signal_name model_name\n1 INP in\n2 INN in\n3 VCC POWER\n4 GND GND\n";
+constexpr const char* kSourceModel =
+    "[Model] in\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1.5p NA NA\n"
+    "[Voltage Range] 3.3 3 3.6\n";
+
+// The blocks of the listing that those pieces give.
+constexpr const char* kListingHead =
+    R"(| ============================================================================
+|
+|               IBIS Description for Component Part
+|               Extracted from file t.ibs
+| ============================================================================
+|
+[IBIS Ver]      3.2
+[File Name]     t.ibs
+[File Rev]      1.0
+)";
+constexpr const char* kListingPart =
+    R"(| ============================================================================
+|
+[Component]     Part
+[Manufacturer]  Acme
+[Package]
+| variable           typ             min             max
+C_pkg                1p              NA              NA             
+R_pkg                250mOhms        200mOhms        300mOhms       
+L_Pkg                2n              NA              NA             
+)";
+constexpr const char* kListingPins =
+    R"(| ============================================================================
+|
+[Pin] signal_name    model_name
+1     INP             in                  
+2     INN             in                  
+3     VCC             POWER               
+4     GND             GND                 
+)";
+constexpr const char* kListingModel =
+    R"(| ============================================================================
+|
+[Model]        in
+Model_type     Input
+Vinl =         800mV
+Vinh =         2V
+| variable              typ             min             max
+C_comp                  1.5p            NA              NA             
+| variable              typ             min             max
+[Voltage Range]         3.3             3               3.6            
+[End]
+)";
+
+std::string joined(std::initializer_list<const char*> pieces) {
+  std::string text;
+  for (const char* piece : pieces) text += piece;
+  return text;
+}
+
+// What one call of the writer gave: its result, what it reported and the listing it wrote.
+struct DocRun {
+  bool ok = false;
+  std::string report;
+  std::optional<std::string> listing;
+};
+
+// Writes into a fresh folder (or nowhere without a path); the folder must hold the listing
+// and nothing else afterwards.
+DocRun write_doc(const IbisDocument* document, const char* component, bool with_path = true) {
+  test::TempDir dir;
+  const std::string path = (dir.path() / "doc.txt").string();
+  test::MemStream report;
+  RPT_ResetCounts();
+  RPT_SetStream(report.get());
+  RPT_SetFileName("t.ibs");
+  DocRun run;
+  run.ok = DOC_WriteComponent(document, with_path ? path.c_str() : nullptr, component);
+  RPT_SetStream(nullptr);
+  run.report = report.text();
+  if (std::filesystem::exists(path)) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    run.listing = text.str();
+  }
+  const auto files = std::distance(std::filesystem::directory_iterator(dir.path()), {});
+  EXPECT_EQ(files, run.listing ? 1 : 0);
+  return run;
+}
+
+// A fixture must read without errors: the tool writes no listing of a file that has any.
+test::DocumentPtr read_clean(const std::string& source) {
+  test::ReadResult read = test::read_source(source, "t.ibs", /*want_document=*/true);
+  EXPECT_EQ(read.report.find("ERROR"), std::string::npos) << read.report;
+  EXPECT_NE(read.document, nullptr);
+  return std::move(read.document);
+}
+
+TEST(DocWriter, ListsTheComponentBlockByBlock) {
+  struct Case {
+    const char* what;
+    std::string source;
+    std::string listing;
+  };
+  const Case cases[] = {
+      {"every header keyword, pins without their own R, L and C; an unused model is left out "
+       "and a model two pins share is listed once",
+       joined({R"([IBIS Ver] 3.2
+[File Name] t.ibs
+[File Rev] 1.0
+[Date] 22 November 2026
+[Source] Bench measurements
+of the first samples.
+[Notes] Typical corner at 25 degC.
+[Disclaimer] Example data only.
+[Copyright] Public domain.
+)",
+               kSourcePart, R"([Pin] signal_name model_name
+1 IN in
+2 IN2 in
+3 VCC POWER
+4 GND GND
+[Model] spare
+Model_type Input
+Vinl = 0.8
+Vinh = 2
+C_comp 3p NA NA
+[Voltage Range] 5 NA NA
+)",
+               kSourceModel, "[End]\n"}),
+       joined({R"(| ============================================================================
+|
+|               IBIS Description for Component Part
+|               Extracted from file t.ibs
+| ============================================================================
+|
+[IBIS Ver]      3.2
+[File Name]     t.ibs
+[File Rev]      1.0
+[Source]        Bench measurements
+of the first samples.
+[Notes]         Typical corner at 25 degC.
+[Date]          22 November 2026
+[Disclaimer]    Example data only.
+[Copyright]     Public domain.
+)",
+               kListingPart,
+               R"(| ============================================================================
+|
+[Pin] signal_name    model_name
+1     IN              in                  
+2     IN2             in                  
+3     VCC             POWER               
+4     GND             GND                 
+)",
+               kListingModel})},
+      {"pins with their own R, L and C; NA where a row leaves them out",
+       joined({kSourceHead, kSourcePart, R"([Pin] signal_name model_name R_pin L_pin C_pin
+1 IN in 200m 2n 500f
+2 IN2 in NA 1.8n NA
+3 VCC POWER
+4 GND GND
+)",
+               kSourceModel, "[End]\n"}),
+       joined({kListingHead, kListingPart,
+               R"(| ============================================================================
+|
+[Pin] signal_name          model_name       R_pin      L_pin      C_pin
+1     IN              in                   200m       2n         500f      
+2     IN2             in                   NA         1.8n       NA        
+3     VCC             POWER                NA         NA         NA        
+4     GND             GND                  NA         NA         NA        
+)",
+               kListingModel})},
+      {"pin mapping of 3 columns, differential pins of 4",
+       joined({kSourceHead, kSourcePart, kSourcePins, R"([Pin Mapping] pulldown_ref pullup_ref
+1 GNDBUS VCCBUS
+2 GNDBUS VCCBUS
+3 NC VCCBUS
+4 GNDBUS NC
+[Diff Pin] inv_pin vdiff tdelay_typ
+1 2 NA 0
+)",
+               kSourceModel, "[End]\n"}),
+       joined({kListingHead, kListingPart, kListingPins,
+               R"(| ============================================================================
+|
+[Pin Mapping]  pulldown_ref   pullup_ref
+1              GNDBUS         VCCBUS
+2              GNDBUS         VCCBUS
+3              NC             VCCBUS
+4              GNDBUS         NC
+| ============================================================================
+|
+[Diff Pin]   inv_pin   vdiff   tdelay_typ
+1            2        NA         0        
+)",
+               kListingModel})},
+      {"pin mapping of 5 columns, differential pins of 6, and the note on package models",
+       joined({kSourceHead, kSourcePart, "[Package Model] pm\n", kSourcePins,
+               R"([Pin Mapping] pulldown_ref pullup_ref gnd_clamp_ref power_clamp_ref
+1 GNDBUS VCCBUS GNDBUS VCCBUS
+2 GNDBUS VCCBUS
+3 NC VCCBUS
+4 GNDBUS NC
+[Diff Pin] inv_pin vdiff tdelay_typ tdelay_min tdelay_max
+1 2 200m 1n NA 1.5n
+)",
+               kSourceModel, R"([Define Package Model] pm
+[Manufacturer] Acme
+[OEM] Acme
+[Description] One pin of the package
+[Number Of Pins] 1
+[Pin Numbers]
+1
+[Model Data]
+[Resistance Matrix] Full_matrix
+[Row] 1
+100m
+[Inductance Matrix] Full_matrix
+[Row] 1
+2n
+[Capacitance Matrix] Full_matrix
+[Row] 1
+1p
+[End Model Data]
+[End Package Model]
+[End]
+)"}),
+       joined({kListingHead, R"(| Information: Package Models are not yet supported
+|              and have not been copied to this file
+)",
+               kListingPart, kListingPins,
+               R"(| ============================================================================
+|
+[Pin Mapping]  pulldown_ref   pullup_ref  gnd_clamp_ref  power_clamp_ref
+1              GNDBUS         VCCBUS      GNDBUS         VCCBUS
+2              GNDBUS         VCCBUS      NA             NA
+3              NC             VCCBUS      NA             NA
+4              GNDBUS         NC          NA             NA
+| ============================================================================
+|
+[Diff Pin]   inv_pin   vdiff     tdelay_typ   tdelay_min   tdelay_max
+1            2        200m       1n          NA            1.5n     
+)",
+               kListingModel})},
+      {"a model with every block, and a terminator with its resistors",
+       joined({kSourceHead, kSourcePart, R"([Pin] signal_name model_name
+1 IO io
+2 TERM term
+3 VCC POWER
+4 GND GND
+[Model] io
+Model_type I/O
+Polarity Non-Inverting
+Enable Active-High
+Vinl = 0.8
+Vinh = 2
+Vmeas = 1.5
+Cref = 0
+Rref = 50
+Vref = 0
+C_comp 2p 1.8p 2.2p
+[Model Spec]
+| Subparameter typ min max
+Vinh+ 2.1 2.0 2.2
+Vinh- 1.9 1.8 2.0
+Vinl+ 1.0 0.9 1.1
+Vinl- 0.7 0.6 0.8
+S_overshoot_high 4 3.8 4.2
+S_overshoot_low -0.7 NA NA
+[Temperature Range] 25 100 0
+[Pullup Reference] 3.3 3 3.6
+[Pulldown Reference] 0 0 0
+[POWER Clamp Reference] 3.3 3 3.6
+[GND Clamp Reference] 0 0 0
+[Pulldown]
+-3.3 -50m -40m -60m
+0 0 0 0
+3.3 50m 40m 60m
+[Pullup]
+-3.3 50m 40m 60m
+0 0 0 0
+3.3 -50m -40m -60m
+[GND Clamp]
+-3.3 -100m NA NA
+0 0 NA NA
+[POWER Clamp]
+-3.3 100m NA NA
+0 0 NA NA
+[Ramp]
+dV/dt_r 1.2/0.5n 1.0/0.6n 1.4/0.4n
+dV/dt_f 1.2/0.5n NA NA
+R_load = 50
+[Rising Waveform]
+R_fixture = 50
+V_fixture = 0
+V_fixture_min = 0
+V_fixture_max = 0
+| time V(typ) V(min) V(max)
+0 0 0 0
+1n 2.29 1.5 1.8
+[Falling Waveform]
+R_fixture = 50
+V_fixture = 3.3
+V_fixture_min = 3
+V_fixture_max = 3.6
+L_fixture = 1n
+C_fixture = 2p
+R_dut = 10m
+L_dut = 1n
+C_dut = 1p
+| time V(typ) V(min) V(max)
+0 3.3 3 3.6
+1n 1.01 1.5 1.8
+[Model] term
+Model_type Terminator
+C_comp 1p NA NA
+[Voltage Range] 3.3 3 3.6
+[Rgnd] 100 90 110
+[Rpower] 100 NA NA
+[Rac] 50 NA NA
+[Cac] 100p NA NA
+[End]
+)"}),
+       joined({kListingHead, kListingPart,
+               R"(| ============================================================================
+|
+[Pin] signal_name    model_name
+1     IO              io                  
+2     TERM            term                
+3     VCC             POWER               
+4     GND             GND                 
+| ============================================================================
+|
+[Model]        io
+Model_type     I/O
+Polarity       Non-Inverting
+Enable         Active-High
+Vinl =         800mV
+Vinh =         2V
+Vmeas =        1.5V
+Cref =         0F
+Rref =         50F
+Vref =         0F
+| variable              typ             min             max
+Vinh+                   2.1             2               2.2            
+Vinh-                   1.9             1.8             2              
+Vinl+                   1               900m            1.1            
+Vinl-                   700m            600m            800m           
+| variable              typ             min             max
+S_overshoot_high        4               3.8             4.2            
+| variable              typ             min             max
+S_overshoot_low         -700m           NA              NA             
+| variable              typ             min             max
+C_comp                  2p              1.8p            2.2p           
+| variable              typ             min             max
+[Temperature Range]     25degC          100degC         0degC          
+| variable              typ             min             max
+[Pullup Reference]      3.3             3               3.6            
+| variable              typ             min             max
+[Pulldown Reference]    0               0               0              
+| variable              typ             min             max
+[POWER Clamp Reference] 3.3             3               3.6            
+| variable              typ             min             max
+[GND Clamp Reference]   0               0               0              
+[Pullup]
+| Voltage       I(typ)          I(min)          I(max)
+-3.3            50m             40m             60m            
+0               0               0               0              
+3.3             -50m            -40m            -60m           
+[Pulldown]
+| Voltage       I(typ)          I(min)          I(max)
+-3.3            -50m            -40m            -60m           
+0               0               0               0              
+3.3             50m             40m             60m            
+[POWER Clamp]
+| Voltage       I(typ)          I(min)          I(max)
+-3.3            100m            NA              NA             
+0               0               NA              NA             
+[GND Clamp]
+| Voltage       I(typ)          I(min)          I(max)
+-3.3            -100m           NA              NA             
+0               0               NA              NA             
+[Ramp]
+| variable           typ             min             max
+dV/dt_r             1.2/500p        1/600p          1.4/400p       
+dV/dt_f             1.2/500p        NA              NA             
+R_load = 50ohms
+[Rising Waveform]
+V_fixture = 0
+V_fixture_min = 0
+V_fixture_max = 0
+| Time          V(typ)          V(min)          V(max)
+0               0               0               0              
+1n              2.29            1.5             1.8            
+[Falling Waveform]
+V_fixture = 3.3
+V_fixture_min = 3
+V_fixture_max = 3.6
+L_fixture = 1n
+C_fixture = 2p
+R_dut = 10m
+L_dut = 1n
+C_dut = 1p
+| Time          V(typ)          V(min)          V(max)
+0               3.3             3               3.6            
+1n              1.01            1.5             1.8            
+| ============================================================================
+|
+[Model]        term
+Model_type     Terminator
+| variable              typ             min             max
+C_comp                  1p              NA              NA             
+| variable              typ             min             max
+[Voltage Range]         3.3             3               3.6            
+| variable           typ             min             max
+[Rgnd]                  100             90              110            
+| variable           typ             min             max
+[Rpower]                100             NA              NA             
+| variable           typ             min             max
+[Rac]                   50              NA              NA             
+| variable           typ             min             max
+[Cac]                   100p            NA              NA             
+[End]
+)"})},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    const test::DocumentPtr document = read_clean(c.source);
+    if (!document) continue;
+    const DocRun run = write_doc(document.get(), nullptr);
+    EXPECT_TRUE(run.ok);
+    EXPECT_EQ(run.report, "");
+    EXPECT_EQ(run.listing.value_or("(none)"), c.listing);
+  }
+}
+
+// Two components: the name picks one without regard to case; without a name there is no
+// choosing.
+constexpr const char* kTwoComponents = R"([IBIS Ver] 3.2
+[File Name] t.ibs
+[File Rev] 1.0
+[Component] Alpha
+[Manufacturer] Acme
+[Package]
+R_pkg 250m 200m 300m
+L_pkg 2n NA NA
+C_pkg 1p NA NA
+[Pin] signal_name model_name
+1 A in
+2 VCC POWER
+[Component] Beta
+[Manufacturer] Other
+[Package]
+R_pkg 100m NA NA
+L_pkg 1n NA NA
+C_pkg 500f NA NA
+[Pin] signal_name model_name
+7 B in
+8 GND GND
+[Model] in
+Model_type Input
+Vinl = 0.8
+Vinh = 2
+C_comp 1.5p NA NA
+[Voltage Range] 3.3 3 3.6
+[End]
+)";
+
+TEST(DocWriter, FindsTheComponentWithoutRegardToCase) {
+  const test::DocumentPtr document = read_clean(kTwoComponents);
+  ASSERT_NE(document, nullptr);
+  const std::string beta =
+      joined({R"(| ============================================================================
+|
+|               IBIS Description for Component Beta
+|               Extracted from file t.ibs
+| ============================================================================
+|
+[IBIS Ver]      3.2
+[File Name]     t.ibs
+[File Rev]      1.0
+| ============================================================================
+|
+[Component]     Beta
+[Manufacturer]  Other
+[Package]
+| variable           typ             min             max
+C_pkg                500f            NA              NA             
+R_pkg                100mOhms        NA              NA             
+L_Pkg                1n              NA              NA             
+| ============================================================================
+|
+[Pin] signal_name    model_name
+7     B               in                  
+8     GND             GND                 
+)",
+              kListingModel});
+  for (const char* name : {"Beta", "beta", "BETA", "bEtA"}) {
+    SCOPED_TRACE(name);
+    const DocRun run = write_doc(document.get(), name);
+    EXPECT_TRUE(run.ok);
+    EXPECT_EQ(run.report, "");
+    EXPECT_EQ(run.listing.value_or("(none)"), beta);
+  }
+}
+
+TEST(DocWriter, ReportsAComponentItCannotChooseAndWritesNothing) {
+  const test::DocumentPtr two = read_clean(kTwoComponents);
+  const test::DocumentPtr one =
+      read_clean(joined({kSourceHead, kSourcePart, kSourcePins, kSourceModel, "[End]\n"}));
+  ASSERT_NE(two, nullptr);
+  ASSERT_NE(one, nullptr);
+  struct Case {
+    const IbisDocument* document;
+    const char* component;
+    bool with_path;
+    bool ok;
+    const char* report;
+  };
+  const Case cases[] = {
+      {two.get(), nullptr, true, false,
+       "ERROR t.ibs - No Component Name supplied and IBIS file contains multiple entries\n"},
+      {two.get(), "Gamma", true, false,
+       "ERROR t.ibs - Unable to find component \"Gamma\" in ibis file\n"},
+      {one.get(), "Alpha", true, false,
+       "ERROR t.ibs - Unable to find component \"Alpha\" in ibis file\n"},
+      // Without a path the call only checks that the component is there.
+      {one.get(), nullptr, false, true, ""},
+      {two.get(), "alpha", false, true, ""},
+      {two.get(), nullptr, false, false,
+       "ERROR t.ibs - No Component Name supplied and IBIS file contains multiple entries\n"},
+      {one.get(), "Gamma", false, false,
+       "ERROR t.ibs - Unable to find component \"Gamma\" in ibis file\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.component ? c.component : "(no name)") +
+                 (c.with_path ? " to a file" : " without a path"));
+    const DocRun run = write_doc(c.document, c.component, c.with_path);
+    EXPECT_EQ(run.ok, c.ok);
+    EXPECT_EQ(run.report, c.report);
+    EXPECT_FALSE(run.listing.has_value());
+  }
+}
+
+TEST(DocWriter, ReportsAFileItCannotOpen) {
+  const test::DocumentPtr document =
+      read_clean(joined({kSourceHead, kSourcePart, kSourcePins, kSourceModel, "[End]\n"}));
+  ASSERT_NE(document, nullptr);
+  test::TempDir dir;
+  const std::string path = (dir.path() / "missing" / "doc.txt").string();
+  test::MemStream report;
+  RPT_ResetCounts();
+  RPT_SetStream(report.get());
+  RPT_SetFileName("t.ibs");
+  EXPECT_FALSE(DOC_WriteComponent(document.get(), path.c_str(), "Part"));
+  RPT_SetStream(nullptr);
+  EXPECT_EQ(report.text(),
+            "ERROR t.ibs - Unable to open documentation file.\n"
+            "ERROR t.ibs - Unable to open file \"" +
+                path + "\"\n");
+}
+
+// The header, the component list and the model list are each required, in that order.
+TEST(DocWriter, NeedsAHeaderComponentsAndModels) {
+  IbisDocument document;
+  EXPECT_EQ(write_doc(&document, nullptr).report,
+            "ERROR t.ibs - Unable to access header information.\n");
+  document.header = std::make_unique<FileHeader>();
+  EXPECT_EQ(write_doc(&document, nullptr).report,
+            "ERROR t.ibs - Unable to find component information.\n");
+  document.components.push_back(std::make_unique<Component>());
+  document.components.back()->name = "Part";
+  const DocRun run = write_doc(&document, nullptr);
+  EXPECT_FALSE(run.ok);
+  EXPECT_EQ(run.report, "ERROR t.ibs - Unable to find model information.\n");
+}
+
+TEST(DocFormatNumber, EngineeringNotation) {
+  struct Case {
+    double value;
+    const char* text;
+  };
+  const Case cases[] = {
+      {0.0, "0"},
+      {-0.0, "0"},
+      {50, "50"},
+      {-40, "-40"},
+      {3.3, "3.3"},
+      {0.25, "250m"},
+      {1.5e-3, "1.5m"},
+      {1e-4, "100u"},
+      {3.3e-9, "3.3n"},
+      {-1.5e-12, "-1.5p"},
+      {1e-15, "1f"},
+      {1e3, "1k"},
+      {123456, "123.456k"},
+      {2.2e6, "2.2M"},
+      {1e9, "1G"},
+      {4.7e12, "4.7T"},
+      {0.1 + 0.2, "300m"},
+      {1.23456789, "1.23457"},
+      // Rounding to six digits can carry into the next scale letter.
+      {999.9999, "1k"},
+      {999999.6e-9, "1m"},
+      // Beyond the scale letters the reader takes.
+      {1e-18, "1e-18"},
+      {2.5e15, "2.5e+15"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(DOC_FormatNumber(c.value), c.text) << c.value;
+
+  // A host that set a comma-decimal locale gets the same texts.
+  const std::string saved = std::setlocale(LC_ALL, nullptr);
+  if (!std::setlocale(LC_ALL, "de_DE.UTF-8") && !std::setlocale(LC_ALL, "de_DE.utf8"))
+    GTEST_SKIP() << "no comma-decimal locale on this machine";
+  for (const Case& c : cases) EXPECT_EQ(DOC_FormatNumber(c.value), c.text) << c.value;
+  std::setlocale(LC_ALL, saved.c_str());
+}
+
+}  // namespace
+}  // namespace tarn

@@ -1,0 +1,591 @@
+#include "writers/doc.h"
+
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstdarg>
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_set>
+#include <vector>
+
+#include "libibis/src/cmn.h"
+#include "libibis/src/cmpnt.h"
+#include "libibis/src/difpin.h"
+#include "libibis/src/guard.h"
+#include "libibis/src/hdr.h"
+#include "libibis/src/ibis.h"
+#include "libibis/src/mdl.h"
+#include "libibis/src/mdl_plus.h"
+#include "libibis/src/mspec.h"
+#include "libibis/src/pin.h"
+#include "libibis/src/pinmpg.h"
+#include "libibis/src/pkg.h"
+#include "libibis/src/ramp.h"
+#include "libibis/src/rng.h"
+#include "libibis/src/rngp.h"
+#include "libibis/src/rpt.h"
+#include "libibis/src/source.h"
+#include "libibis/src/wvfrm.h"
+#include "writers/wrt.h"
+
+namespace tarn {
+namespace {
+
+constexpr int kSignificantDigits = 6;
+// Scale letters from 1e-15 to 1e12, one per power of 1000; the blank stands for no letter.
+constexpr std::string_view kScaleLetters = "fpnum kMGT";
+constexpr int kSmallestScale = -15;
+constexpr int kLargestScale = 12;
+
+constexpr const char* kBanner =
+    "| ============================================================================";
+constexpr const char* kVariableTitle = "| variable           typ             min             max";
+constexpr const char* kModelVariableTitle =
+    "| variable              typ             min             max";
+constexpr const char* kVoltageTitle = "| Voltage       I(typ)          I(min)          I(max)";
+constexpr const char* kTimeTitle = "| Time          V(typ)          V(min)          V(max)";
+
+// The width of the name before the three value columns of a row, as each block lays it out.
+constexpr int kPackageLabelWidth = 21;
+constexpr int kModelLabelWidth = 24;
+constexpr int kRampLabelWidth = 20;
+
+// The two forms of a pin table's title; the long one when the keyword line declared its
+// long column count.
+struct TableForm {
+  int long_columns;
+  const char* long_title;
+  const char* short_title;
+};
+constexpr TableForm kPinForm = {
+    6, "[Pin] signal_name          model_name       R_pin      L_pin      C_pin",
+    "[Pin] signal_name    model_name"};
+constexpr TableForm kPinMappingForm = {
+    5, "[Pin Mapping]  pulldown_ref   pullup_ref  gnd_clamp_ref  power_clamp_ref",
+    "[Pin Mapping]  pulldown_ref   pullup_ref"};
+constexpr TableForm kDiffPinForm = {
+    6, "[Diff Pin]   inv_pin   vdiff     tdelay_typ   tdelay_min   tdelay_max",
+    "[Diff Pin]   inv_pin   vdiff   tdelay_typ"};
+
+using Cells = std::array<std::string, 3>;  // typ, min, max
+
+// The listing is built in memory and written at once.
+class DocText {
+ public:
+  // One line, formatted; the line feed is added.
+  void put(const char* fmt, ...) TARN_PRINTF(2, 3);
+  // A banner line and a bar line, which open every block.
+  void banner() {
+    put("%s", kBanner);
+    put("|");
+  }
+  // "name typ min max": the name in its field, then the three value columns.
+  void range_row(const char* label, int width, const Cells& cells) {
+    put("%-*s%-15s %-15s %-15s", width, label, cells[0].c_str(), cells[1].c_str(),
+        cells[2].c_str());
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
+void DocText::put(const char* fmt, ...) {
+  va_list args;
+  va_start(args, fmt);
+  va_list measure;
+  va_copy(measure, args);
+  const int length = std::vsnprintf(nullptr, 0, fmt, measure);
+  va_end(measure);
+  if (length > 0) {
+    const size_t at = text_.size();
+    text_.resize(at + static_cast<size_t>(length) + 1);
+    std::vsnprintf(text_.data() + at, static_cast<size_t>(length) + 1, fmt, args);
+    text_.resize(at + static_cast<size_t>(length));
+  }
+  va_end(args);
+  text_ += '\n';
+}
+
+std::string text_of(std::string_view view) { return std::string(view); }
+
+// A value with its unit, or NA where the file gives none (absent or "NA").
+std::string value_or_na(int has_value, double value, std::string_view unit = {}) {
+  if (!has_value) return "NA";
+  return DOC_FormatNumber(value) + std::string(unit);
+}
+
+Cells range_cells(const Range* range, std::string_view unit) {
+  using Get = int (*)(const Range*, double*);
+  constexpr Get kCorners[] = {range_get_typ, range_get_min, range_get_max};
+  Cells cells;
+  for (size_t i = 0; i < cells.size(); ++i) {
+    double value = 0.0;
+    const int has_value = kCorners[i](range, &value);
+    cells[i] = value_or_na(has_value, value, unit);
+  }
+  return cells;
+}
+
+// One row of a typ/min/max group; a null range is a row the file does not give.
+struct RangeLine {
+  const char* label;
+  const Range* range;
+  std::string_view unit;
+};
+
+// The group's title, then its rows; nothing at all when the file gives none of them.
+void write_range_group(DocText& out, const char* title, int width,
+                       std::span<const RangeLine> lines) {
+  bool titled = false;
+  for (const RangeLine& line : lines) {
+    if (!line.range) continue;
+    if (!titled) out.put("%s", title);
+    titled = true;
+    out.range_row(line.label, width, range_cells(line.range, line.unit));
+  }
+}
+
+// The rows of a VI table or a waveform: x, then the typ, min and max columns.
+void write_table_rows(DocText& out, const char* title, const RowList& rows) {
+  out.put("%s", title);
+  for (const RangeRow* row = rows.head(); row; row = row->next) {
+    double x = 0.0;
+    const int has_x = row_get_x(row, &x);
+    const Cells cells = range_cells(row, {});
+    out.put("%-15s %-15s %-15s %-15s", value_or_na(has_x, x).c_str(), cells[0].c_str(),
+            cells[1].c_str(), cells[2].c_str());
+  }
+}
+
+// The header keywords the file gives; a free text keeps its further lines as the file wrote them.
+void write_header(DocText& out, const FileHeader* header, std::string_view component) {
+  std::string_view file_name;
+  (void)HDR_GetFileName(header, &file_name);
+  out.banner();
+  out.put("|               IBIS Description for Component %s", text_of(component).c_str());
+  out.put("|               Extracted from file %s", text_of(file_name).c_str());
+  out.banner();
+  struct Field {
+    const char* label;
+    int (*get)(const FileHeader*, std::string_view*);
+  };
+  constexpr Field kFields[] = {
+      {"[IBIS Ver]      ", HDR_GetIbisVersion}, {"[File Name]     ", HDR_GetFileName},
+      {"[File Rev]      ", HDR_GetFileRev},     {"[Source]        ", HDR_GetSource},
+      {"[Notes]         ", HDR_GetNotes},       {"[Date]          ", HDR_GetDate},
+      {"[Disclaimer]    ", HDR_GetDisclaimer},  {"[Copyright]     ", HDR_GetCopyright},
+  };
+  for (const Field& field : kFields) {
+    std::string_view text;
+    if (field.get(header, &text)) out.put("%s%s", field.label, text_of(text).c_str());
+  }
+}
+
+void write_package(DocText& out, const Package* package) {
+  out.put("[Package]");
+  const Range* c_pkg = nullptr;
+  const Range* r_pkg = nullptr;
+  const Range* l_pkg = nullptr;
+  (void)PKG_GetCpkg(package, &c_pkg);
+  (void)PKG_GetRpkg(package, &r_pkg);
+  (void)PKG_GetLpkg(package, &l_pkg);
+  const RangeLine lines[] = {{"C_pkg", c_pkg, ""}, {"R_pkg", r_pkg, "Ohms"}, {"L_Pkg", l_pkg, ""}};
+  write_range_group(out, kVariableTitle, kPackageLabelWidth, lines);
+}
+
+// Opens the block of a pin table with its title; true for the long form.
+template <class List>
+bool open_pin_table(DocText& out, const List* list, int (*columns_of)(const List*, int*),
+                    const TableForm& form) {
+  out.banner();
+  int columns = 0;
+  const bool wide = columns_of(list, &columns) && columns == form.long_columns;
+  out.put("%s", wide ? form.long_title : form.short_title);
+  return wide;
+}
+
+// The pin's own R, L and C are shown when the [Pin] line declared their columns.
+void write_pins(DocText& out, const PinList* pins) {
+  const bool wide = open_pin_table(out, pins, PIN_GetColumns, kPinForm);
+  for (const Pin& pin : pins->pins) {
+    std::string_view name, signal, model;
+    (void)PIN_GetName(&pin, &name);
+    (void)PIN_GetSignal(&pin, &signal);
+    (void)PIN_GetModel(&pin, &model);
+    if (!wide) {
+      out.put("%-5s %-15s %-20s", text_of(name).c_str(), text_of(signal).c_str(),
+              text_of(model).c_str());
+      continue;
+    }
+    double r = 0.0, l = 0.0, c = 0.0;
+    const int has_r = PIN_GetRpin(&pin, &r);
+    const int has_l = PIN_GetLpin(&pin, &l);
+    const int has_c = PIN_GetCpin(&pin, &c);
+    out.put("%-5s %-15s %-20s %-10s %-10s %-10s", text_of(name).c_str(), text_of(signal).c_str(),
+            text_of(model).c_str(), value_or_na(has_r, r).c_str(), value_or_na(has_l, l).c_str(),
+            value_or_na(has_c, c).c_str());
+  }
+}
+
+// Rows sit under the title's columns; a reference the row leaves out is NA, as a file would
+// write it.
+void write_pin_mapping(DocText& out, const PinMapping* mapping) {
+  const bool wide = open_pin_table(out, mapping, PINMPG_GetColumns, kPinMappingForm);
+  for (const PinMappingRow& row : mapping->rows) {
+    std::string_view pin;
+    (void)PINMPG_GetPin(&row, &pin);
+    std::array<std::string, kPinMappingRefs> refs;
+    for (size_t c = 0; c < kPinMappingRefs; ++c) {
+      std::string_view bus;
+      refs[c] = PINMPG_GetRef(&row, static_cast<PinMappingColumn>(c), &bus) ? text_of(bus) : "NA";
+    }
+    if (wide)
+      out.put("%-14s %-14s %-11s %-14s %s", text_of(pin).c_str(), refs[kPulldownRef].c_str(),
+              refs[kPullupRef].c_str(), refs[kGndClampRef].c_str(), refs[kPowerClampRef].c_str());
+    else
+      out.put("%-14s %-14s %s", text_of(pin).c_str(), refs[kPulldownRef].c_str(),
+              refs[kPullupRef].c_str());
+  }
+}
+
+void write_diff_pins(DocText& out, const DiffPinList* diff_pins) {
+  const bool wide = open_pin_table(out, diff_pins, DIFPIN_GetColumns, kDiffPinForm);
+  for (const DiffPinRow& row : diff_pins->rows) {
+    std::string_view pin, inv_pin;
+    (void)DIFPIN_GetPin(&row, &pin);
+    (void)DIFPIN_GetInvPin(&row, &inv_pin);
+    std::array<std::string, 4> values;
+    const DiffPinValue* entries[] = {&row.vdiff, &row.tdelay_typ, &row.tdelay_min, &row.tdelay_max};
+    for (size_t i = 0; i < values.size(); ++i) {
+      double value = 0.0;
+      const int has_value = DIFPIN_GetValue(entries[i], &value);
+      values[i] = value_or_na(has_value, value);
+    }
+    if (wide)
+      out.put("%-5s        %-5s    %-9s  %-9s   %-9s     %-9s", text_of(pin).c_str(),
+              text_of(inv_pin).c_str(), values[0].c_str(), values[1].c_str(), values[2].c_str(),
+              values[3].c_str());
+    else
+      out.put("%-5s        %-5s    %-9s  %-9s", text_of(pin).c_str(), text_of(inv_pin).c_str(),
+              values[0].c_str(), values[1].c_str());
+  }
+}
+
+void write_settings(DocText& out, const IbisModel* model) {
+  ModelType type{};
+  if (mdl_get_model_type(model, &type)) out.put("Model_type     %s", model_type_text(model));
+  Polarity polarity{};
+  if (mdl_get_polarity(model, &polarity)) out.put("Polarity       %s", polarity_text(model));
+  Enable enable{};
+  if (mdl_get_enable(model, &enable)) out.put("Enable         %s", enable_text(model));
+  struct Scalar {
+    const char* label;
+    int (*get)(const IbisModel*, double*);
+    const char* unit;  // Rref and Vref carry the F of the listing's layout
+  };
+  constexpr Scalar kScalars[] = {
+      {"Vinl =         ", mdl_get_vinl, "V"},  {"Vinh =         ", mdl_get_vinh, "V"},
+      {"Vmeas =        ", mdl_get_vmeas, "V"}, {"Cref =         ", mdl_get_cref, "F"},
+      {"Rref =         ", mdl_get_rref, "F"},  {"Vref =         ", mdl_get_vref, "F"},
+  };
+  for (const Scalar& scalar : kScalars) {
+    double value = 0.0;
+    if (scalar.get(model, &value))
+      out.put("%s%s", scalar.label, value_or_na(1, value, scalar.unit).c_str());
+  }
+}
+
+using ModelRangeGet = int (*)(const IbisModel*, const Range**);
+struct ModelRange {
+  const char* label;
+  ModelRangeGet get;
+  const char* unit;
+};
+
+// Each under a title of its own.
+void write_model_ranges(DocText& out, const IbisModel* model, const char* title,
+                        std::span<const ModelRange> fields) {
+  for (const ModelRange& field : fields) {
+    const Range* range = nullptr;
+    if (!field.get(model, &range)) continue;
+    const RangeLine line[] = {{field.label, range, field.unit}};
+    write_range_group(out, title, kModelLabelWidth, line);
+  }
+}
+
+// The input thresholds form one group; each overshoot limit stands under its own title.
+void write_model_spec(DocText& out, const IbisModel* model) {
+  const ModelSpec* spec = nullptr;
+  if (!mdl_get_model_spec(model, &spec)) return;
+  const auto line_of = [spec](MspecParam param) {
+    const Range* range = nullptr;
+    (void)mspec_get(spec, param, &range);
+    return RangeLine{mspec_param_name(param), range, ""};
+  };
+  const RangeLine thresholds[] = {line_of(MspecParam::VinhPlus), line_of(MspecParam::VinhMinus),
+                                  line_of(MspecParam::VinlPlus), line_of(MspecParam::VinlMinus)};
+  write_range_group(out, kModelVariableTitle, kModelLabelWidth, thresholds);
+  for (const MspecParam param : {MspecParam::SOvershootHigh, MspecParam::SOvershootLow}) {
+    const RangeLine line[] = {line_of(param)};
+    write_range_group(out, kModelVariableTitle, kModelLabelWidth, line);
+  }
+}
+
+void write_vi_tables(DocText& out, const IbisModel* model) {
+  struct Table {
+    const char* label;
+    int (*get)(const IbisModel*, const ViTable**);
+  };
+  constexpr Table kTables[] = {{"[Pullup]", mdl_get_pullup},
+                               {"[Pulldown]", mdl_get_pulldown},
+                               {"[POWER Clamp]", mdl_get_power_clamp},
+                               {"[GND Clamp]", mdl_get_gnd_clamp}};
+  for (const Table& table : kTables) {
+    const ViTable* vi = nullptr;
+    if (!table.get(model, &vi)) continue;
+    out.put("%s", table.label);
+    write_table_rows(out, kVoltageTitle, vi->rows);
+  }
+}
+
+// A ratio shows as the file writes it, volts over seconds ("1.2/500p").
+std::string ratio_text(const RampRatio* ratio, Corner corner) {
+  double dv = 0.0, dt = 0.0;
+  if (!ramp_get_corner(ratio, corner, &dv, &dt)) return "NA";
+  return DOC_FormatNumber(dv) + "/" + DOC_FormatNumber(dt);
+}
+
+void write_ramp(DocText& out, const IbisModel* model) {
+  const Ramp* ramp = nullptr;
+  if (!mdl_get_ramp(model, &ramp)) return;
+  out.put("[Ramp]");
+  out.put("%s", kVariableTitle);
+  struct Slew {
+    const char* label;
+    int (*get)(const Ramp*, const RampRatio**);
+  };
+  constexpr Slew kSlews[] = {{"dV/dt_r", ramp_get_dvdt_r}, {"dV/dt_f", ramp_get_dvdt_f}};
+  for (const Slew& slew : kSlews) {
+    const RampRatio* ratio = nullptr;
+    if (!slew.get(ramp, &ratio)) continue;
+    const Cells cells = {ratio_text(ratio, kCornerTyp), ratio_text(ratio, kCornerMin),
+                         ratio_text(ratio, kCornerMax)};
+    out.range_row(slew.label, kRampLabelWidth, cells);
+  }
+  double r_load = 0.0;
+  if (ramp_get_r_load(ramp, &r_load)) out.put("R_load = %sohms", DOC_FormatNumber(r_load).c_str());
+}
+
+void write_waveforms(DocText& out, const IbisModel* model) {
+  struct Kind {
+    const char* label;
+    int (*get)(const IbisModel*, const WaveformList**);
+  };
+  constexpr Kind kKinds[] = {{"[Rising Waveform]", mdl_get_rising_waveforms},
+                             {"[Falling Waveform]", mdl_get_falling_waveforms}};
+  struct Fixture {
+    const char* name;
+    WaveformParam param;
+  };
+  // The fixture lines of the listing's layout, in its order.
+  constexpr Fixture kFixtures[] = {
+      {"V_fixture", WaveformParam::VFixture},
+      {"V_fixture_min", WaveformParam::VFixtureMin},
+      {"V_fixture_max", WaveformParam::VFixtureMax},
+      {"L_fixture", WaveformParam::LFixture},
+      {"C_fixture", WaveformParam::CFixture},
+      {"R_dut", WaveformParam::RDut},
+      {"L_dut", WaveformParam::LDut},
+      {"C_dut", WaveformParam::CDut},
+  };
+  for (const Kind& kind : kKinds) {
+    const WaveformList* list = nullptr;
+    if (!kind.get(model, &list)) continue;
+    for (const std::unique_ptr<Waveform>& waveform : *list) {
+      out.put("%s", kind.label);
+      for (const Fixture& fixture : kFixtures) {
+        double value = 0.0;
+        if (waveform_get(waveform.get(), fixture.param, &value))
+          out.put("%s = %s", fixture.name, DOC_FormatNumber(value).c_str());
+      }
+      const RowList* rows = nullptr;
+      (void)waveform_get_rows(waveform.get(), &rows);
+      write_table_rows(out, kTimeTitle, *rows);
+    }
+  }
+}
+
+constexpr ModelRange kModelRanges[] = {
+    {"C_comp", mdl_get_c_comp, ""},
+    {"[Voltage Range]", mdl_get_voltage_range, ""},
+    {"[Temperature Range]", mdl_get_temperature_range, "degC"},
+    {"[Pullup Reference]", mdl_get_pullup_reference, ""},
+    {"[Pulldown Reference]", mdl_get_pulldown_reference, ""},
+    {"[POWER Clamp Reference]", mdl_get_power_clamp_reference, ""},
+    {"[GND Clamp Reference]", mdl_get_gnd_clamp_reference, ""},
+};
+constexpr ModelRange kResistorRanges[] = {
+    {"[Rgnd]", mdl_get_rgnd, ""},
+    {"[Rpower]", mdl_get_rpower, ""},
+    {"[Rac]", mdl_get_rac, ""},
+    {"[Cac]", mdl_get_cac, ""},
+};
+
+void write_model(DocText& out, const IbisModel* model, std::string_view name) {
+  out.banner();
+  out.put("[Model]        %s", text_of(name).c_str());
+  write_settings(out, model);
+  write_model_spec(out, model);
+  write_model_ranges(out, model, kModelVariableTitle, kModelRanges);
+  write_vi_tables(out, model);
+  // The resistors and the AC termination stand alone: their references are listed above.
+  write_model_ranges(out, model, kVariableTitle, kResistorRanges);
+  write_ramp(out, model);
+  write_waveforms(out, model);
+}
+
+// Models in the order of the file, each once however many pins use it; a name defined twice
+// means the definition the pins resolve to.
+void write_models(DocText& out, const IbisDocument* document, const PinList* pins,
+                  const std::vector<std::unique_ptr<IbisModel>>& models) {
+  std::unordered_set<std::string_view> used;
+  for (const Pin& pin : pins->pins) {
+    std::string_view model;
+    if (PIN_GetModel(&pin, &model)) used.insert(model);
+  }
+  for (const std::unique_ptr<IbisModel>& model : models) {
+    std::string_view name;
+    if (!mdl_get_name(model.get(), &name) || used.count(name) == 0) continue;
+    if (find_model(document, name) == model.get()) write_model(out, model.get(), name);
+  }
+}
+
+void write_component(DocText& out, const IbisDocument* document, const Component* component,
+                     std::string_view name, const std::vector<std::unique_ptr<IbisModel>>& models) {
+  out.banner();
+  out.put("[Component]     %s", text_of(name).c_str());
+  std::string_view manufacturer;
+  if (CMPNT_GetManufacturer(component, &manufacturer))
+    out.put("[Manufacturer]  %s", text_of(manufacturer).c_str());
+  const Package* package = nullptr;
+  if (CMPNT_GetPackage(component, &package)) write_package(out, package);
+  const PinList* pins = nullptr;
+  if (!CMPNT_GetPins(component, &pins)) return;
+  write_pins(out, pins);
+  const PinMapping* mapping = nullptr;
+  if (CMPNT_GetPinMapping(component, &mapping)) write_pin_mapping(out, mapping);
+  const DiffPinList* diff_pins = nullptr;
+  if (CMPNT_GetDiffPins(component, &diff_pins)) write_diff_pins(out, diff_pins);
+  write_models(out, document, pins, models);
+}
+
+bool write_file(const char* path, const std::string& text) {
+  std::FILE* file = std::fopen(path, "w");
+  if (!file) {
+    RPT_Error("Unable to open documentation file.");
+    WRT_ReportUnopened(path);
+    return false;
+  }
+  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+  // A short write shows as a failed close: the listing is not complete either way.
+  if (std::fclose(file) != 0 || !written) {
+    RPT_Error("Unable to close documentation file.");
+    return false;
+  }
+  return true;
+}
+
+// The decimal digits of |value| rounded once to the significant digits kept, and the power of
+// ten of the first one.
+struct Decimal {
+  std::string digits;
+  int exponent = 0;
+};
+
+Decimal to_decimal(double magnitude) {
+  char buffer[32];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
+                                    std::chars_format::scientific, kSignificantDigits - 1);
+  const std::string_view text(buffer, static_cast<size_t>(result.ptr - buffer));
+  const size_t e = text.find('e');
+  Decimal decimal;
+  decimal.digits = text.substr(0, 1);
+  if (e > 2) decimal.digits += text.substr(2, e - 2);  // past the point
+  std::string_view exponent = text.substr(e + 1);
+  if (!exponent.empty() && exponent.front() == '+') exponent.remove_prefix(1);
+  std::from_chars(exponent.data(), exponent.data() + exponent.size(), decimal.exponent);
+  return decimal;
+}
+
+}  // namespace
+
+std::string DOC_FormatNumber(double value) {
+  if (value == 0.0) return "0";  // -0 too
+  char buffer[32];
+  if (!std::isfinite(value)) {
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+    return std::string(buffer, result.ptr);
+  }
+  const Decimal decimal = to_decimal(std::fabs(value));
+  // The scale is chosen after rounding, so 999.9999 becomes 1k rather than 1000.
+  const int scale = (decimal.exponent >= 0 ? decimal.exponent : decimal.exponent - 2) / 3 * 3;
+  if (scale < kSmallestScale || scale > kLargestScale) {
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value,
+                                      std::chars_format::general, kSignificantDigits);
+    return std::string(buffer, result.ptr);
+  }
+  const size_t whole = static_cast<size_t>(decimal.exponent - scale) + 1;  // 1 to 3 digits
+  std::string_view fraction = std::string_view(decimal.digits).substr(whole);
+  while (!fraction.empty() && fraction.back() == '0') fraction.remove_suffix(1);
+  std::string text = value < 0 ? "-" : "";
+  text += decimal.digits.substr(0, whole);
+  if (!fraction.empty()) {
+    text += '.';
+    text += fraction;
+  }
+  if (scale != 0) text += kScaleLetters[static_cast<size_t>((scale - kSmallestScale) / 3)];
+  return text;
+}
+
+bool DOC_WriteComponent(const IbisDocument* document, const char* path, const char* component) {
+  ApiGuard guard;
+  WriterSource source;
+  if (!WRT_GetSource(document, &source)) return false;
+  const FileHeader* header = source.header;
+  const std::vector<std::unique_ptr<IbisModel>>& models = *source.models;
+  const Component* chosen = WRT_ChooseComponent(*source.components, component);
+  if (!chosen) return false;
+  if (!path) return true;
+
+  std::string_view name;
+  (void)CMPNT_GetName(chosen, &name);
+  DocText out;
+  write_header(out, header, name);
+  const std::vector<std::unique_ptr<PackageModel>>* package_models = nullptr;
+  if (IBIS_GetList(document->package_models, &package_models)) {
+    // Package models are never listed; the note says so.
+    out.put("| Information: Package Models are not yet supported");
+    out.put("|              and have not been copied to this file");
+  }
+  write_component(out, document, chosen, name, models);
+  out.put("[End]");
+  return write_file(path, out.text());
+}
+
+int DOC_DocumentSource(const char* source, const char* component, const char* path,
+                       std::FILE* report) {
+  ApiGuard guard;
+  if (!source || !*source) return 0;
+  bool written = false;
+  const bool passed = SRC_CheckOne(source, report, [&](const IbisDocument& document) {
+    written = DOC_WriteComponent(&document, path, component);
+  });
+  return passed && written ? 1 : 0;
+}
+
+}  // namespace tarn

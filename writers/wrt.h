@@ -1,0 +1,33 @@
+// What the compiled-model writer and the documentation writer share: the document's parts
+// they both need and the choice of the component, each failure reported once here.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+namespace tarn {
+
+struct Component;
+struct FileHeader;
+struct IbisDocument;
+struct IbisModel;
+
+/// The header and the component and model lists of a document.
+struct WriterSource {
+  const FileHeader* header = nullptr;
+  const std::vector<std::unique_ptr<Component>>* components = nullptr;
+  const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
+};
+
+/// Fills `out` from `document`; reports the first part missing and gives false.
+[[nodiscard]] bool WRT_GetSource(const IbisDocument* document, WriterSource* out);
+
+/// The first component whose name equals `name` without regard to case; without a name, the
+/// only component, whose name must be readable. Null after reporting why not.
+const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component>>& components,
+                                     const char* name);
+
+/// Reports an output file that could not be opened, after the writer's own message.
+void WRT_ReportUnopened(const char* path);
+
+}  // namespace tarn
