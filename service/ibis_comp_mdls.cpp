@@ -22,25 +22,6 @@ constexpr const char* kCompiledTemplate = "ib%06d.cbs";
 constexpr const char* kLogFile = "tarn_rdr.txt";
 constexpr const char* kLogBackup = "tarn_rdr.bak";
 
-// Model type names as callers spell them, in code order from 1.
-constexpr const char* kTypeNames[] = {
-    "no type (pwr, gnd or NC)",
-    "input",
-    "output",
-    "i/o",
-    "tristate",
-    "open_drain",
-    "i/o_open_drain",
-    "open_sink",
-    "i/o_open_sink",
-    "open_source",
-    "i/o_open_source",
-    "input_ecl",
-    "output_ecl",
-    "i/o_ecl",
-    "terminator",
-};
-
 void write_blanks(std::FILE* log, int count) {
   for (int i = 0; i < count; ++i) std::fputc(' ', log);
 }
@@ -342,17 +323,18 @@ bool CIbisCompMdls::IsTechComp(const char* name) {
   return tarn::CMN_EqualNoCaseN(text, "tech_", 5) || tarn::CMN_EqualNoCase(text, "default");
 }
 
+// The texts are the component information's; a code without one has no name.
 int CIbisCompMdls::FindTypeName(int type, const char** name) {
-  constexpr int kNames = static_cast<int>(std::size(kTypeNames));
-  if (!name || type < 1 || type > kNames) return 0;
-  *name = kTypeNames[type - 1];
+  const char* text = CIbisCompInfo::GetModelTypeText(type);
+  if (!name || !*text) return 0;
+  *name = text;
   return 1;
 }
 
 int CIbisCompMdls::FindTypeFromName(const char* name) {
   if (!name) return 0;
-  for (size_t i = 0; i < std::size(kTypeNames); ++i)
-    if (tarn::CMN_EqualNoCase(name, kTypeNames[i])) return static_cast<int>(i) + 1;
+  for (int type = MT_NO_TYPE; *CIbisCompInfo::GetModelTypeText(type); ++type)
+    if (tarn::CMN_EqualNoCase(name, CIbisCompInfo::GetModelTypeText(type))) return type;
   return 0;
 }
 
