@@ -3,7 +3,9 @@ PRESET ?= default
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 BIN = build/bin/tarn
 
-.PHONY: all build run test bench asan clean
+FUZZ_SECONDS ?= 60
+
+.PHONY: all build run test bench asan fuzz clean
 
 all: build
 
@@ -38,5 +40,12 @@ bench:
 	cmake --build --preset bench -j $(JOBS)
 	build-bench/bin/tarn_bench
 
+# Every libFuzzer target for FUZZ_SECONDS each (clang); a finding fails and is kept in
+# build-fuzz/findings.
+fuzz:
+	cmake --preset fuzz >/dev/null
+	cmake --build --preset fuzz -j $(JOBS)
+	fuzz/run.sh $(FUZZ_SECONDS)
+
 clean:
-	rm -rf build build-asan build-bench
+	rm -rf build build-asan build-bench build-fuzz
