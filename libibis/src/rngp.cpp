@@ -10,7 +10,9 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kFirstChunkRows = 16;
+// Small enough that a file of many short tables (a model may repeat its waveforms) costs memory
+// in proportion to its rows, not to its table count.
+constexpr size_t kFirstChunkRows = 4;
 constexpr size_t kMaxChunkRows = 512;
 
 }  // namespace

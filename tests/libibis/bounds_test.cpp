@@ -1,6 +1,7 @@
-// A package model whose counts promise far more than the file holds: the memory a reading
-// takes follows the file, not the counts. Every allocation of this program is counted, so it
-// is a program of its own.
+// Hostile sources: counts that promise far more than the file holds, a huge line, a million
+// keywords, a hundred thousand tables of one kind. The memory a reading takes follows the
+// file, not the counts, and every one ends with its findings. Every allocation of this program
+// is counted, so it is a program of its own.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -89,15 +90,15 @@ namespace {
 
 constexpr std::size_t kSmall = std::size_t{8} << 20;
 
-Use read_counted(const std::string& text, std::string* report) {
+Use read_counted(const std::string& text, std::string* report, const char* name = "big.pkg") {
   test::TempDir dir;
-  dir.write("big.pkg", text);
+  dir.write(name, text);
   test::ScopedCwd cwd(dir.path());
-  test::MemStream out;
+  test::MemStream out;  // its buffer is malloc's, not counted
   ::testing::internal::CaptureStdout();
   const std::size_t baseline = g_live.load();
   start_counting();
-  const int read = IBIS_ReadSourceToStream("big.pkg", out.get(), nullptr);
+  const int read = IBIS_ReadSourceToStream(name, out.get(), nullptr);
   const Use use = stop_counting(baseline);
   ::testing::internal::GetCapturedStdout();
   EXPECT_EQ(read, 1);
@@ -164,6 +165,87 @@ TEST(HostileCounts, SectionsTakeWhatTheFileHolds) {
       report,
       "ERROR big.pkg - Number of Pins <4000000000> not the same as count of Pin Numbers names "
       "found <2>.\n");
+}
+
+constexpr const char* kComponent =
+    "[IBIS Ver] 3.2\n[File Name] big.ibs\n[Component] C\n[Manufacturer] M\n[Package]\n"
+    "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 A m\n";
+
+// How many lines of the report hold `text`.
+std::size_t lines_with(const std::string& report, const std::string& text) {
+  std::size_t count = 0;
+  for (std::size_t at = report.find(text); at != std::string::npos; at = report.find(text, at + 1))
+    ++count;
+  return count;
+}
+
+TEST(HostileSizes, ALineOfTenMegabytesIsOneErrorAndNoCopy) {
+  const std::string text = std::string("[IBIS Ver] 3.2\n[File Name] big.ibs\n[Notes] ") +
+                           std::string(10'000'000, 'x') + "\n[End]\n";
+  std::string report;
+  const Use use = read_counted(text, &report, "big.ibs");
+  EXPECT_LT(use.peak_growth, kSmall);
+  const std::string first = "ERROR big.ibs (line    3) - Exceeds 1022 chararacters.\n";
+  EXPECT_EQ(report.substr(0, first.size()), first);
+  EXPECT_EQ(lines_with(report, "Exceeds"), 1u);
+}
+
+TEST(HostileSizes, AMillionKeywordsAreReadInSmallMemory) {
+  std::string text = kComponent;
+  text += "[Model] m\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n"
+          "[Voltage Range] 3.3 NA NA\n";
+  constexpr std::size_t kKeywords = 1'000'000;
+  text.reserve(text.size() + kKeywords * 14 + 8);
+  for (std::size_t i = 0; i < kKeywords; ++i) text += "[Copyright] x\n";
+  text += "[End]\n";
+  std::string report;
+  const Use use = read_counted(text, &report, "big.ibs");
+  EXPECT_LT(use.peak_growth, kSmall);
+  EXPECT_EQ(lines_with(report, " - Duplicate Copyright keyword.\n"), kKeywords - 1);
+}
+
+TEST(HostileSizes, ABoardPromisingFourBillionPins) {
+  std::string report;
+  const Use use = read_counted(
+      "[IBIS Ver] 3.2\n[File Name] big.ebd\n[Begin Board Description] B\n[Manufacturer] M\n"
+      "[Number Of Pins] 4000000000\n[Pin List] signal_name\nA1 S1\n"
+      "[Path Description] P1\nPin A1\nLen=0 L=1n /\nNode U1.1\n"
+      "[Reference Designator Map]\nU1 part.ibs P\n[End Board Description]\n[End]\n",
+      &report, "big.ebd");
+  EXPECT_LT(use.largest_request, std::size_t{1} << 20);
+  EXPECT_LT(use.peak_growth, kSmall);
+  EXPECT_EQ(report,
+            "ERROR big.ebd - Number of Pins <4000000000> not the same as count of Pin Numbers "
+            "names found <1>.\n"
+            "ERROR big.ebd - Unable to read file 'part.ibs' for Reference Designator 'U1'\n");
+}
+
+// The waveforms past the hundredth are reported and still kept, as the design has it: what
+// they cost stays within a small multiple of what they take in the file.
+TEST(HostileSizes, AHundredThousandWaveformsCostInProportion) {
+  std::string text = kComponent;
+  text += "[Model] m\nModel_type Output\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n";
+  constexpr std::size_t kTables = 100'000;
+  for (std::size_t i = 0; i < kTables; ++i)
+    text += "[Rising Waveform]\nR_fixture = 50\nV_fixture = 0\n0 0 0 0\n1n 1 1 1\n";
+  text += "[End]\n";
+  std::string report;
+  const Use use = read_counted(text, &report, "big.ibs");
+  EXPECT_LT(use.peak_growth, 10 * text.size());
+  EXPECT_EQ(lines_with(report, " - More than 100 Rising Waveforms are defined\n"), kTables - 100);
+}
+
+TEST(HostileSizes, RepeatedModelSpecsReplaceEachOther) {
+  std::string text = kComponent;
+  text += "[Model] m\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n";
+  constexpr std::size_t kSpecs = 100'000;
+  for (std::size_t i = 0; i < kSpecs; ++i) text += "[Model Spec]\nVinh 2 NA NA\n";
+  text += "[Voltage Range] 3.3 NA NA\n[End]\n";
+  std::string report;
+  const Use use = read_counted(text, &report, "big.ibs");
+  EXPECT_LT(use.peak_growth, kSmall);
+  EXPECT_EQ(lines_with(report, " - Model Specification: Already Defined for this model\n"),
+            kSpecs - 1);
 }
 
 }  // namespace
