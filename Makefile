@@ -4,6 +4,7 @@ JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 BIN = build/bin/tarn
 
 FUZZ_SECONDS ?= 60
+FUZZ_SEED ?= 1
 
 .PHONY: all build run test bench asan fuzz clean
 
@@ -41,11 +42,11 @@ bench:
 	build-bench/bin/tarn_bench
 
 # Every libFuzzer target for FUZZ_SECONDS each (clang); a finding fails and is kept in
-# build-fuzz/findings.
+# build-fuzz/findings. FUZZ_SEED=0 explores with a fresh seed each run.
 fuzz:
 	cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz -j $(JOBS)
-	fuzz/run.sh $(FUZZ_SECONDS)
+	fuzz/run.sh $(FUZZ_SECONDS) $(FUZZ_SEED)
 
 clean:
 	rm -rf build build-asan build-bench build-fuzz
