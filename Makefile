@@ -1,5 +1,7 @@
-# Thin wrapper over the CMake presets.
+# Thin wrapper over the CMake presets. Each target first installs the Debian packages it
+# lacks (tools/deps).
 PRESET ?= default
+MAKEFLAGS += --no-print-directory
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
 BIN = build/bin/tarn
 
@@ -11,14 +13,20 @@ FUZZ_SEED ?= 1
 all: build
 
 build:
+	@tools/deps test
 	cmake --preset $(PRESET) >/dev/null
 	cmake --build --preset $(PRESET) -j $(JOBS)
 
 # The whole road with the shipped examples: check them, compile one component and show the head
 # of its compiled file, index the example library folder, then ask the model library for its
 # component twice (the first request compiles, the second finds it current) and show its pins.
+# Only the tool and the library are built, in the tree the tests share.
 LIBRARY = build/example-library
-run: build
+run:
+	@tools/deps run
+	@echo "configuring and building the tool and libtarn.so in build/ (tests off)"
+	@cmake --preset run >/dev/null
+	@cmake --build --preset run -j $(JOBS)
 	$(BIN) check examples/*.ibs examples/*.ebd examples/library/*.ibs
 	$(BIN) compile examples/tarn_demo.ibs --component TDEMO1 --output build/TDEMO1.cbs
 	head -n 24 build/TDEMO1.cbs
@@ -32,11 +40,13 @@ test: build
 	ctest --preset $(PRESET) -j $(JOBS)
 
 asan:
+	@tools/deps asan
 	cmake --preset asan >/dev/null
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan -j $(JOBS)
 
 bench:
+	@tools/deps bench
 	cmake --preset bench >/dev/null
 	cmake --build --preset bench -j $(JOBS)
 	build-bench/bin/tarn_bench
@@ -44,6 +54,7 @@ bench:
 # Every libFuzzer target for FUZZ_SECONDS each (clang); a finding fails and is kept in
 # build-fuzz/findings. FUZZ_SEED=0 explores with a fresh seed each run.
 fuzz:
+	@tools/deps fuzz
 	cmake --preset fuzz >/dev/null
 	cmake --build --preset fuzz -j $(JOBS)
 	fuzz/run.sh $(FUZZ_SECONDS) $(FUZZ_SEED)

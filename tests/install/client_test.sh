@@ -10,7 +10,6 @@ trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
 pc="$(find "$work/prefix" -name tarn.pc)"
-libdir="$(cd "$(dirname "$pc")/.." && pwd)"
 mkdir "$work/src"
 cp "$source/examples/library/tdemo2.ibs" "$source/examples/library/ibisindex.ibx" "$work/src/"
 
@@ -23,9 +22,10 @@ check_run() {
 }
 
 export PKG_CONFIG_PATH="$(dirname "$pc")"
+# The run path comes from tarn.pc itself, as the README shows it.
 # shellcheck disable=SC2046
 c++ -o "$work/client" "$source/examples/client/client.cpp" $(pkg-config --cflags --libs tarn) \
-  -Wl,-rpath,"$libdir"
+  -Wl,-rpath,"$(pkg-config --variable=libdir tarn)"
 check_run "$work/client" pc
 
 cmake -S "$source/examples/client" -B "$work/cmake-client" -DCMAKE_PREFIX_PATH="$work/prefix" \
