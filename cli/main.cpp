@@ -9,11 +9,11 @@
 
 #include "service/source_index.h"
 #include "tarn/compile.h"
+#include "tarn/documentation.h"
 #include "tarn/navig_prs.h"
 #include "tarn/ibis_comp_mdls.h"
 #include "tarn/reader.h"
 #include "tarn/tarn.h"
-#include "writers/doc.h"
 
 namespace {
 
@@ -301,7 +301,7 @@ int run_doc(const std::vector<const char*>& args) {
   if (!parsed.output) return usage_error("doc: --output OUT is required");
   if (!readable_source(parsed.file)) return kExitUsage;
   const int written =
-      tarn::DOC_DocumentSource(parsed.file, parsed.component, parsed.output, stdout);
+      tarn::IBIS_DocumentSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
   std::fflush(stdout);
   return written ? kExitPassed : kExitFailed;
 }

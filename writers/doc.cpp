@@ -30,6 +30,7 @@
 #include "libibis/src/rpt.h"
 #include "libibis/src/source.h"
 #include "libibis/src/wvfrm.h"
+#include "tarn/documentation.h"
 #include "writers/wrt.h"
 
 namespace tarn {
@@ -577,15 +578,24 @@ bool DOC_WriteComponent(const IbisDocument* document, const char* path, const ch
   return write_file(path, out.text());
 }
 
-int DOC_DocumentSource(const char* source, const char* component, const char* path,
-                       std::FILE* report) {
+int IBIS_DocumentComponent(const IbisDocument* document, const char* output,
+                           const char* component, std::FILE* report) {
   ApiGuard guard;
-  if (!source || !*source) return 0;
+  if (!document) return 0;
+  RPT_SetStream(report);
+  const bool written = DOC_WriteComponent(document, output, component);
+  RPT_SetStream(nullptr);
+  return written ? 1 : 0;
+}
+
+int IBIS_DocumentSourceToStream(const char* source, const char* component, const char* output,
+                                std::FILE* report) {
+  ApiGuard guard;
   bool written = false;
-  const bool passed = SRC_CheckOne(source, report, [&](const IbisDocument& document) {
-    written = DOC_WriteComponent(&document, path, component);
+  (void)WRT_CheckSource(source, report, [&](const IbisDocument& document) {
+    written = DOC_WriteComponent(&document, output, component);
   });
-  return passed && written ? 1 : 0;
+  return written ? 1 : 0;
 }
 
 }  // namespace tarn

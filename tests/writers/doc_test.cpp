@@ -16,6 +16,7 @@
 #include "libibis/src/hdr.h"
 #include "libibis/src/ibis.h"
 #include "libibis/src/rpt.h"
+#include "tarn/documentation.h"
 #include "test_support.h"
 
 namespace tarn {
@@ -588,6 +589,30 @@ TEST(DocWriter, ReportsAFileItCannotOpen) {
             "ERROR t.ibs - Unable to open documentation file.\n"
             "ERROR t.ibs - Unable to open file \"" +
                 path + "\"\n");
+}
+
+// Without a report the findings still count: a source with an error gets no listing.
+TEST(DocWriter, SourceEntryListsOnlyASourceThatPassed) {
+  struct Case {
+    const char* what;
+    std::string source;
+    int written;
+  };
+  const Case cases[] = {
+      {"clean", joined({kSourceHead, kSourcePart, kSourcePins, kSourceModel, "[End]\n"}), 1},
+      {"pin of no model",
+       joined({kSourceHead, kSourcePart, kSourcePins, "5 OUT none\n", kSourceModel, "[End]\n"}),
+       0},
+  };
+  for (const Case& c : cases) {
+    test::TempDir dir;
+    const std::string source = dir.write("t.ibs", c.source);
+    const std::string path = (dir.path() / "doc.txt").string();
+    EXPECT_EQ(IBIS_DocumentSourceToStream(source.c_str(), "part", path.c_str(), nullptr),
+              c.written)
+        << c.what;
+    EXPECT_EQ(std::filesystem::exists(path), c.written == 1) << c.what;
+  }
 }
 
 // The header, the component list and the model list are each required, in that order.
