@@ -453,6 +453,49 @@ C_comp                  1p              NA              NA
 [Cac]                   100p            NA              NA             
 [End]
 )"})},
+      {"a pin that names a selector: the models it offers are listed, the first the default",
+       joined({kSourceHead, kSourcePart, R"([Pin] signal_name model_name
+1 INP sel
+2 INN sel
+3 VCC POWER
+4 GND GND
+[Model Selector] sel
+fast Fast input, 1 pF
+in   Standard input
+[Model] fast
+Model_type Input
+Vinl = 0.8
+Vinh = 2
+C_comp 1p NA NA
+[Voltage Range] 3.3 NA NA
+)",
+               kSourceModel, "[End]\n"}),
+       joined({kListingHead, kListingPart,
+               R"(| ============================================================================
+|
+[Pin] signal_name    model_name
+1     INP             sel                 
+2     INN             sel                 
+3     VCC             POWER               
+4     GND             GND                 
+| ============================================================================
+|
+[Model Selector] sel
+| default: fast
+fast                 Fast input, 1 pF
+in                   Standard input
+| ============================================================================
+|
+[Model]        fast
+Model_type     Input
+Vinl =         800mV
+Vinh =         2V
+| variable              typ             min             max
+C_comp                  1p              NA              NA             
+| variable              typ             min             max
+[Voltage Range]         3.3             NA              NA             
+)",
+               kListingModel})},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
