@@ -1,19 +1,23 @@
 // tarn: checks IBIS sources and documents their components from the command line.
+#include <algorithm>
+#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "service/source_index.h"
+#include "service/source_selectors.h"
 #include "tarn/compile.h"
+#include "tarn/documentation.h"
 #include "tarn/navig_prs.h"
 #include "tarn/ibis_comp_mdls.h"
 #include "tarn/reader.h"
 #include "tarn/tarn.h"
-#include "writers/doc.h"
 
 namespace {
 
@@ -228,21 +232,73 @@ std::string supplies_text(const CIbisCompInfo& info, int pin) {
   return text.empty() ? "-" : text;
 }
 
+// A supply, NC, or no model name at all (shown as "-").
+bool names_no_model(std::string_view model) {
+  const auto same = [](char a, char b) { return std::toupper(static_cast<unsigned char>(a)) == b; };
+  for (const std::string_view word : {"POWER", "GND", "NC", "-"})
+    if (std::equal(model.begin(), model.end(), word.begin(), word.end(), same)) return true;
+  return false;
+}
+
+// The selectors the pins name. The compiled file keeps only a selector's name, as the model of
+// a pin of no type, so the source is read for its selectors: once, and only when a pin of no
+// type names something other than a supply or NC.
+class PinSelectors {
+ public:
+  explicit PinSelectors(const CIbisCompInfo& info) : info_(info) {}
+
+  const tarn::SourceSelector* find(int type, const std::string& model) {
+    if (type != MT_NO_TYPE || names_no_model(model)) return nullptr;
+    if (!loaded_) {
+      selectors_ = tarn::LIB_ModelSelectors(info_.SourceFile());
+      loaded_ = true;
+    }
+    for (const tarn::SourceSelector& selector : selectors_) {
+      if (selector.name != model) continue;
+      used_.insert(selector.name);
+      return &selector;
+    }
+    return nullptr;
+  }
+
+  // "model selector SEL: fast (default), slow" for each selector a pin named, in file order.
+  void print_used() const {
+    for (const tarn::SourceSelector& selector : selectors_) {
+      if (used_.count(selector.name) == 0) continue;
+      std::printf("model selector %s:", selector.name.c_str());
+      for (size_t k = 0; k < selector.models.size(); ++k)
+        std::printf("%s %s%s", k == 0 ? "" : ",", selector.models[k].c_str(),
+                    k == 0 ? " (default)" : "");
+      std::printf("\n");
+    }
+  }
+
+ private:
+  const CIbisCompInfo& info_;
+  bool loaded_ = false;
+  std::vector<tarn::SourceSelector> selectors_;
+  std::set<std::string> used_;
+};
+
 void print_pins(const CIbisCompInfo& info) {
   constexpr const char* kRow = "%-6s %-12s %-14s %-25s %-9s %-9s %-9s %-16s %-6s %s\n";
   std::printf(kRow, "pin", "signal", "model", "model type", "R_pin", "L_pin", "C_pin", "supplies",
               "diff", "series");
+  PinSelectors selectors(info);
   for (int pin = 0; pin < info.GetPinCount(); ++pin) {
     int type = 0;
     (void)info.GetModelParam(eIbisModelType, &type, pin);
+    const std::string model = pin_text(info, eIbisModelName, pin);
+    const char* type_text = selectors.find(type, model) ? "model selector"
+                                                        : CIbisCompInfo::GetModelTypeText(type);
     std::printf(kRow, pin_text(info, eIbisPinName, pin).c_str(),
-                pin_text(info, eIbisSignalName, pin).c_str(),
-                pin_text(info, eIbisModelName, pin).c_str(), CIbisCompInfo::GetModelTypeText(type),
+                pin_text(info, eIbisSignalName, pin).c_str(), model.c_str(), type_text,
                 pin_value(info, eIbisRPin, pin).c_str(), pin_value(info, eIbisLPin, pin).c_str(),
                 pin_value(info, eIbisCPin, pin).c_str(), supplies_text(info, pin).c_str(),
                 pin_text(info, eIbisDiffPartner, pin).c_str(),
                 pin_text(info, eIbisSeriesPartners, pin).c_str());
   }
+  selectors.print_used();
 }
 
 int run_lib(const std::vector<const char*>& args) {
@@ -301,7 +357,7 @@ int run_doc(const std::vector<const char*>& args) {
   if (!parsed.output) return usage_error("doc: --output OUT is required");
   if (!readable_source(parsed.file)) return kExitUsage;
   const int written =
-      tarn::DOC_DocumentSource(parsed.file, parsed.component, parsed.output, stdout);
+      tarn::IBIS_DocumentSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
   std::fflush(stdout);
   return written ? kExitPassed : kExitFailed;
 }

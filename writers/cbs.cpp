@@ -737,16 +737,8 @@ int IBIS_CompileDocument(const IbisDocument* document, const char* output, const
 int IBIS_CompileSourceToStream(const char* source, const char* component, const char* output,
                                std::FILE* report) {
   ApiGuard guard;
-  if (!source || !*source) return 0;
-  // The reporter counts nothing without a stream, and the count decides whether to write.
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> discard(nullptr, std::fclose);
-  if (!report) {
-    discard.reset(std::fopen("/dev/null", "w"));
-    if (!discard) return 0;
-    report = discard.get();
-  }
   int written = 0;
-  (void)SRC_CheckOne(source, report, [&](const IbisDocument& document) {
+  (void)WRT_CheckSource(source, report, [&](const IbisDocument& document) {
     written = CBS_CompileComponent(&document, output, component);
   });
   return written;

@@ -20,6 +20,7 @@
 #include "libibis/src/ibis.h"
 #include "libibis/src/mdl.h"
 #include "libibis/src/mdl_plus.h"
+#include "libibis/src/msel.h"
 #include "libibis/src/mspec.h"
 #include "libibis/src/pin.h"
 #include "libibis/src/pinmpg.h"
@@ -30,6 +31,7 @@
 #include "libibis/src/rpt.h"
 #include "libibis/src/source.h"
 #include "libibis/src/wvfrm.h"
+#include "tarn/documentation.h"
 #include "writers/wrt.h"
 
 namespace tarn {
@@ -449,6 +451,25 @@ void write_model(DocText& out, const IbisModel* model, std::string_view name) {
   write_waveforms(out, model);
 }
 
+// A pin may name a selector in place of a model: the selector's block lists the models it
+// offers, the first being the one used unless the user picks another, and those models are
+// then listed as the pins' own. Selectors in the order of the file, each once.
+void write_selectors(DocText& out, const IbisDocument* document,
+                     std::unordered_set<std::string_view>* used) {
+  const std::vector<std::unique_ptr<ModelSelector>>* selectors = nullptr;
+  if (!IBIS_GetList(document->selectors, &selectors)) return;
+  for (const std::unique_ptr<ModelSelector>& selector : *selectors) {
+    if (find_model(document, selector->name) || used->erase(selector->name) == 0) continue;
+    out.banner();
+    out.put("[Model Selector] %s", selector->name.c_str());
+    if (!selector->models.empty()) out.put("| default: %s", selector->models[0].name.c_str());
+    for (const ModelSelectorEntry& entry : selector->models) {
+      out.put("%-20s %s", entry.name.c_str(), entry.descriptor.c_str());
+      used->insert(entry.name);
+    }
+  }
+}
+
 // Models in the order of the file, each once however many pins use it; a name defined twice
 // means the definition the pins resolve to.
 void write_models(DocText& out, const IbisDocument* document, const PinList* pins,
@@ -458,6 +479,7 @@ void write_models(DocText& out, const IbisDocument* document, const PinList* pin
     std::string_view model;
     if (PIN_GetModel(&pin, &model)) used.insert(model);
   }
+  write_selectors(out, document, &used);
   for (const std::unique_ptr<IbisModel>& model : models) {
     std::string_view name;
     if (!mdl_get_name(model.get(), &name) || used.count(name) == 0) continue;
@@ -577,15 +599,24 @@ bool DOC_WriteComponent(const IbisDocument* document, const char* path, const ch
   return write_file(path, out.text());
 }
 
-int DOC_DocumentSource(const char* source, const char* component, const char* path,
-                       std::FILE* report) {
+int IBIS_DocumentComponent(const IbisDocument* document, const char* output,
+                           const char* component, std::FILE* report) {
   ApiGuard guard;
-  if (!source || !*source) return 0;
+  if (!document) return 0;
+  RPT_SetStream(report);
+  const bool written = DOC_WriteComponent(document, output, component);
+  RPT_SetStream(nullptr);
+  return written ? 1 : 0;
+}
+
+int IBIS_DocumentSourceToStream(const char* source, const char* component, const char* output,
+                                std::FILE* report) {
+  ApiGuard guard;
   bool written = false;
-  const bool passed = SRC_CheckOne(source, report, [&](const IbisDocument& document) {
-    written = DOC_WriteComponent(&document, path, component);
+  (void)WRT_CheckSource(source, report, [&](const IbisDocument& document) {
+    written = DOC_WriteComponent(&document, output, component);
   });
-  return passed && written ? 1 : 0;
+  return written ? 1 : 0;
 }
 
 }  // namespace tarn

@@ -3,7 +3,6 @@
 // differential pins, and the models its pins use), in IBIS-like keyword lines under banners.
 #pragma once
 
-#include <cstdio>
 #include <string>
 
 namespace tarn {
@@ -16,12 +15,6 @@ struct IbisDocument;
 /// number; true on success.
 [[nodiscard]] bool DOC_WriteComponent(const IbisDocument* document, const char* path,
                                       const char* component);
-
-/// Reads and checks `source` onto `report` as the batch check does (banner, findings, summary
-/// line) and, when it passed, writes the documentation of `component` to `path` before the
-/// summary line, so that a failure to write counts in it. 1 when the file was written.
-[[nodiscard]] int DOC_DocumentSource(const char* source, const char* component, const char* path,
-                                     std::FILE* report);
 
 /// A value as the listing shows it: engineering notation with the scale letters the reader
 /// takes (f p n u m k M G T), at most six significant digits and no trailing zeros ("3.3n",

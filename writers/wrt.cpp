@@ -1,5 +1,7 @@
 #include "writers/wrt.h"
 
+#include <cstdio>
+#include <memory>
 #include <string_view>
 
 #include "libibis/src/cmn.h"
@@ -45,5 +47,17 @@ const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component
 }
 
 void WRT_ReportUnopened(const char* path) { RPT_Error("Unable to open file \"%s\"", path); }
+
+bool WRT_CheckSource(const char* source, std::FILE* report, const PassedDocumentUse& write) {
+  if (!source || !*source) return false;
+  // The reporter counts nothing without a stream, and the count decides whether to write.
+  std::unique_ptr<std::FILE, int (*)(std::FILE*)> discard(nullptr, std::fclose);
+  if (!report) {
+    discard.reset(std::fopen("/dev/null", "w"));
+    if (!discard) return false;
+    report = discard.get();
+  }
+  return SRC_CheckOne(source, report, write);
+}
 
 }  // namespace tarn

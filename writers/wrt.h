@@ -2,8 +2,11 @@
 // they both need and the choice of the component, each failure reported once here.
 #pragma once
 
+#include <cstdio>
 #include <memory>
 #include <vector>
+
+#include "libibis/src/source.h"
 
 namespace tarn {
 
@@ -26,6 +29,13 @@ struct WriterSource {
 /// only component, whose name must be readable. Null after reporting why not.
 const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component>>& components,
                                      const char* name);
+
+/// Reads and checks `source` onto `report` as the batch check does and, when it passed, hands
+/// the document to `write` before the summary line, so that the writer's errors count in it.
+/// A null report shows nothing but the findings are still counted: they decide the writing.
+/// false when the source did not pass or no report could be set up.
+[[nodiscard]] bool WRT_CheckSource(const char* source, std::FILE* report,
+                                   const PassedDocumentUse& write);
 
 /// Reports an output file that could not be opened, after the writer's own message.
 void WRT_ReportUnopened(const char* path);

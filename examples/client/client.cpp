@@ -1,7 +1,9 @@
 // A calling program as a design tool would use the library: a model library of its own with a
-// source index, one component asked for, its pins and package values read back.
+// source index, one component asked for, its pins and package values read back, and on request
+// the component's listing for its user.
 //
-//   client CACHE_DIR INDEX_FILE COMPONENT
+//   client CACHE_DIR INDEX_FILE COMPONENT [LISTING_FILE]
+#include <tarn/documentation.h>
 #include <tarn/ibis_comp_mdls.h>
 
 #include <cstdio>
@@ -23,8 +25,8 @@ class DesignLibrary : public CIbisCompMdls {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 4) {
-    std::fprintf(stderr, "usage: client CACHE_DIR INDEX_FILE COMPONENT\n");
+  if (argc != 4 && argc != 5) {
+    std::fprintf(stderr, "usage: client CACHE_DIR INDEX_FILE COMPONENT [LISTING_FILE]\n");
     return 2;
   }
   DesignLibrary library(argv[2]);
@@ -55,6 +57,10 @@ int main(int argc, char** argv) {
     if (info->GetModelParam(eIbisVoltRange, &range, pin, eMax)) std::printf(" Vmax %g", range);
     std::printf("\n");
   }
+  // The listing is written from the component's source; the check's report is not wanted here.
+  if (argc == 5 &&
+      tarn::IBIS_DocumentSourceToStream(info->SourceFile(), info->Name(), argv[4], nullptr))
+    std::printf("listing written to %s\n", argv[4]);
   library.Fini(1);
   return 0;
 }

@@ -58,16 +58,16 @@ void dly_check(const DriverDelays& d) {
   size_t count = 0;
   for (const Delay& delay : d)
     if (delay.status == ValueStatus::Value) ++count;
+  // Too few delays make the line meaningless, so its values are not judged further.
   if (count < 2) {
     RPT_ErrorAtLine("At least two delays must be specified");
-  } else {
-    // The second name of each pair is spelled "delay" in these messages.
-    if (given(d, kRiseOnDly) && given(d, kFallOffDly))
-      RPT_ErrorAtLine("%s and %s cannot be specified together", "Rise_on_dly", "Fall_off_delay");
-    if (given(d, kRiseOffDly) && given(d, kFallOnDly))
-      RPT_ErrorAtLine("%s and %s cannot be specified together", "Rise_off_dly", "Fall_on_delay");
+    return;
   }
-  // A negative delay is wrong however many are given, so it is reported in every case.
+  // The second name of each pair is spelled "delay" in these messages.
+  if (given(d, kRiseOnDly) && given(d, kFallOffDly))
+    RPT_ErrorAtLine("%s and %s cannot be specified together", "Rise_on_dly", "Fall_off_delay");
+  if (given(d, kRiseOffDly) && given(d, kFallOnDly))
+    RPT_ErrorAtLine("%s and %s cannot be specified together", "Rise_off_dly", "Fall_on_delay");
   for (size_t c = 0; c < kDelayColumns; ++c)
     if (d[c].status == ValueStatus::Value && d[c].value < 0.0)
       RPT_ErrorAtLine("%s is less than zero", kColumnNames[c]);

@@ -133,7 +133,7 @@ void path_description(BoardDescription& b, std::string_view argument) {
   CMN_CopyField(&path.name, argument, kPathNameLimit, "Path Description");
   if (!d.path_names.insert(path.name).second)
     RPT_ErrorAtLine("Duplicate Path_Description '%s'", path.name.c_str());
-  d.chain.start(&path.elements);
+  d.chain.start(&path.elements, true);
 }
 
 void keyword_line(BoardDescription& b, Kw code, std::string_view line) {

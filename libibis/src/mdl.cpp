@@ -48,7 +48,6 @@ struct ModelKeyword {
   std::unique_ptr<ViTable> IbisModel::*table = nullptr;
   WaveformList IbisModel::*waveforms = nullptr;
   std::unique_ptr<SeriesInfo> IbisModel::*block = nullptr;
-  const char* end_label = nullptr;  // a waveform's, in its end messages
   bool before_on_off = false;       // a Series_switch model gives it before [On] and [Off]
   bool positive = false;            // every value must be above zero
 };
@@ -80,11 +79,12 @@ constexpr ModelKeyword kKeywords[] = {
     {.code = Kw::RAC, .route = Route::Range, .label = "Rac", .range = &M::rac},
     {.code = Kw::CAC, .route = Route::Range, .label = "Cac", .range = &M::cac},
     {.code = Kw::RAMP, .route = Route::Ramp},
-    // The end messages add "Waveform" after the label of their own.
+    // The end messages add " Waveform" after the label, doubling the word as the checker
+    // always has.
     {.code = Kw::RISING_WAVEFORM, .route = Route::Waveform, .label = "Rising Waveform",
-     .waveforms = &M::rising_waveforms, .end_label = "Rising"},
+     .waveforms = &M::rising_waveforms},
     {.code = Kw::FALLING_WAVEFORM, .route = Route::Waveform, .label = "Falling Waveform",
-     .waveforms = &M::falling_waveforms, .end_label = "Falling"},
+     .waveforms = &M::falling_waveforms},
     {.code = Kw::TTGND, .route = Route::Range, .label = "TTgnd", .range = &M::ttgnd,
      .positive = true},
     {.code = Kw::TTPOWER, .route = Route::Range, .label = "TTpower", .range = &M::ttpower,
@@ -466,7 +466,7 @@ void close_keyword() {
              k->label);
       break;
     case Route::SeriesMosfet: series_mosfet_end(*g_mdl.series, m->name, m->model_type); break;
-    case Route::Waveform: waveform_end(*(m->*k->waveforms).back(), k->end_label, true); break;
+    case Route::Waveform: waveform_end(*(m->*k->waveforms).back(), k->label, true); break;
     case Route::ModelSpec: model_spec_end(*m->model_spec); break;
     default: break;
   }

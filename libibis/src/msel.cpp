@@ -1,7 +1,9 @@
 #include "libibis/src/msel.h"
 
 #include <new>
+#include <cstdint>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "libibis/src/cmn.h"
@@ -20,7 +22,7 @@ struct SelectorState {
   Kw keyword = Kw::NOT_KEY;  // the last keyword handled
   bool check_due = false;    // the current selector's section has not been checked yet
   std::unordered_set<std::string_view> names;  // of the selectors of this reading
-  std::unordered_set<std::string> models;      // named by the current selector
+  std::unordered_map<std::string, uint32_t> models;  // entries of the current selector, by name
   ItemList items;                              // scratch, reused line after line
 };
 
@@ -89,10 +91,11 @@ void model_line(ModelSelector& s, std::string_view line) {
   try {
     entry.name.assign(name);
     entry.descriptor.assign(rest.substr(0, limit));
-    // Once per repeat rather than once per earlier equal entry: a file that repeats a name many
-    // times must not get a quadratic report.
-    if (!g_msel.models.insert(entry.name).second)
+    // One finding per earlier equal entry: a name used a third time gives two.
+    uint32_t& earlier = g_msel.models[entry.name];
+    for (uint32_t i = 0; i < earlier; ++i)
       RPT_ErrorAtLine("Model '%s'. already used in this Model Selector", entry.name.c_str());
+    ++earlier;
     s.models.push_back(std::move(entry));
   } catch (const std::bad_alloc&) {
     RPT_ErrorAtLine("Unable to create new MSEL Model.");

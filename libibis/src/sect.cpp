@@ -82,9 +82,10 @@ bool SECT_ReadSection(std::string_view text, PinSection* out, std::string_view* 
   }
 }
 
-void ChainBuilder::start(SectionChain* chain) {
+void ChainBuilder::start(SectionChain* chain, bool begun_by_element) {
   TARN_ASSERT(chain != nullptr);
   root_ = chain;
+  begun_by_element_ = begun_by_element;
   forks_.clear();
 }
 
@@ -102,7 +103,7 @@ bool ChainBuilder::may_continue() const {
 }
 
 bool ChainBuilder::open_fork() {
-  if (!root_) {
+  if (!begun()) {
     RPT_ErrorAtLine("Detected the start of an orphan 'Fork'");
     return false;
   }
@@ -116,7 +117,7 @@ bool ChainBuilder::open_fork() {
 }
 
 bool ChainBuilder::close_fork() {
-  if (!root_) {
+  if (!begun()) {
     RPT_ErrorAtLine("Detected the start of an orphan 'Endfork'");
     return false;
   }

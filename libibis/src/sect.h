@@ -46,8 +46,10 @@ size_t SECT_CountSections(const SectionChain& chain);
 /// It points into the chain it builds, which must stay in place while it is started.
 class ChainBuilder {
  public:
-  /// A new pin or path; any fork left open is forgotten.
-  void start(SectionChain* chain);
+  /// A new pin or path; any fork left open is forgotten. A package pin is begun by its name,
+  /// so a fork may leave it at once; a board path only by its first element
+  /// (`begun_by_element`), before which Fork, Endfork and sections are orphans.
+  void start(SectionChain* chain, bool begun_by_element = false);
   /// No chain is being built.
   void stop();
   bool started() const { return root_ != nullptr; }
@@ -70,8 +72,10 @@ class ChainBuilder {
 
  private:
   SectionChain* current() const { return forks_.empty() ? root_ : forks_.back(); }
+  bool begun() const { return root_ && !(begun_by_element_ && root_->empty()); }
 
   SectionChain* root_ = nullptr;
+  bool begun_by_element_ = false;
   std::vector<SectionChain*> forks_;  // branches of the open forks, innermost last
 };
 

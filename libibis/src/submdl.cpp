@@ -29,7 +29,7 @@ struct SubmodelKeyword {
   Kw code;
   Route route;
   const char* label = nullptr;      // of the keyword line and, but for a pulse table, its rows
-  const char* end_label = nullptr;  // of a pulse table's rows and of a table's end messages
+  const char* end_label = nullptr;  // of a pulse table's rows and end messages
   std::unique_ptr<ViTable> Submodel::*table = nullptr;
   std::unique_ptr<Waveform> Submodel::*pulse = nullptr;
   WaveformList Submodel::*waveforms = nullptr;
@@ -51,9 +51,9 @@ constexpr SubmodelKeyword kKeywords[] = {
      .table = &S::power_clamp},
     {.code = Kw::SUB_RAMP, .route = Route::Ramp},
     {.code = Kw::SUB_RISING_WAVEFORM, .route = Route::Waveform, .label = "Rising Waveform",
-     .end_label = "Rising", .waveforms = &S::rising},
+     .waveforms = &S::rising},
     {.code = Kw::SUB_FALLING_WAVEFORM, .route = Route::Waveform, .label = "Falling Waveform",
-     .end_label = "Falling", .waveforms = &S::falling},
+     .waveforms = &S::falling},
 };
 
 const SubmodelKeyword* find_keyword(Kw code) {
@@ -200,7 +200,7 @@ void close_keyword() {
       vi_end("Submodel", s->name, ModelType::NotGiven, k->code, (s->*k->table).get(), k->label);
       break;
     case Route::Ramp: break;
-    case Route::Waveform: waveform_end(*(s->*k->waveforms).back(), k->end_label, true); break;
+    case Route::Waveform: waveform_end(*(s->*k->waveforms).back(), k->label, true); break;
   }
 }
 

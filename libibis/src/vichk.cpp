@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
 #include <memory>
 #include <new>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,40 +32,44 @@ constexpr double kToleranceShare = kTolerancePercent / 100.0;
 
 using Curve = std::vector<IPwlEntry>;
 
-// One table of a driving state and the reference its voltages are measured from.
-struct SideTable {
+// One VI table of a model and the reference its voltages are measured from.
+struct TableKind {
   int (*table)(const IbisModel*, const ViTable**);
   int (*reference)(const IbisModel*, const Range**);
   bool from_supply;      // measured down from its reference, as a pullup is
   bool ecl_from_supply;  // so measured in an ECL model
 };
 
-// A driving state of the output: its driver with the clamp of the same rail. The clamp of
-// the other rail is left out: in the span where the pin settles it carries next to nothing.
-struct Side {
-  int index;
-  SideTable driver;
-  SideTable clamp;
-  const char* driver_label;
-};
+enum TableIndex : int { kPullupTable, kPulldownTable, kGndClampTable, kPowerClampTable };
 
 // An ECL pulldown is measured from the supply, which is why its current falls with its
 // voltage through 0 V.
-constexpr Side kHigh{0,
-                     {mdl_get_pullup, mdl_get_pullup_reference, true, true},
-                     {mdl_get_power_clamp, mdl_get_power_clamp_reference, true, true},
-                     "Pullup"};
-constexpr Side kLow{1,
-                    {mdl_get_pulldown, mdl_get_pulldown_reference, false, true},
-                    {mdl_get_gnd_clamp, mdl_get_gnd_clamp_reference, false, false},
-                    "Pulldown"};
+constexpr TableKind kTables[] = {
+    {mdl_get_pullup, mdl_get_pullup_reference, true, true},
+    {mdl_get_pulldown, mdl_get_pulldown_reference, false, true},
+    {mdl_get_gnd_clamp, mdl_get_gnd_clamp_reference, false, false},
+    {mdl_get_power_clamp, mdl_get_power_clamp_reference, true, true},
+};
+constexpr size_t kTableCount = std::size(kTables);
+
+// A driving state of the output: its driver with both clamps, which conduct in every state
+// (an on-die termination modelled in the clamps loads the pin high and low alike).
+struct Side {
+  int index;
+  TableIndex driver;
+  const char* driver_label;
+};
+
+constexpr Side kHigh{0, kPullupTable, "Pullup"};
+constexpr Side kLow{1, kPulldownTable, "Pulldown"};
+constexpr TableIndex kClampTables[] = {kGndClampTable, kPowerClampTable};
 
 bool is_ecl(ModelType type) {
   return type == ModelType::InputECL || type == ModelType::OutputECL || type == ModelType::IOECL ||
          type == ModelType::ThreeStateECL;
 }
 
-bool from_supply(const IbisModel& m, const SideTable& t) {
+bool from_supply(const IbisModel& m, const TableKind& t) {
   ModelType type = ModelType::NotGiven;
   (void)mdl_get_model_type(&m, &type);
   return is_ecl(type) ? t.ecl_from_supply : t.from_supply;
@@ -81,67 +87,80 @@ std::optional<double> voltage_range(const IbisModel& m, int corner) {
   return select(range, corner);
 }
 
+// Whether a range gives a minimum or maximum of its own rather than the typical value.
+bool own_corner(int (*get)(const IbisModel*, const Range**), const IbisModel& m, int corner) {
+  const Range* range = nullptr;
+  return get(&m, &range) && range_corner_valid(*range, static_cast<Corner>(corner));
+}
+
 // A table's reference for a corner: its own keyword, else the supply of [Voltage Range] for
 // a table measured from the supply and ground for the others.
-std::optional<double> table_reference(const IbisModel& m, const SideTable& t, int corner) {
+std::optional<double> table_reference(const IbisModel& m, const TableKind& t, int corner) {
   const Range* range = nullptr;
   if (t.reference(&m, &range)) return select(range, corner);
   if (from_supply(m, t)) return voltage_range(m, corner);
   return 0.0;
 }
 
-// The rails the pin settles between: the supply (the reference of a table measured from it,
-// else [Voltage Range]) and ground (the reference of a table measured from it, else 0 V).
-std::optional<double> rail(const IbisModel& m, bool supply, int corner) {
-  for (const SideTable* t : {&kHigh.driver, &kHigh.clamp, &kLow.driver, &kLow.clamp}) {
-    const Range* range = nullptr;
-    if (from_supply(m, *t) == supply && t->reference(&m, &range)) return select(range, corner);
+// The column a corner reads from a table: its own where any row gives it, else the typical
+// one. Memory vendors fill typ, min and max on different rows, so a corner never borrows
+// single points from another column: that would zigzag between two curves.
+int column_of(const ViTable& table, int corner) {
+  if (corner == kCornerTyp) return kCornerTyp;
+  for (const RangeRow* row = table.rows.head(); row; row = row->next)
+    if (row_corner_valid(row, corner)) return corner;
+  return kCornerTyp;
+}
+
+// The points of one column on the pin's voltage, rising. A table measured from its
+// reference is read backwards, so a well-formed table is taken in order; only one whose
+// voltages go back and forth (reported when it was read) is sorted.
+Curve column_curve(const ViTable& table, int column, bool from_reference, double reference) {
+  Curve points;
+  points.reserve(table.rows.size());
+  const RangeRow* row = from_reference ? table.rows.tail() : table.rows.head();
+  for (; row; row = from_reference ? row->prev : row->next) {
+    if (row->x_status != ValueStatus::Value || !row_corner_valid(row, column)) continue;
+    IPwlEntry e;
+    (void)range_select(row, column, &e.i);
+    e.v = from_reference ? reference - row->x : row->x + reference;
+    points.push_back(e);
   }
-  if (supply) return voltage_range(m, corner);
-  return 0.0;
+  const auto by_voltage = [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; };
+  if (!std::is_sorted(points.begin(), points.end(), by_voltage))
+    std::stable_sort(points.begin(), points.end(), by_voltage);
+  return points;
 }
 
-// One table's curve on the pin's voltage: null when the model has no such table; false when
-// it has one that cannot give the corner.
-bool table_curve(const IbisModel& m, const SideTable& t, int corner,
-                 std::unique_ptr<IPwlTable>* out) {
-  const ViTable* table = nullptr;
-  if (!t.table(&m, &table)) return true;
-  const std::optional<double> reference = table_reference(m, t, corner);
-  if (!reference) return false;
-  const int mode = from_supply(m, t) ? kIPwlFromReference : kIPwlAdd;
-  *out = ipwl_build(table, corner, mode, *reference);
-  return *out && !(*out)->entries.empty();
-}
-
-// Two curves added point by point over the voltages of both.
-Curve sum_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b) {
-  std::vector<double> volts;
-  volts.reserve(a.size() + b.size());
-  for (const IPwlEntry& e : a) volts.push_back(e.v);
-  for (const IPwlEntry& e : b) volts.push_back(e.v);
-  std::sort(volts.begin(), volts.end());
-  volts.erase(std::unique(volts.begin(), volts.end()), volts.end());
-  Curve sum(volts.size());
-  for (size_t k = 0; k < volts.size(); ++k) {
-    sum[k].v = volts[k];
-    sum[k].i = VICHK_CurrentAt(a, volts[k]) + VICHK_CurrentAt(b, volts[k]);
+// Two rising curves added over the voltages of both, merged in one pass.
+Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b) {
+  Curve sum;
+  sum.reserve(a.size() + b.size());
+  size_t ia = 0;
+  size_t ib = 0;
+  while (ia < a.size() || ib < b.size()) {
+    const bool from_a = ib == b.size() || (ia < a.size() && a[ia].v <= b[ib].v);
+    const double v = from_a ? a[ia++].v : b[ib++].v;
+    // A voltage both curves hold, or one holds twice, is one point of the sum.
+    if (!sum.empty() && sum.back().v == v) continue;
+    sum.push_back(IPwlEntry{v, VICHK_CurrentAt(a, v) + VICHK_CurrentAt(b, v)});
   }
   return sum;
 }
 
-std::optional<Curve> state_curve(const IbisModel& m, const Side& side, int corner) {
-  std::unique_ptr<IPwlTable> driver;
-  std::unique_ptr<IPwlTable> clamp;
-  if (!table_curve(m, side.driver, corner, &driver) || !table_curve(m, side.clamp, corner, &clamp))
-    return std::nullopt;
-  if (driver && clamp) return sum_curves(driver->entries, clamp->entries);
-  if (driver) return std::move(driver->entries);
-  if (clamp) return std::move(clamp->entries);
-  return std::nullopt;
-}
+// The curve of one driving state for one corner, and the span of the pin's rails.
+struct StateCurve {
+  Curve sum;                   // of two or three tables
+  const Curve* only = nullptr;  // the one table when the state has no other
+  double low_rail = 0.0;
+  double high_rail = 0.0;
+  std::span<const IPwlEntry> points() const {
+    return only ? std::span<const IPwlEntry>(*only) : std::span<const IPwlEntry>(sum);
+  }
+};
 
-// The curves of a model's two states, per corner, each built when first asked for.
+// The curves of a model's tables and of its two states, per corner, each built when first
+// asked for; a clamp's curve serves both states.
 class StateCurves {
  public:
   explicit StateCurves(const IbisModel& model) : model_(model) {}
@@ -149,12 +168,12 @@ class StateCurves {
   const IbisModel& model() const { return model_; }
 
   // Null when the state has no usable curve for the corner.
-  const Curve* get(const Side& side, int corner) {
-    Slot& slot = slots_[side.index][corner];
+  const StateCurve* get(const Side& side, int corner) {
+    StateSlot& slot = states_[side.index][corner];
     if (!slot.built) {
       slot.built = true;
       try {
-        slot.curve = state_curve(model_, side, corner);
+        slot.curve = state_curve(side, corner);
       } catch (const std::bad_alloc&) {
         RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
       }
@@ -163,12 +182,80 @@ class StateCurves {
   }
 
  private:
-  struct Slot {
+  struct TableSlot {
     bool built = false;
-    std::optional<Curve> curve;
+    bool present = false;  // the model has the table
+    bool own = false;      // it gives the corner a column or a reference of its own
+    std::optional<double> reference;
+    std::optional<Curve> curve;  // empty when the corner cannot be had from the table
   };
+  struct StateSlot {
+    bool built = false;
+    std::optional<StateCurve> curve;
+  };
+
+  const TableSlot& table(TableIndex which, int corner) {
+    TableSlot& slot = tables_[which][corner];
+    if (slot.built) return slot;
+    slot.built = true;
+    const TableKind& kind = kTables[which];
+    const ViTable* vi = nullptr;
+    slot.present = kind.table(&model_, &vi) != 0;
+    if (!slot.present) return slot;
+    slot.reference = table_reference(model_, kind, corner);
+    if (!slot.reference) return slot;
+    const int column = column_of(*vi, corner);
+    slot.own = column != kCornerTyp || own_corner(kind.reference, model_, corner);
+    Curve points = column_curve(*vi, column, from_supply(model_, kind), *slot.reference);
+    // A table of one point (reported when it ended) gives no curve to walk.
+    if (points.size() >= 2) slot.curve = std::move(points);
+    return slot;
+  }
+
+  // The span the pin settles in: ground, the supply and every table's own reference.
+  bool rails(int corner, double* low, double* high) {
+    *low = 0.0;
+    *high = 0.0;
+    const std::optional<double> supply = voltage_range(model_, corner);
+    if (supply) {
+      *low = std::min(*low, *supply);
+      *high = std::max(*high, *supply);
+    }
+    for (size_t k = 0; k < kTableCount; ++k) {
+      const TableSlot& t = table(static_cast<TableIndex>(k), corner);
+      if (!t.present) continue;
+      if (!t.reference) return false;
+      *low = std::min(*low, *t.reference);
+      *high = std::max(*high, *t.reference);
+    }
+    return true;
+  }
+
+  std::optional<StateCurve> state_curve(const Side& side, int corner) {
+    StateCurve state;
+    if (!rails(corner, &state.low_rail, &state.high_rail)) return std::nullopt;
+    // A minimum or maximum made of typical data alone would only repeat the typical findings.
+    bool own = corner == kCornerTyp || own_corner(mdl_get_voltage_range, model_, corner);
+    const TableIndex parts[] = {side.driver, kClampTables[0], kClampTables[1]};
+    for (TableIndex which : parts) {
+      const TableSlot& t = table(which, corner);
+      if (!t.present) continue;
+      if (!t.curve) return std::nullopt;  // a table the corner cannot be had from
+      own = own || t.own;
+      if (state.points().empty()) {
+        state.only = &*t.curve;
+        continue;
+      }
+      state.sum = add_curves(state.points(), *t.curve);
+      state.only = nullptr;
+    }
+    if (!own || state.points().empty()) return std::nullopt;
+    return state;
+  }
+
   const IbisModel& model_;
-  std::array<std::array<Slot, 3>, 2> slots_{};
+  std::array<std::array<TableSlot, 3>, kTableCount> tables_{};
+  std::array<std::array<StateSlot, 3>, 2> states_{};
 };
 
 // The crossing with the load line, segment by segment from the first point (see
@@ -217,20 +304,21 @@ class ClippedCurve {
   std::span<const IPwlEntry> inner_;  // the points strictly between lo and hi
 };
 
-// A pin loaded by a resistance to `v_term` settles between its driver's rail and `v_term`.
-// So the curve is walked from the lower rail (or `v_term` below it) to the upper: the parts of
-// the tables beyond describe overshoot, and a fold there must not pass for the crossing.
+// A pin loaded by a resistance to `v_term` settles between its rails and `v_term`. So the
+// curve is walked over that span only: the parts of the tables beyond describe overshoot, and
+// a fold there must not pass for the crossing. A crossing outside the span means the curves
+// never meet the load line there (a table of the wrong sense, say): the walk ran off the end,
+// and there is no operating point to judge by.
 std::optional<OperatingPoint> operating_point(StateCurves& curves, const Side& side, int corner,
                                               double r_load, double v_term) {
-  const Curve* curve = curves.get(side, corner);
-  const IbisModel& m = curves.model();
-  const std::optional<double> ground = rail(m, false, corner);
-  const std::optional<double> supply = rail(m, true, corner);
-  if (!curve || !ground || !supply) return std::nullopt;
-  const double lo = std::min({*ground, *supply, v_term});
-  const double hi = std::max({*ground, *supply, v_term});
+  const StateCurve* state = curves.get(side, corner);
+  if (!state) return std::nullopt;
+  const double lo = std::min(state->low_rail, v_term);
+  const double hi = std::max(state->high_rail, v_term);
   if (hi - lo < kTiny) return std::nullopt;
-  return walk(ClippedCurve(*curve, lo, hi), r_load, v_term);
+  const auto op = walk(ClippedCurve(state->points(), lo, hi), r_load, v_term);
+  if (!op || op->v < lo - kSameVoltage || op->v > hi + kSameVoltage) return std::nullopt;
+  return op;
 }
 
 // The timing load must see the pin pass Vmeas: above it driven high, below it driven low,
@@ -246,7 +334,7 @@ void drive_through(StateCurves& curves) {
   for (const CornerWord& c : kCornerWords) {
     for (const Side* side : {&kHigh, &kLow}) {
       const ViTable* driver = nullptr;
-      if (!side->driver.table(&m, &driver)) continue;
+      if (!kTables[side->driver].table(&m, &driver)) continue;
       const auto op = operating_point(curves, *side, c.corner, rref, vref);
       if (!op) continue;
       const bool through = side == &kHigh ? op->v > vmeas : op->v < vmeas;

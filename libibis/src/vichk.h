@@ -28,11 +28,12 @@ std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> cu
 /// The current of a curve (at least one point) at `v`; the end segments extend beyond it.
 double VICHK_CurrentAt(std::span<const IPwlEntry> curve, double v);
 
-/// Warns for each corner whose pullup cannot lift the pin above Vmeas, or whose pulldown
-/// cannot pull it below, into Rref to Vref.
+/// Warns for each corner whose high state (the pullup with both clamps) cannot lift the pin
+/// above Vmeas, or whose low state (the pulldown with both clamps) cannot pull it below, into
+/// Rref to Vref. A corner whose curves never meet the load line between the rails is skipped.
 void VICHK_DriveThrough(const IbisModel* model);
-/// Warns for each waveform corner whose first or last voltage is off the curves' operating
-/// points in its fixture by more than the tolerance.
+/// Warns for each waveform corner whose first or last voltage is off the states' operating
+/// points in its fixture by more than the tolerance; skipped like the drive-through check.
 void VICHK_AcEndpoints(const IbisModel* model);
 /// Warns for each clamp corner drawing more than 10 A at 1.5 V beyond its rail. 1 when
 /// neither clamp gave a warning.

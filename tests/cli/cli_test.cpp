@@ -239,6 +239,37 @@ TEST(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
   }
 }
 
+// The compiled file keeps only a selector's name, as a pin of no type; lib names the models
+// it offers, whether it compiled just now or found the compiled file current.
+TEST(Tool, LibShowsTheModelsASelectorOffers) {
+  tarn::test::TempDir dir;
+  std::filesystem::create_directory(dir.path() / "src");
+  dir.write("src/part.ibs",
+            "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
+            "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n"
+            "[Pin] signal_name model_name\n1 IN sel\n2 VCC POWER\n"
+            "[Model Selector] sel\nslow Slow input\nfast Fast input\n"
+            "[Model] slow\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 3p NA NA\n"
+            "[Voltage Range] 3.3 NA NA\n"
+            "[Model] fast\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n"
+            "[Voltage Range] 3.3 NA NA\n[End]\n");
+  ASSERT_EQ(run_tool("index src", dir).status, 0);
+  for (const char* run : {"compiling", "compiled file current"}) {
+    const ToolRun r = run_tool("lib --cache cache --index src/ibisindex.ibx Part", dir);
+    EXPECT_EQ(r.status, 0) << run << r.err;
+    EXPECT_NE(r.out.find("\n1      IN           sel            model selector            -"),
+              std::string::npos)
+        << run << r.out;
+    EXPECT_NE(r.out.find("\n2      VCC          POWER          no type (pwr, gnd or NC)"),
+              std::string::npos)
+        << run << r.out;
+    EXPECT_NE(r.out.find("\nmodel selector sel: slow (default), fast\n"), std::string::npos)
+        << run << r.out;
+    EXPECT_EQ(r.out.find("Checking", r.out.find("\npin ")), std::string::npos)
+        << run << ": the look-up is no check the user asked for\n" << r.out;
+  }
+}
+
 TEST(Tool, DocWritesTheListingOnlyWhenTheFileHasNoErrors) {
   tarn::test::TempDir dir;
   dir.write("part.ibs", kCompilable);

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The installed library as a calling program sees it: the example client built against the
 # installed headers and libtarn.so, once through tarn.pc and once through the CMake package,
-# then run on the example model library.
+# then run on the example model library, writing the component's listing too.
 set -euo pipefail
 build="$1"
 source="$2"
@@ -15,10 +15,12 @@ cp "$source/examples/library/tdemo2.ibs" "$source/examples/library/ibisindex.ibx
 
 check_run() {
   local out
-  out="$("$1" "$work/cache-$2" "$work/src/ibisindex.ibx" TDEMO2)"
+  out="$("$1" "$work/cache-$2" "$work/src/ibisindex.ibx" TDEMO2 "$work/listing-$2.txt")"
   grep -qx "TDEMO2 from $work/src/tdemo2.ibs, 4 pins" <<<"$out"
   grep -qx "pin 1 TXP lvds_out (output) C_pin 3e-13 Vmax 3.6" <<<"$out"
   grep -qx "pin 4 VSS GND (no type (pwr, gnd or NC))" <<<"$out"
+  grep -qx "listing written to $work/listing-$2.txt" <<<"$out"
+  grep -qx "\[Component\]     TDEMO2" "$work/listing-$2.txt"
 }
 
 export PKG_CONFIG_PATH="$(dirname "$pc")"

@@ -135,6 +135,12 @@ TEST(BoardPaths, TokensAndTheirFindings) {
        "ERROR t.ebd (line    8) - Detected an orphan 'Node' sub param\n"
        "ERROR t.ebd (line    8) - Detected the start of an orphan R/L/C section\n"},
       {"NC\n", "ERROR t.ebd (line    8) - Detected the start of an orphan 'NC'\n"},
+      // Before the first element nothing has begun: no fork opens, so nothing joins a branch.
+      {"Fork\nLen=0 R=1 /\nEndfork\nNC\nPin P1 Fork Node U1.1 Endfork\n",
+       "ERROR t.ebd (line    8) - Detected the start of an orphan 'Fork'\n"
+       "ERROR t.ebd (line    9) - Detected the start of an orphan R/L/C section\n"
+       "ERROR t.ebd (line   10) - Detected the start of an orphan 'Endfork'\n"
+       "ERROR t.ebd (line   11) - Detected the start of an orphan 'NC'\n"},
       {"Pin P1 Node\nNode U1\nNode U1234567890.PIN123456\nNode U1.a/b\n",
        "ERROR t.ebd (line    8) - No ref_designatior.pin found after Node sub param\n"
        "ERROR t.ebd (line    9) - Invalid Node specified. Missing '.'\n"

@@ -10,8 +10,8 @@
 #include <string>
 
 #include "tarn/compile.h"
+#include "tarn/documentation.h"
 #include "test_support.h"
-#include "writers/doc.h"
 
 namespace tarn::test {
 namespace {
@@ -78,7 +78,7 @@ Outputs run_all(const TempDir& dir, const std::string& tag) {
   MemStream report;
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(IBIS_CompileSourceToStream(source.c_str(), "LOC", compiled.c_str(), report.get()), 1);
-  EXPECT_EQ(DOC_DocumentSource(source.c_str(), "LOC", listing.c_str(), report.get()), 1);
+  EXPECT_EQ(IBIS_DocumentSourceToStream(source.c_str(), "LOC", listing.c_str(), report.get()), 1);
   ::testing::internal::GetCapturedStdout();
   o.report = report.text();
   o.compiled = file_text(compiled);

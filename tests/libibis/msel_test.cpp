@@ -69,9 +69,10 @@ TEST(ModelSelectorModels, Lines) {
        "ERROR t.ibs (line    2) - Model Descriptor string '" + sixty +
            "e' is too long, truncating to 60 characters.\n",
        "abcdefghijklmnopqrst", sixty},
-      // Once per repeat, and the repeat stays.
+      // Once per earlier equal entry, and the repeat stays.
       {"m a\nM b\nm c\nm d\n",
        "ERROR t.ibs (line    4) - Model 'm'. already used in this Model Selector\n"
+       "ERROR t.ibs (line    5) - Model 'm'. already used in this Model Selector\n"
        "ERROR t.ibs (line    5) - Model 'm'. already used in this Model Selector\n",
        "m", "d"},
   };

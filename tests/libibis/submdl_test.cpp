@@ -110,8 +110,10 @@ TEST(SubmodelKeywords, EachIsReadIntoTheSubmodel) {
             "Table Waveform Beginning at Line 14\n"
             "ERROR t.ibs - Require at least 2 Voltage Points for Pullup Beginning at Line 17\n"
             "ERROR t.ibs (line   21) - dV/dt_r Already Defined For Model 's'\n"
-            "ERROR t.ibs - R_fixture Not Defined For Rising Waveform Beginning on Line 22\n"
-            "ERROR t.ibs - V_fixture Not Defined For Rising Waveform Beginning on Line 22\n"
+            "ERROR t.ibs - R_fixture Not Defined For Rising Waveform Waveform Beginning on Line "
+            "22\n"
+            "ERROR t.ibs - V_fixture Not Defined For Rising Waveform Waveform Beginning on Line "
+            "22\n"
             "ERROR t.ibs - Submodel s: [Submodel Spec] V_trigger_r is required when POWER_Pulse is "
             "specified\n");
   const Submodel* s = submodel_at(r);

@@ -152,6 +152,69 @@ TEST(AcEndpoints, WaveformsSettleWhereTheCurvesDo) {
     EXPECT_EQ(model_check(driver("", c.waveform), VICHK_AcEndpoints), c.expected) << c.waveform;
 }
 
+// Both clamps terminate the pin on die, 200 ohms to each rail, so they load it in either
+// state: with 50 ohm drivers the high state into 50 ohms to 0 V settles at 1.65 V (short of
+// Vmeas) and the low one at 0.33 V; into 50 ohms to 3.3 V at 2.97 V and 1.65 V.
+TEST(VICurves, EachStateAddsBothClamps) {
+  const std::string model =
+      "[Model] m\nModel_type Output\nVmeas = 1.7\nRref = 50\nVref = 0\n"
+      "[Voltage Range] 3.3 NA NA\n"
+      "[Pulldown]\n-3.3 -66m NA NA\n6.6 132m NA NA\n"
+      "[Pullup]\n-3.3 66m NA NA\n6.6 -132m NA NA\n"
+      "[GND Clamp]\n-3.3 -16.5m NA NA\n6.6 33m NA NA\n"
+      "[POWER Clamp]\n-3.3 16.5m NA NA\n6.6 -33m NA NA\n";
+  struct Case {
+    const char* lines;
+    void (*check)(const IbisModel*);
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"[Rising Waveform]\nR_fixture = 50\nV_fixture = 0\n0 0.33 NA NA\n1n 1.65 NA NA\n",
+       VICHK_AcEndpoints, ""},
+      {"[Falling Waveform]\nR_fixture = 50\nV_fixture = 3.3\n0 2.97 NA NA\n1n 1.65 NA NA\n",
+       VICHK_AcEndpoints, ""},
+      // A waveform that ends 0.3 V from its own tables is still reported.
+      {"[Rising Waveform]\nR_fixture = 50\nV_fixture = 0\n0 0.33 NA NA\n1n 1.35 NA NA\n",
+       VICHK_AcEndpoints,
+       "WARNING t.ibs - Model 'm': TYP AC Rising Endpoints ( 0.33V,  1.35V) not within \n"
+       "          0.033V (2%) of ( 0.33V,  1.65V) on VI curves for 50 Ohms to 0V\n"},
+      {"", VICHK_DriveThrough,
+       "WARNING t.ibs - Model 'm': TYP Pullup VI curves cannot drive through Vmeas=1.7V\n"
+       "          given load Rref=50 Ohms to Vref=0V\n"},
+  };
+  for (const Case& c : cases)
+    EXPECT_EQ(model_check(model + c.lines + "[End]\n", c.check), c.expected) << c.lines;
+}
+
+// Typical (50 ohms), minimum (100 ohms) and maximum (25 ohms) on rows of their own: each
+// corner is its own curve, so into 50 ohms to 3.3 V the pulldown settles at 1.65 V, 2.2 V
+// and 1.1 V.
+TEST(VICurves, SparseColumnsAreCurvesOfTheirOwn) {
+  const std::string model =
+      "[Model] m\nModel_type Output\n[Voltage Range] 3.3 3.3 3.3\n"
+      "[Pullup]\n-3.3 66m 66m 66m\n6.6 -132m -132m -132m\n"
+      "[Pulldown]\n-3.3 NA NA -132m\n-3.25 NA -32.5m NA\n-3.2 -64m NA NA\n"
+      "6.5 130m NA NA\n6.55 NA 65.5m NA\n6.6 NA NA 264m\n"
+      "[Falling Waveform]\nR_fixture = 50\nV_fixture = 3.3\n0 3.3 3.3 3.3\n1n ";
+  EXPECT_EQ(model_check(model + "1.65 2.2 1.1\n[End]\n", VICHK_AcEndpoints), "");
+  EXPECT_EQ(model_check(model + "1.9 2.2 1.1\n[End]\n", VICHK_AcEndpoints),
+            "WARNING t.ibs - Model 'm': TYP AC Falling Endpoints ( 3.30V,  1.90V) not within \n"
+            "          0.066V (2%) of ( 3.30V,  1.65V) on VI curves for 50 Ohms to 3.3V\n");
+}
+
+// A pullup of the wrong sense meets 50 ohms to 0 V only at -3.3 V, below both rails: no
+// buffer settles there, so the curves give nothing to judge the model by.
+TEST(VICurves, NoOperatingPointOutsideTheRails) {
+  const std::string model =
+      "[Model] m\nModel_type Output\nVmeas = 1.65\nRref = 50\nVref = 0\n"
+      "[Voltage Range] 3.3 NA NA\n"
+      "[Pulldown]\n-3.3 -66m NA NA\n6.6 132m NA NA\n"
+      "[Pullup]\n-3.3 -33m NA NA\n6.6 66m NA NA\n"
+      "[Rising Waveform]\nR_fixture = 50\nV_fixture = 0\n0 0 NA NA\n1n 1.1 NA NA\n[End]\n";
+  EXPECT_EQ(model_check(model, VICHK_DriveThrough), "");
+  EXPECT_EQ(model_check(model, VICHK_AcEndpoints), "");
+}
+
 // An ECL pulldown is measured down from the supply: this one pulls the pin to ground through
 // 50 ohms, so into 100 ohms to 3.3 V it settles at 1.1 V.
 TEST(AcEndpoints, EclPulldownHangsFromTheSupply) {

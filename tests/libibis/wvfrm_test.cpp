@@ -114,18 +114,19 @@ TEST(Waveform, EndChecksNameTheKeywordLine) {
   };
   const Case cases[] = {
       {"V_fixture = 0\n" + time_rows(2),
-       "ERROR t.ibs - R_fixture Not Defined For Rising Waveform Beginning on Line 8\n"},
+       "ERROR t.ibs - R_fixture Not Defined For Rising Waveform Waveform Beginning on Line 8\n"},
       {time_rows(1),
-       "ERROR t.ibs - R_fixture Not Defined For Rising Waveform Beginning on Line 8\n"
-       "ERROR t.ibs - V_fixture Not Defined For Rising Waveform Beginning on Line 8\n"
-       "ERROR t.ibs - Require at least 2 Data Points for Rising Waveform Beginning at Line 8\n"},
+       "ERROR t.ibs - R_fixture Not Defined For Rising Waveform Waveform Beginning on Line 8\n"
+       "ERROR t.ibs - V_fixture Not Defined For Rising Waveform Waveform Beginning on Line 8\n"
+       "ERROR t.ibs - Require at least 2 Data Points for Rising Waveform Waveform Beginning at "
+       "Line 8\n"},
       {std::string(kFixture) + "0 NA 1 NA\n1n 1 2 NA\n2n 2 NA 3\n",
-       "ERROR t.ibs -\n    First Typical Value Cannot Be 'NA' for Rising Waveform Beginning at "
-       "Line 8\n"
-       "ERROR t.ibs -\n    First Maximum Value Cannot Be 'NA' for Rising Waveform Beginning at "
-       "Line 8\n"
-       "ERROR t.ibs -\n    Last Minimum Value Cannot Be 'NA' for Rising Waveform Beginning at Line "
-       "8\n"},
+       "ERROR t.ibs - First Typical Value Cannot Be 'NA' for Rising Waveform Waveform Beginning "
+       "at Line 8\n"
+       "ERROR t.ibs - First Maximum Value Cannot Be 'NA' for Rising Waveform Waveform Beginning "
+       "at Line 8\n"
+       "ERROR t.ibs - Last Minimum Value Cannot Be 'NA' for Rising Waveform Waveform Beginning at "
+       "Line 8\n"},
   };
   for (const Case& c : cases) {
     const auto r = read_waveform(c.lines);

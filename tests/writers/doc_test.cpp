@@ -16,6 +16,7 @@
 #include "libibis/src/hdr.h"
 #include "libibis/src/ibis.h"
 #include "libibis/src/rpt.h"
+#include "tarn/documentation.h"
 #include "test_support.h"
 
 namespace tarn {
@@ -452,6 +453,49 @@ C_comp                  1p              NA              NA
 [Cac]                   100p            NA              NA             
 [End]
 )"})},
+      {"a pin that names a selector: the models it offers are listed, the first the default",
+       joined({kSourceHead, kSourcePart, R"([Pin] signal_name model_name
+1 INP sel
+2 INN sel
+3 VCC POWER
+4 GND GND
+[Model Selector] sel
+fast Fast input, 1 pF
+in   Standard input
+[Model] fast
+Model_type Input
+Vinl = 0.8
+Vinh = 2
+C_comp 1p NA NA
+[Voltage Range] 3.3 NA NA
+)",
+               kSourceModel, "[End]\n"}),
+       joined({kListingHead, kListingPart,
+               R"(| ============================================================================
+|
+[Pin] signal_name    model_name
+1     INP             sel                 
+2     INN             sel                 
+3     VCC             POWER               
+4     GND             GND                 
+| ============================================================================
+|
+[Model Selector] sel
+| default: fast
+fast                 Fast input, 1 pF
+in                   Standard input
+| ============================================================================
+|
+[Model]        fast
+Model_type     Input
+Vinl =         800mV
+Vinh =         2V
+| variable              typ             min             max
+C_comp                  1p              NA              NA             
+| variable              typ             min             max
+[Voltage Range]         3.3             NA              NA             
+)",
+               kListingModel})},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
@@ -588,6 +632,30 @@ TEST(DocWriter, ReportsAFileItCannotOpen) {
             "ERROR t.ibs - Unable to open documentation file.\n"
             "ERROR t.ibs - Unable to open file \"" +
                 path + "\"\n");
+}
+
+// Without a report the findings still count: a source with an error gets no listing.
+TEST(DocWriter, SourceEntryListsOnlyASourceThatPassed) {
+  struct Case {
+    const char* what;
+    std::string source;
+    int written;
+  };
+  const Case cases[] = {
+      {"clean", joined({kSourceHead, kSourcePart, kSourcePins, kSourceModel, "[End]\n"}), 1},
+      {"pin of no model",
+       joined({kSourceHead, kSourcePart, kSourcePins, "5 OUT none\n", kSourceModel, "[End]\n"}),
+       0},
+  };
+  for (const Case& c : cases) {
+    test::TempDir dir;
+    const std::string source = dir.write("t.ibs", c.source);
+    const std::string path = (dir.path() / "doc.txt").string();
+    EXPECT_EQ(IBIS_DocumentSourceToStream(source.c_str(), "part", path.c_str(), nullptr),
+              c.written)
+        << c.what;
+    EXPECT_EQ(std::filesystem::exists(path), c.written == 1) << c.what;
+  }
 }
 
 // The header, the component list and the model list are each required, in that order.
