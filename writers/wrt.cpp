@@ -1,5 +1,6 @@
 #include "writers/wrt.h"
 
+#include <cstring>
 #include <string_view>
 
 #include "libibis/src/cmn.h"
@@ -45,5 +46,9 @@ const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component
 }
 
 void WRT_ReportUnopened(const char* path) { RPT_Error("Unable to open file \"%s\"", path); }
+
+void WRT_ReportUnwritten(const char* path, int error) {
+  RPT_Error("Unable to write file \"%s\": %s", path, std::strerror(error));
+}
 
 }  // namespace tarn
