@@ -16,7 +16,7 @@
 // The private ways of filling an object, as the tests reach them.
 struct CIbisCompInfoTest {
   static eRdIbisResult PopulateFromSource(CIbisCompInfo* info, const std::string& source) {
-    info->text_[eIbisSourceFile] = source;
+    info->data_->text[eIbisSourceFile] = source;
     return info->PopulateInfo(CIbisCompInfo::kSkipCompiled);
   }
 };
