@@ -18,6 +18,7 @@
 #include "service/source_index.h"
 #include "tarn/ibis_comp_mdls.h"
 #include "test_support.h"
+#include "writers/safe_file.h"
 
 namespace tarn::test {
 namespace {
@@ -124,10 +125,11 @@ struct Bench {
                         fs::file_time_type::clock::now() + std::chrono::seconds(age));
   }
   // One session: a request for the component and the store saved. `result` gets what a
-  // compile gave.
-  std::string session(const fs::path& cache, eRdIbisResult* result = nullptr) const {
+  // compile gave. Without `source` the session knows only the compiled files.
+  std::string session(const fs::path& cache, eRdIbisResult* result = nullptr,
+                      bool source = true) const {
     CrashLibrary lib;
-    lib.AddSrcIndex(index.c_str(), "src");
+    if (source) lib.AddSrcIndex(index.c_str(), "src");
     lib.Init(cache.string().c_str());
     ::testing::internal::CaptureStdout();
     const CIbisCompInfo* info = lib.GetIbisCompInfo("Part", result, 0);
@@ -209,7 +211,7 @@ TEST(Crash, KilledAtAnyByteOfItsWritesTheNextSessionGetsTheSourcesComponent) {
       if (end != End::kKilled) continue;
       ++tally.kills;
       const std::string got = bench.session(cache);
-      if (got != expected) ++tally.wrong;
+      tally.wrong += got != expected;
       EXPECT_EQ(got, expected) << "killed at byte " << limit << (from.empty() ? "" : " of a recompile");
       fs::remove_all(cache);
     }
@@ -217,6 +219,71 @@ TEST(Crash, KilledAtAnyByteOfItsWritesTheNextSessionGetsTheSourcesComponent) {
   EXPECT_GT(tally.kills, 100);
   std::printf("[ kills ] %d sessions killed while writing, %d components wrong after\n", tally.kills,
               tally.wrong);
+}
+
+// The step hook of the killed child: SIGKILL at one step of replacing one file.
+SafeFileStep g_kill_step = SafeFileStep::kCreated;
+std::string g_kill_file;
+int kill_at_step(SafeFileStep step, const char* target) {
+  if (step == g_kill_step && fs::path(target).filename().string().ends_with(g_kill_file))
+    raise(SIGKILL);
+  return 0;
+}
+
+// Kills at each step of replacing the compiled file and the store, in both kinds of session.
+TEST(Crash, KilledAtEachStepOfReplacingTheCompiledFileOrTheStore) {
+  Bench bench;
+  const fs::path first = bench.dir.path() / "first";
+  (void)bench.session(first);
+  bench.write_source("DQ0_EDITED", "3p 2.9p 3.1p", -30);
+  const std::string expected = bench.session(bench.dir.path() / "reference");
+
+  Tally tally;
+  int trial = 0;
+  for (const fs::path& from : {fs::path(), first}) {
+    for (const char* file : {".cbs", "compibis.ibx"}) {
+      for (const SafeFileStep step : {SafeFileStep::kCreated, SafeFileStep::kWritten,
+                                      SafeFileStep::kSynced, SafeFileStep::kRenamed}) {
+        const fs::path cache = trial_cache(bench.dir, from, ++trial);
+        const End end = child_session(bench, cache, [step, file] {
+          g_kill_step = step;
+          g_kill_file = file;
+          SFL_SetStepHook(kill_at_step);
+        });
+        ASSERT_EQ(end, End::kKilled) << file << " step " << static_cast<int>(step);
+        ++tally.kills;
+        const std::string got = bench.session(cache);
+        tally.wrong += got != expected;
+        EXPECT_EQ(got, expected) << file << " step " << static_cast<int>(step)
+                                 << (from.empty() ? "" : " of a recompile");
+      }
+    }
+  }
+  std::printf("[ kills ] %d sessions killed at a step, %d components wrong after\n", tally.kills,
+              tally.wrong);
+}
+
+// A compiled file cut short at any byte is refused, never read as a smaller component: without
+// its source it is unreadable (status 3), with it it is compiled again.
+TEST(Crash, ACompiledFileCutAtAnyByteIsRefusedAndCompiledAgain) {
+  Bench bench;
+  const fs::path cache = bench.dir.path() / "cache";
+  const std::string expected = bench.session(cache);
+  const fs::path file = cache / "ib000000.cbs";
+  std::string whole;
+  {
+    std::ifstream in(file, std::ios::binary);
+    whole.assign(std::istreambuf_iterator<char>(in), {});
+  }
+  ASSERT_GT(whole.size(), 1000u);
+  for (size_t cut = 0; cut < whole.size(); ++cut) {
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << whole.substr(0, cut);
+    ASSERT_EQ(bench.session(cache, nullptr, false), "status 3 pins 0\n") << "cut at byte " << cut;
+    if (cut % 50 != 0) continue;
+    eRdIbisResult result = eRdIbisNone;
+    EXPECT_EQ(bench.session(cache, &result), expected) << "cut at byte " << cut;
+    EXPECT_EQ(result, eRdIbisSuccess) << "cut at byte " << cut;
+  }
 }
 
 }  // namespace
