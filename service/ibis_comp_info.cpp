@@ -110,7 +110,9 @@ CIbisCompInfo& CIbisCompInfo::operator=(const CIbisCompInfo& other) {
   tarn::ApiGuard guard;
   if (this == &other) return *this;
   owner_ = other.owner_;
-  Publish(std::make_unique<Data>(*other.data_));
+  auto copy = std::make_unique<Data>(*other.data_);
+  copy->pins = std::make_shared<std::vector<PinDesc>>(*other.data_->pins);  // pins of its own
+  Publish(std::move(copy));
   compile_date_ = other.compile_date_;
   source_time_ = other.source_time_;
   status_ = other.status_;
@@ -139,7 +141,7 @@ std::time_t CIbisCompInfo::CompileDate() const {
 
 int CIbisCompInfo::GetPinCount() const {
   tarn::ApiGuard guard;
-  return static_cast<int>(data_->pins.size());
+  return static_cast<int>(data_->pins->size());
 }
 
 eIbisStatus CIbisCompInfo::GetStatus() const {
@@ -167,11 +169,17 @@ void CIbisCompInfo::SetVisited(int visited) {
   visited_ = visited;
 }
 
+CIbisCompInfo::PinDesc* CIbisCompInfo::PinAt(int pin) const {
+  std::vector<PinDesc>& pins = *data_->pins;
+  return pin >= 0 && pin < static_cast<int>(pins.size()) ? &pins[static_cast<size_t>(pin)] : nullptr;
+}
+
 void CIbisCompInfo::Publish(std::unique_ptr<Data> fresh) {
   retired_.push_back(std::move(data_));
   data_ = std::move(fresh);
 }
 
+// The pins are shared with the values set aside: only the texts are copied.
 void CIbisCompInfo::SetText(eIbisParam id, const std::string& value) {
   if (data_->text[id] == value) return;
   auto fresh = std::make_unique<Data>(*data_);
@@ -181,11 +189,12 @@ void CIbisCompInfo::SetText(eIbisParam id, const std::string& value) {
 
 void CIbisCompInfo::AddPinDesc(int count) {
   tarn::ApiGuard guard;
-  data_->pins.clear();
+  // New pins: the old ones may still be read through values kept aside.
+  data_->pins = std::make_shared<std::vector<PinDesc>>();
   try {
-    if (count > 0) data_->pins.resize(static_cast<size_t>(count));
+    if (count > 0) data_->pins->resize(static_cast<size_t>(count));
   } catch (const std::bad_alloc&) {
-    data_->pins.clear();  // nothing is thrown to the caller: no pins
+    data_->pins->clear();  // nothing is thrown to the caller: no pins
   }
 }
 
@@ -197,13 +206,13 @@ int CIbisCompInfo::SetModelParam(eIbisParam id, const char* value, int pin) {
     data_->text[slot.index] = value;
     return 1;
   }
-  if (!is_pin_kind(slot.kind) || pin < 0 || pin >= static_cast<int>(data_->pins.size())) return 0;
-  PinDesc& desc = data_->pins[static_cast<size_t>(pin)];
+  PinDesc* desc = PinAt(pin);
+  if (!is_pin_kind(slot.kind) || !desc) return 0;
   if (slot.kind == Kind::PinText) {
-    desc.text[slot.index] = value;
+    desc->text[slot.index] = value;
   } else if (slot.kind == Kind::PinList) {
-    desc.list[slot.index].emplace_back(value);
-    std::string& joined = desc.joined[slot.index];
+    desc->list[slot.index].emplace_back(value);
+    std::string& joined = desc->joined[slot.index];
     if (!joined.empty()) joined += ' ';
     joined += value;
   } else {
@@ -221,11 +230,11 @@ int CIbisCompInfo::SetModelParam(eIbisParam id, int value, int pin) {
     data_->integer_set = true;
     return 1;
   }
-  if (slot.kind != Kind::PinInt || pin < 0 || pin >= static_cast<int>(data_->pins.size())) return 0;
-  PinDesc& desc = data_->pins[static_cast<size_t>(pin)];
+  PinDesc* desc = PinAt(pin);
+  if (slot.kind != Kind::PinInt || !desc) return 0;
   const bool flag = id == eIbisDiffFlag || id == eIbisDiffPolarity;
-  desc.integer[slot.index] = flag ? (value != 0 ? 1 : 0) : value;
-  desc.integer_set[slot.index] = true;
+  desc->integer[slot.index] = flag ? (value != 0 ? 1 : 0) : value;
+  desc->integer_set[slot.index] = true;
   return 1;
 }
 
@@ -236,9 +245,8 @@ int CIbisCompInfo::SetModelParam(eIbisParam id, double value, int pin, eTypMinMa
   Triple* triple = nullptr;
   if (slot.kind == Kind::CompTriple) {
     triple = &data_->package[slot.index];
-  } else if (slot.kind == Kind::PinTriple && pin >= 0 &&
-             pin < static_cast<int>(data_->pins.size())) {
-    triple = &data_->pins[static_cast<size_t>(pin)].triple[slot.index];
+  } else if (PinDesc* desc = PinAt(pin); slot.kind == Kind::PinTriple && desc) {
+    triple = &desc->triple[slot.index];
   }
   if (!triple) return 0;
   triple->value[corner] = value;
@@ -254,14 +262,14 @@ int CIbisCompInfo::GetModelParam(eIbisParam id, const char** value, int pin) con
     *value = data_->text[slot.index].c_str();
     return 1;
   }
-  if (pin < 0 || pin >= static_cast<int>(data_->pins.size())) return 0;
-  const PinDesc& desc = data_->pins[static_cast<size_t>(pin)];
+  const PinDesc* desc = PinAt(pin);
+  if (!desc) return 0;
   if (slot.kind == Kind::PinText) {
-    *value = desc.text[slot.index].c_str();
+    *value = desc->text[slot.index].c_str();
     return 1;
   }
-  if (slot.kind != Kind::PinList || desc.list[slot.index].empty()) return 0;
-  *value = desc.joined[slot.index].c_str();
+  if (slot.kind != Kind::PinList || desc->list[slot.index].empty()) return 0;
+  *value = desc->joined[slot.index].c_str();
   return 1;
 }
 
@@ -274,10 +282,9 @@ int CIbisCompInfo::GetModelParam(eIbisParam id, int* value, int pin) const {
     *value = data_->integer;
     return 1;
   }
-  if (slot.kind != Kind::PinInt || pin < 0 || pin >= static_cast<int>(data_->pins.size())) return 0;
-  const PinDesc& desc = data_->pins[static_cast<size_t>(pin)];
-  if (!desc.integer_set[slot.index]) return 0;
-  *value = desc.integer[slot.index];
+  const PinDesc* desc = PinAt(pin);
+  if (slot.kind != Kind::PinInt || !desc || !desc->integer_set[slot.index]) return 0;
+  *value = desc->integer[slot.index];
   return 1;
 }
 
@@ -288,9 +295,8 @@ int CIbisCompInfo::GetModelParam(eIbisParam id, double* value, int pin, eTypMinM
   const Triple* triple = nullptr;
   if (slot.kind == Kind::CompTriple) {
     triple = &data_->package[slot.index];
-  } else if (slot.kind == Kind::PinTriple && pin >= 0 &&
-             pin < static_cast<int>(data_->pins.size())) {
-    triple = &data_->pins[static_cast<size_t>(pin)].triple[slot.index];
+  } else if (const PinDesc* desc = PinAt(pin); slot.kind == Kind::PinTriple && desc) {
+    triple = &desc->triple[slot.index];
   }
   if (!triple || !triple->set[corner]) return 0;
   *value = triple->value[corner];
@@ -300,17 +306,14 @@ int CIbisCompInfo::GetModelParam(eIbisParam id, double* value, int pin, eTypMinM
 int CIbisCompInfo::GetModelParamCount(eIbisParam id, int pin) const {
   tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
-  if (slot.kind != Kind::PinList || pin < 0 || pin >= static_cast<int>(data_->pins.size()))
-    return 0;
-  return static_cast<int>(data_->pins[static_cast<size_t>(pin)].list[slot.index].size());
+  const PinDesc* desc = PinAt(pin);
+  return slot.kind == Kind::PinList && desc ? static_cast<int>(desc->list[slot.index].size()) : 0;
 }
 
 int CIbisCompInfo::GetModelParamItem(eIbisParam id, int pin, int index, const char** value) const {
   tarn::ApiGuard guard;
   if (!value || index < 0 || index >= GetModelParamCount(id, pin)) return 0;
-  *value = data_->pins[static_cast<size_t>(pin)]
-               .list[slot_of(id).index][static_cast<size_t>(index)]
-               .c_str();
+  *value = PinAt(pin)->list[slot_of(id).index][static_cast<size_t>(index)].c_str();
   return 1;
 }
 
@@ -318,7 +321,7 @@ int CIbisCompInfo::FindIndex4Pin(const char* value, eIbisParam id) const {
   tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (!value) return -1;
-  const std::vector<PinDesc>& pins = data_->pins;
+  const std::vector<PinDesc>& pins = *data_->pins;
   for (size_t i = 0; i < pins.size(); ++i) {
     if (slot.kind == Kind::PinText && pins[i].text[slot.index] == value) return static_cast<int>(i);
     if (slot.kind == Kind::PinList) {
@@ -333,7 +336,7 @@ int CIbisCompInfo::FindIndex4Pin(int value, eIbisParam id) const {
   tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (slot.kind != Kind::PinInt) return -1;
-  const std::vector<PinDesc>& pins = data_->pins;
+  const std::vector<PinDesc>& pins = *data_->pins;
   for (size_t i = 0; i < pins.size(); ++i) {
     if (pins[i].integer_set[slot.index] && pins[i].integer[slot.index] == value)
       return static_cast<int>(i);

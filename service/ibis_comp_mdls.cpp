@@ -311,6 +311,17 @@ CIbisCompInfo* CIbisCompMdls::GetIbisCompInfo(const char* name, eRdIbisResult* r
     found = components_.emplace(key, std::move(info)).first;
   }
   CIbisCompInfo* info = found->second.get();
+  // Found again first, after SetSearchPaths, so that a current component is checked against it.
+  if (!*info->SourceFile()) {
+    const char* dir = nullptr;
+    const char* file = nullptr;
+    const char* label = nullptr;
+    if (FindSrcForIbisModel(name, &dir, &file, &label, nullptr)) {
+      info->SetText(eIbisSourceFile, tarn::lib_join(dir, file));
+      info->label_ = label;
+      info->directory_ = dir;
+    }
+  }
   bool ask = info->status_ == eIbisOutOfDate || info->status_ == eIbisOutOfDateKept;
   if (info->status_ == eIbisCurrent) {
     // Any change of the source's time, to later or to earlier, makes the information old.
@@ -330,16 +341,6 @@ CIbisCompInfo* CIbisCompMdls::GetIbisCompInfo(const char* name, eRdIbisResult* r
       return info;
     }
     info->status_ = eIbisOutOfDate;
-  }
-  if (!*info->SourceFile()) {
-    const char* dir = nullptr;
-    const char* file = nullptr;
-    const char* label = nullptr;
-    if (FindSrcForIbisModel(name, &dir, &file, &label, nullptr)) {
-      info->SetText(eIbisSourceFile, tarn::lib_join(dir, file));
-      info->label_ = label;
-      info->directory_ = dir;
-    }
   }
   if (no_populate) return info;
   const eRdIbisResult populated = info->PopulateInfo(CIbisCompInfo::kPopulate);

@@ -103,13 +103,14 @@ class TARN_API CIbisCompInfo {
     std::array<bool, kPinInts> integer_set{};
     std::array<Triple, kPinTriples> triple;
   };
-  // What one fill gives: the texts and values of the component and its pins.
+  // What one fill gives: the texts and values of the component and its pins. The pins are
+  // shared with the copies a change of a text makes.
   struct Data {
     std::array<std::string, 5> text;  // ids 0 to 4; id 3 is unused as a text
     int integer = 0;                  // id 3
     bool integer_set = false;
     std::array<Triple, 3> package;  // ids 5 to 7
-    std::vector<PinDesc> pins;
+    std::shared_ptr<std::vector<PinDesc>> pins = std::make_shared<std::vector<PinDesc>>();
   };
 
   /// Fills the object: reads the compiled file, compiling the source first when needed.
@@ -123,6 +124,8 @@ class TARN_API CIbisCompInfo {
   /// stays in use (status 6); else `failed` is the status.
   void KeepOlderCompiled(const std::string& path, eIbisStatus failed);
   int ListModel(std::ostream& out, const char* model, eTypMinMax corner, bool outline) const;
+  /// The current values of pin `pin`, or null for an index outside the pins.
+  PinDesc* PinAt(int pin) const;
   /// Makes `fresh` the current values; the current ones are kept aside for readers.
   void Publish(std::unique_ptr<Data> fresh);
   /// Sets one component text as the library does it: on a copy of the values, published.
