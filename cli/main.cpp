@@ -12,8 +12,8 @@
 
 #include "service/source_index.h"
 #include "tarn/compile.h"
-#include "tarn/navig_prs.h"
 #include "tarn/ibis_comp_mdls.h"
+#include "tarn/navig_prs.h"
 #include "tarn/reader.h"
 #include "tarn/tarn.h"
 #include "writers/doc.h"

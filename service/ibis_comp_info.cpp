@@ -171,7 +171,8 @@ void CIbisCompInfo::SetVisited(int visited) {
 
 CIbisCompInfo::PinDesc* CIbisCompInfo::PinAt(int pin) const {
   std::vector<PinDesc>& pins = *data_->pins;
-  return pin >= 0 && pin < static_cast<int>(pins.size()) ? &pins[static_cast<size_t>(pin)] : nullptr;
+  return pin >= 0 && pin < static_cast<int>(pins.size()) ? &pins[static_cast<size_t>(pin)]
+                                                         : nullptr;
 }
 
 void CIbisCompInfo::Publish(std::unique_ptr<Data> fresh) {

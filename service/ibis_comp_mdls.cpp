@@ -447,10 +447,11 @@ const char* CIbisCompMdls::FindCompiledForIbisModel(const char* name) {
   if (!store_last_) return nullptr;
   // Compiled files are written where the store says: only into its own folder.
   if (!tarn::lib_is_plain_name(store_last_->disk)) {
-    MessageBox(("The compiled model index \"" + store_->file() + "\" names \"" + store_last_->disk +
-                "\" for component \"" + name + "\", which is not a file of its folder; it is not used")
-                   .c_str(),
-               kIconWarning);
+    MessageBox(
+        ("The compiled model index \"" + store_->file() + "\" names \"" + store_last_->disk +
+         "\" for component \"" + name + "\", which is not a file of its folder; it is not used")
+            .c_str(),
+        kIconWarning);
     store_last_ = nullptr;
     return nullptr;
   }

@@ -187,7 +187,8 @@ void CIbisCompPrs::Error(int line, int expected, int got, char* keyword, char* t
 bool CIbisCompPrs::Refuse(const char* keyword, const std::string& token) {
   std::string word(keyword);
   std::string text(token);
-  if (target_->owner_) target_->owner_->Error(0, kTokWord, kErrActionFailed, word.data(), text.data());
+  if (target_->owner_)
+    target_->owner_->Error(0, kTokWord, kErrActionFailed, word.data(), text.data());
   return false;
 }
 

@@ -55,6 +55,6 @@ class CIbisCompPrs : public CNavigPrs {
   bool component_seen_ = false;
   int declared_pins_ = -1;
   std::vector<ModelBlock> models_;
-  int copy_ = -1;       // the copy being read: 0 min, 1 max, 2 typ; -1 before the first
+  int copy_ = -1;        // the copy being read: 0 min, 1 max, 2 typ; -1 before the first
   int line_offset_ = 0;  // lines before the first Model, for the model pass's line numbers
 };

@@ -119,7 +119,9 @@ TEST(Tool, ARefusedVersionIsExplainedInOneLine) {
   tarn::test::TempDir dir;
   std::filesystem::create_directory(dir.path() / "folder.ibs");
   dir.write("empty.ibs", "");
-  dir.write("binary.ibs", std::string("\x7f" "ELF\x02\x01\x00\x00\n\xff\xfe", 12));
+  dir.write("binary.ibs", std::string("\x7f"
+                                      "ELF\x02\x01\x00\x00\n\xff\xfe",
+                                      12));
   dir.write("later.ibs", "| a comment\n[IBIS Ver]   4.1  | the newer rules\n[Component] X\n");
   dir.write("headless.ibs", "[Component] X\n[IBIS Ver] 3.2\n");
   struct Case {

@@ -212,13 +212,14 @@ TEST(Crash, KilledAtAnyByteOfItsWritesTheNextSessionGetsTheSourcesComponent) {
       ++tally.kills;
       const std::string got = bench.session(cache);
       tally.wrong += got != expected;
-      EXPECT_EQ(got, expected) << "killed at byte " << limit << (from.empty() ? "" : " of a recompile");
+      EXPECT_EQ(got, expected) << "killed at byte " << limit
+                               << (from.empty() ? "" : " of a recompile");
       fs::remove_all(cache);
     }
   }
   EXPECT_GT(tally.kills, 100);
-  std::printf("[ kills ] %d sessions killed while writing, %d components wrong after\n", tally.kills,
-              tally.wrong);
+  std::printf("[ kills ] %d sessions killed while writing, %d components wrong after\n",
+              tally.kills, tally.wrong);
 }
 
 // The step hook of the killed child: SIGKILL at one step of replacing one file.

@@ -150,7 +150,8 @@ ChildRun in_child(Session session) {
   for (ssize_t n; (n = read(pipe_fds[0], buffer, sizeof buffer)) > 0;) run.said.append(buffer, n);
   close(pipe_fds[0]);
   int status = 0;
-  if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status)) run.code = WEXITSTATUS(status);
+  if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status))
+    run.code = WEXITSTATUS(status);
   return run;
 }
 
@@ -299,8 +300,9 @@ std::string wide_source() {
       "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n";
   for (int pin = 1; pin <= 60; ++pin)
     text += std::to_string(pin) + " DQ" + std::to_string(pin) + " buf\n";
-  return text + "[Model] buf\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n"
-                "[Voltage Range] 3.3 3.0 3.6\n[End]\n";
+  return text +
+         "[Model] buf\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n"
+         "[Voltage Range] 3.3 3.0 3.6\n[End]\n";
 }
 
 // A disk that fills while the compiled file is written (a file size limit, with its signal
@@ -325,9 +327,11 @@ TEST(Faults, AFullDiskFailsTheCompileAndKeepsAnOlderFile) {
   const ChildRun first = in_child(full_disk_session);
   EXPECT_EQ(first.code, eRdIbisFailed * 10 + eIbisSourceErrors);
   EXPECT_EQ(file_text(l.cache / "tarn_rdr.txt"),
-            "\n  Compiling IBIS model for component Wide from file " + (l.src / "wide.ibs").string() +
+            "\n  Compiling IBIS model for component Wide from file " +
+                (l.src / "wide.ibs").string() +
                 "\n    ERROR  - Unable to close output file.\n"
-                "    ERROR  - Unable to write file \"" + (l.cache / "ib000000.cbs").string() +
+                "    ERROR  - Unable to write file \"" +
+                (l.cache / "ib000000.cbs").string() +
                 "\": File too large\n"
                 "  IBIS Compilation Failed due to  2 Errors\n");
   EXPECT_FALSE(fs::exists(l.cache / "ib000000.cbs"));
@@ -354,9 +358,10 @@ TEST(Faults, AReadOnlyCacheKeepsTheOlderFileInUseAndSaysWhy) {
   l.lib.Fini(1);
   l.lib.ReleaseLogFD();
   l.touch("part.ibs");
-  fs::permissions(l.cache / "tarn_rdr.txt", fs::perms::owner_read | fs::perms::group_read |
-                                                fs::perms::others_read);
-  fs::permissions(l.cache, fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+  fs::permissions(l.cache / "tarn_rdr.txt",
+                  fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+  fs::permissions(l.cache,
+                  fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
                   fs::perm_options::remove);
   const ChildRun run = in_child([&l](int fd) {
     become_unprivileged();
@@ -381,7 +386,9 @@ TEST(Faults, ADamagedStoreIsSetAsideAndItsFilesKept) {
     const char* what;
     const char* store;
   };
-  for (const Case c : {Case{"garbage", "\x7f" "ELF\x02\x01\x01\n\x01\x02\x03"},
+  for (const Case c : {Case{"garbage",
+                            "\x7f"
+                            "ELF\x02\x01\x01\n\x01\x02\x03"},
                        Case{"a bad counter line",
                             "***** This is an automatically generated file, do not edit! *****\n"
                             "-1\nOther\nib000000.cbs\n\n0\n"}}) {
@@ -393,9 +400,10 @@ TEST(Faults, ADamagedStoreIsSetAsideAndItsFilesKept) {
       TestLibrary lib;
       lib.AddSrcIndex(l.index.c_str(), "src");
       lib.Init(l.cache.string().c_str());
-      EXPECT_EQ(lib.messages, std::vector<std::string>{"The compiled model index \"" + store +
-                                                       "\" could not be read; it was kept as \"" +
-                                                       store + aside + "\" and a new index started"})
+      EXPECT_EQ(lib.messages,
+                std::vector<std::string>{"The compiled model index \"" + store +
+                                         "\" could not be read; it was kept as \"" + store + aside +
+                                         "\" and a new index started"})
           << c.what;
       EXPECT_EQ(file_text(store + aside), c.store) << c.what;
       ::testing::internal::CaptureStdout();
@@ -421,8 +429,9 @@ TEST(Faults, ADamagedStoreIsSetAsideAndItsFilesKept) {
     lib.Init(l.cache.string().c_str());
     return 0;
   });
-  EXPECT_EQ(run.said, "The compiled model index \"" + store + "\" could not be read; it was kept as \"" +
-                          store + ".bad\" and a new index started");
+  EXPECT_EQ(run.said, "The compiled model index \"" + store +
+                          "\" could not be read; it was kept as \"" + store +
+                          ".bad\" and a new index started");
   EXPECT_TRUE(fs::exists(store + ".bad"));
 }
 
@@ -432,7 +441,8 @@ TEST(Faults, StoreEntriesNameOnlyFilesOfTheCacheFolder) {
     std::ofstream(l.dir.path() / "victim.txt") << "victim\n";
     const std::string store = (l.cache / "compibis.ibx").string();
     std::ofstream(store) << "***** This is an automatically generated file, do not edit! *****\n"
-                            "5\npart\n" << name << "\n\n0\n";
+                            "5\npart\n"
+                         << name << "\n\n0\n";
     TestLibrary lib;
     lib.AddSrcIndex(l.index.c_str(), "src");
     lib.Init(l.cache.string().c_str());
@@ -511,10 +521,10 @@ TEST(Library, SourceIndexesLookupsAndWalk) {
   lib.AddSrcIndex(garbage.c_str(), "garbage");
   lib.AddSrcIndex(l.index.c_str(), "src");
   lib.Init(l.cache.string().c_str());
-  EXPECT_EQ(lib.messages,
-            (std::vector<std::string>{
-                "Warning: IBIS index file \"" + missing + "\" could not be opened.",
-                "Warning: IBIS index file \"" + garbage + "\" is unreadable: it is not an index file."}));
+  EXPECT_EQ(lib.messages, (std::vector<std::string>{
+                              "Warning: IBIS index file \"" + missing + "\" could not be opened.",
+                              "Warning: IBIS index file \"" + garbage +
+                                  "\" is unreadable: it is not an index file."}));
 
   const char* dir = nullptr;
   const char* file = nullptr;

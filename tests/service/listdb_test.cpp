@@ -202,7 +202,8 @@ TEST_F(ListDbTest, FailedSaveLeavesPreviousFileWhole) {
   const std::string before = Read(file);
   ASSERT_TRUE(db->Add("Two", nullopt, nullopt, 0));
 
-  SFL_SetStepHook([](SafeFileStep step, const char*) { return step == SafeFileStep::kWritten ? ENOSPC : 0; });
+  SFL_SetStepHook(
+      [](SafeFileStep step, const char*) { return step == SafeFileStep::kWritten ? ENOSPC : 0; });
   EXPECT_FALSE(db->Save()) << "a full disk";
   SFL_SetStepHook(nullptr);
   EXPECT_EQ(Read(file), before);

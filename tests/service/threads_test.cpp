@@ -41,7 +41,8 @@ R_pkg 0.1 NA NA
 L_pkg 1n NA NA
 C_pkg 1p NA NA
 [Pin] signal_name model_name
-1 )") + signal + R"( in
+1 )") + signal +
+         R"( in
 2 VCC POWER
 3 GND GND
 4 VCC2 POWER

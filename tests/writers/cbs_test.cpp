@@ -676,9 +676,8 @@ TEST(CompiledFile, AFullDiskKeepsTheOlderFileAndSaysWhy) {
   TempDir dir;
   ScopedCwd cwd(dir.path());
   dir.write("out.cbs", "older\n");
-  SFL_SetStepHook([](SafeFileStep step, const char*) {
-    return step == SafeFileStep::kWritten ? ENOSPC : 0;
-  });
+  SFL_SetStepHook(
+      [](SafeFileStep step, const char*) { return step == SafeFileStep::kWritten ? ENOSPC : 0; });
   MemStream report;
   RPT_SetStream(report.get());
   EXPECT_EQ(CBS_CompileComponent(read.document.get(), "out.cbs", "First"), 0);

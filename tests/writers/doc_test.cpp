@@ -594,9 +594,8 @@ TEST(DocWriter, ReportsAFileItCannotOpenOrComplete) {
   // A disk that fills before the listing is complete: the earlier listing stays whole.
   test::ScopedCwd cwd(dir.path());
   dir.write("doc.txt", "earlier listing\n");
-  SFL_SetStepHook([](SafeFileStep step, const char*) {
-    return step == SafeFileStep::kWritten ? ENOSPC : 0;
-  });
+  SFL_SetStepHook(
+      [](SafeFileStep step, const char*) { return step == SafeFileStep::kWritten ? ENOSPC : 0; });
   test::MemStream full;
   RPT_SetStream(full.get());
   EXPECT_FALSE(DOC_WriteComponent(document.get(), "doc.txt", "Part"));
