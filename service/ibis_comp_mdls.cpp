@@ -200,7 +200,8 @@ int CIbisCompMdls::ClearIBISLog() {
   std::error_code ec;
   if (std::filesystem::exists(log_path_, ec))
     std::filesystem::rename(log_path_, tarn::lib_join(store_dir_, kLogBackup), ec);
-  std::FILE* log = std::fopen(log_path_.c_str(), "w");
+  // A log that could not become the backup is not wiped either.
+  std::FILE* log = ec ? nullptr : std::fopen(log_path_.c_str(), "w");
   if (log) {
     std::fputs("\t\tIBIS COMPILER REPORT\n\n", log);
     std::fclose(log);

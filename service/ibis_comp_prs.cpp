@@ -167,7 +167,10 @@ int store_triple(CIbisCompInfo* target, int tag, const arg_val* args, int pin) {
 }  // namespace
 
 int CIbisCompPrs::ParseStream(std::ifstream& s) {
-  if (!ends_with_line_feed(s)) return Refuse("", "no line feed at the end") ? 1 : 0;
+  if (!ends_with_line_feed(s)) {
+    (void)Refuse("", "no line feed at the end");
+    return 0;
+  }
   m_stream = &s;
   m_end = 0;
   ut_parse_clear_buffer();
@@ -245,15 +248,15 @@ bool CIbisCompPrs::HoldsWhatItDeclares() {
     const char* name = "";
     (void)target_->GetModelParam(eIbisModelType, &type, pin);
     (void)target_->GetModelParam(eIbisModelName, &name, pin);
-    if (type != MT_NO_TYPE && std::none_of(models_.begin(), models_.end(),
+    if (type > MT_NO_TYPE && std::none_of(models_.begin(), models_.end(),
                                            [&](const ModelBlock& m) { return m.name == name; }))
       return Refuse("Model", name);
   }
   return true;
 }
 
-// A record of a pin that comes before the first Pin, or past the pin count, is dropped by the
-// setters' range check, as is a value of the wrong kind.
+// A record of a pin that comes before the first Pin is dropped by the setters' range check, as
+// is a value of the wrong kind; pins past the count are stored nowhere and refuse the file.
 int CIbisCompPrs::switch_func(int action, arg_val* args, int tag, int line, int count) {
   const eIbisParam id = static_cast<eIbisParam>(tag);
   switch (action) {

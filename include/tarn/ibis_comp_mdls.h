@@ -61,7 +61,9 @@ class TARN_API CIbisCompMdls {
   virtual int CloseIBISLog();
   /// Keeps the current log as "tarn_rdr.bak" and starts a new one with its heading. There is
   /// one backup: an existing "tarn_rdr.bak" is replaced by the current log, so after two clears
-  /// it holds the log between them. Without a current log the backup is left as it is.
+  /// it holds the log between them. Without a current log the backup is left as it is; a log
+  /// that cannot be renamed is left as it is too, and the message box says the new one could
+  /// not be started.
   virtual int ClearIBISLog();
   /// Told that the log changed; does nothing here.
   virtual void RefreshLogDisplay();

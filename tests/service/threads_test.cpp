@@ -113,9 +113,11 @@ TEST(Threads, ReadersKeepTheirAnswersWhileTheComponentIsCompiledAgain) {
   constexpr int kEdits = 20;
   for (int edit = 1; edit <= kEdits; ++edit) {
     const int compiled = lib.compiles.load();
-    std::ofstream(src / "pm.ibs") << source(edit % 2 ? "DQX" : "DQ");
-    fs::last_write_time(src / "pm.ibs",
+    // Written aside and renamed, so no compile reads half a source.
+    std::ofstream(src / "pm.new") << source(edit % 2 ? "DQX" : "DQ");
+    fs::last_write_time(src / "pm.new",
                         fs::file_time_type::clock::now() + std::chrono::seconds(edit));
+    fs::rename(src / "pm.new", src / "pm.ibs");
     if (edit % 5 == 0) lib.SetSearchPaths(0);
     for (int wait = 0; wait < 1000 && lib.compiles.load() == compiled; ++wait)
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
