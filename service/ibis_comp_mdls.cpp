@@ -1,6 +1,5 @@
 #include "tarn/ibis_comp_mdls.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>

@@ -1,7 +1,9 @@
 #include "service/ibis_comp_prs.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "tarn/ibis_comp_mdls.h"
 
@@ -95,8 +97,9 @@ key_lookup g_compiled_table[] = {
     {nullptr, 0, 0, nullptr, 0},
 };
 
-// The model blocks: each copy's values and tables (rows of number pairs up to the next record).
-constexpr const char* kTableRows = "?*f";
+// The model blocks: each copy's values and tables, a table's rows (two numbers a line) following
+// its keyword line up to the next record.
+constexpr const char* kTableRows = "";
 key_lookup g_model_table[] = {
     row("Model", 0, "t", kModel),
     row("Type", 0, "t", kType),
@@ -139,6 +142,8 @@ key_lookup g_model_table[] = {
 };
 
 constexpr int kFailed = -1;
+// The shortest pin record: Pin "" "" "" 0 0 and its line feed.
+constexpr uintmax_t kShortestPinRecord = 19;
 constexpr int kTypCopy = 2;
 constexpr const char* kCopyNames[] = {"Min_Model", "Max_Model", "Typ_Model"};
 
@@ -155,8 +160,39 @@ bool ends_with_line_feed(std::ifstream& s) {
   s.seekg(0);
   return ends;
 }
-// The shortest pin record: Pin "" "" "" 0 0 and its line feed.
-constexpr uintmax_t kShortestPinRecord = 19;
+
+constexpr bool is_blank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+constexpr bool starts_number(std::string_view token) {
+  return !token.empty() && ((token[0] >= '0' && token[0] <= '9') || token[0] == '+' ||
+                            token[0] == '-' || token[0] == '.');
+}
+
+// The next blank-separated token of `line` from `*pos`; empty at the line's end.
+std::string_view next_token(std::string_view line, size_t* pos) {
+  while (*pos < line.size() && is_blank(line[*pos])) ++*pos;
+  const size_t start = *pos;
+  while (*pos < line.size() && !is_blank(line[*pos])) ++*pos;
+  return line.substr(start, *pos - start);
+}
+
+// The quoted text at `*pos` with its doubled quotes undone; none when there is no whole one.
+std::optional<std::string> next_text(std::string_view line, size_t* pos) {
+  while (*pos < line.size() && is_blank(line[*pos])) ++*pos;
+  if (*pos == line.size() || line[*pos] != '"') return std::nullopt;
+  std::string text;
+  for (++*pos; *pos < line.size(); ++*pos) {
+    if (line[*pos] != '"') {
+      text += line[*pos];
+    } else if (*pos + 1 < line.size() && line[*pos + 1] == '"') {
+      text += '"';
+      ++*pos;
+    } else {
+      ++*pos;
+      return text;
+    }
+  }
+  return std::nullopt;
+}
 
 int store_triple(CIbisCompInfo* target, int tag, const arg_val* args, int pin) {
   for (const eTypMinMax corner : {eTyp, eMin, eMax})
@@ -166,19 +202,86 @@ int store_triple(CIbisCompInfo* target, int tag, const arg_val* args, int pin) {
 
 }  // namespace
 
+// In chunks: a compiled file of a large component runs to megabytes, and a read per character
+// through the stream's sentry would cost more than the parsing.
+bool CIbisCompPrs::Refill() {
+  if (!m_stream) return false;
+  chunk_.resize(kChunk);
+  m_stream->read(chunk_.data(), static_cast<std::streamsize>(chunk_.size()));
+  chunk_.resize(static_cast<size_t>(m_stream->gcount()));
+  next_ = 0;
+  return !chunk_.empty();
+}
+
+int CIbisCompPrs::ut_getc() {
+  if (next_ == chunk_.size() && !Refill()) return -1;
+  return static_cast<unsigned char>(chunk_[next_++]);
+}
+
 int CIbisCompPrs::ParseStream(std::ifstream& s) {
   if (!ends_with_line_feed(s)) {
-    (void)Refuse("", "no line feed at the end");
+    (void)Refuse(0, "", "no line feed at the end");
     return 0;
   }
   m_stream = &s;
   m_end = 0;
+  chunk_.clear();
+  next_ = 0;
   ut_parse_clear_buffer();
   pin_ = -1;
   if (ut_parse(g_compiled_table, 1) != 0) return 0;
-  // Past the first Model the model pass goes on from where the stop left the stream.
-  if (!models_.empty() && ut_parse(g_model_table, 1) != 0) return 0;
+  // Past the first Model the model blocks go on from where the stop left the stream.
+  if (!models_.empty() && !CheckModelBlocks(line_offset_ + 1)) return 0;
   return HoldsWhatItDeclares() ? 1 : 0;
+}
+
+// The rest of the stream, line by line as the chunks come.
+bool CIbisCompPrs::CheckModelBlocks(int line) {
+  bool in_table = false;
+  std::string partial;  // a line that runs over the end of a chunk
+  while (next_ < chunk_.size() || Refill()) {
+    const std::string_view data(chunk_.data() + next_, chunk_.size() - next_);
+    const size_t end = data.find('\n');
+    if (end == std::string_view::npos) {
+      partial.append(data);
+      next_ = chunk_.size();
+      continue;
+    }
+    next_ += end + 1;
+    std::string_view record = data.substr(0, end);
+    if (!partial.empty()) record = partial.append(record);
+    if (!CheckModelLine(record, line++, &in_table)) return false;
+    partial.clear();
+  }
+  return partial.empty() || CheckModelLine(partial, line, &in_table);
+}
+
+// The model blocks are checked line by line against the model table, not tokenised: those of a
+// large component run to megabytes of table rows, which need counting, not converting. A row
+// is two numbers; a record is its keyword and what its template asks (a quoted text, a number,
+// nothing), and "dv_r 2 dt_r 1e-09" is two records on one line.
+bool CIbisCompPrs::CheckModelLine(std::string_view record, int line, bool* in_table) {
+  size_t pos = 0;
+  std::string_view word = next_token(record, &pos);
+  if (starts_number(word)) {
+    const bool row = *in_table && starts_number(next_token(record, &pos));
+    return (row && next_token(record, &pos).empty()) || Refuse(line, "row", std::string(record));
+  }
+  for (; !word.empty() && word[0] != '|'; word = next_token(record, &pos)) {
+    const std::string keyword(word);
+    const key_lookup* row = parse_lookup(g_model_table, keyword.c_str());
+    if (!row) return Refuse(line, keyword.c_str(), "unknown");
+    std::optional<std::string> name;
+    const std::string_view tmpl = row->tmpl;
+    if (tmpl == "t") name = next_text(record, &pos);
+    const bool complete = tmpl == "t"   ? name.has_value()
+                          : tmpl == "f" ? starts_number(next_token(record, &pos))
+                                        : true;
+    *in_table = row->action == kCopyTable;
+    if (!complete || ModelRecord(row->action, name ? name->c_str() : row->keyword, row->tag) != 0)
+      return Refuse(line, row->keyword, std::string(record));
+  }
+  return true;
 }
 
 // The model pass counts its lines from the first Model's.
@@ -187,11 +290,11 @@ void CIbisCompPrs::Error(int line, int expected, int got, char* keyword, char* t
 }
 
 // What the file lacks as a whole is told with line 0, the end of the file.
-bool CIbisCompPrs::Refuse(const char* keyword, const std::string& token) {
+bool CIbisCompPrs::Refuse(int line, const char* keyword, const std::string& token) {
   std::string word(keyword);
   std::string text(token);
   if (target_->owner_)
-    target_->owner_->Error(0, kTokWord, kErrActionFailed, word.data(), text.data());
+    target_->owner_->Error(line, kTokWord, kErrActionFailed, word.data(), text.data());
   return false;
 }
 
@@ -204,7 +307,7 @@ int CIbisCompPrs::StartModel(const char* name) {
 
 // A model block reads Model, Type, then its copies in the order min, max, typ, each a run of
 // values and tables.
-int CIbisCompPrs::ModelRecord(int action, const char* keyword, int tag, int count) {
+int CIbisCompPrs::ModelRecord(int action, const char* keyword, int tag) {
   if (action == kModel) return StartModel(keyword);
   if (models_.empty()) return kFailed;
   ModelBlock& model = models_.back();
@@ -220,8 +323,7 @@ int CIbisCompPrs::ModelRecord(int action, const char* keyword, int tag, int coun
     model.copies[static_cast<size_t>(tag)].emplace();
     return 0;
   }
-  // Table rows come in pairs of numbers.
-  if (copy_ < 0 || (action == kCopyTable && (count - 1) % 2 != 0)) return kFailed;
+  if (copy_ < 0) return kFailed;
   std::string& records = *model.copies[static_cast<size_t>(copy_)];
   records += keyword;
   records += ' ';
@@ -229,17 +331,17 @@ int CIbisCompPrs::ModelRecord(int action, const char* keyword, int tag, int coun
 }
 
 bool CIbisCompPrs::HoldsWhatItDeclares() {
-  if (!revision_seen_) return Refuse("File_Rev", "missing");
-  if (!component_seen_) return Refuse("Component", "missing");
-  if (declared_pins_ < 0) return Refuse("Num_Pins", "missing");
-  if (pin_ + 1 != declared_pins_) return Refuse("Num_Pins", std::to_string(pin_ + 1) + " pins");
+  if (!revision_seen_) return Refuse(0, "File_Rev", "missing");
+  if (!component_seen_) return Refuse(0, "Component", "missing");
+  if (declared_pins_ < 0) return Refuse(0, "Num_Pins", "missing");
+  if (pin_ + 1 != declared_pins_) return Refuse(0, "Num_Pins", std::to_string(pin_ + 1) + " pins");
   for (const ModelBlock& model : models_) {
     const std::optional<std::string>& typ = model.copies[kTypCopy];
-    if (!typ) return Refuse("Typ_Model", model.name);
+    if (!typ) return Refuse(0, "Typ_Model", model.name);
     // A corner's copy carries the same records as the typ copy, only other values.
     for (int corner = 0; corner < kTypCopy; ++corner) {
       const std::optional<std::string>& copy = model.copies[static_cast<size_t>(corner)];
-      if (copy && *copy != *typ) return Refuse(kCopyNames[corner], model.name);
+      if (copy && *copy != *typ) return Refuse(0, kCopyNames[corner], model.name);
     }
   }
   // A pin with a model type has its model in the file; type 1 (no type) may name a supply.
@@ -250,7 +352,7 @@ bool CIbisCompPrs::HoldsWhatItDeclares() {
     (void)target_->GetModelParam(eIbisModelName, &name, pin);
     if (type > MT_NO_TYPE && std::none_of(models_.begin(), models_.end(),
                                            [&](const ModelBlock& m) { return m.name == name; }))
-      return Refuse("Model", name);
+      return Refuse(0, "Model", name);
   }
   return true;
 }
@@ -315,13 +417,6 @@ int CIbisCompPrs::switch_func(int action, arg_val* args, int tag, int line, int 
       ut_parse_stop();
       line_offset_ = line - 1;
       return StartModel(args[1].s);
-    case kModel:
-      return ModelRecord(action, args[1].s, tag, count);
-    case kType:
-    case kCopy:
-    case kCopyValue:
-    case kCopyTable:
-      return ModelRecord(action, args[0].s, tag, count);
     default:
       return CNavigPrs::switch_func(action, args, tag, 0, count);
   }
@@ -331,6 +426,8 @@ int CIbisCompPrs::ListModel(std::ifstream& s, std::ostream& out, const char* mod
                             eTypMinMax corner, bool outline) {
   m_stream = &s;
   m_end = 0;
+  chunk_.clear();
+  next_ = 0;
   ut_parse_clear_buffer();
   const char* const model_word[] = {"Model"};
   std::string type;

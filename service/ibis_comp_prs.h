@@ -8,6 +8,7 @@
 #include <optional>
 #include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "tarn/ibis_comp_info.h"
@@ -24,6 +25,7 @@ class CIbisCompPrs : public CNavigPrs {
   /// each model's Type and copies, the min and max copies with the typ copy's records. A file
   /// cut short anywhere but at a line end is refused by its last line. 1 when accepted.
   int ParseStream(std::ifstream& s) override;
+  int ut_getc() override;
   /// Passes the problem on to the manager that owns the component.
   void Error(int line, int expected, int got, char* keyword, char* token) override;
   int switch_func(int action, arg_val* args, int tag, int line, int count) override;
@@ -43,12 +45,19 @@ class CIbisCompPrs : public CNavigPrs {
   };
 
   int StartModel(const char* name);
-  int ModelRecord(int action, const char* keyword, int tag, int count);
+  int ModelRecord(int action, const char* keyword, int tag);
+  bool Refill();
+  bool CheckModelBlocks(int line);
+  bool CheckModelLine(std::string_view record, int line, bool* in_table);
   bool HoldsWhatItDeclares();
-  bool Refuse(const char* keyword, const std::string& token);
+  bool Refuse(int line, const char* keyword, const std::string& token);
+
+  static constexpr size_t kChunk = 64 * 1024;
 
   CIbisCompInfo* target_;
   uintmax_t file_size_;
+  std::vector<char> chunk_;  // read ahead of the parser
+  size_t next_ = 0;
   int pin_ = -1;
   int series_count_ = 0;
   bool revision_seen_ = false;

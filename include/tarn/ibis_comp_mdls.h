@@ -44,7 +44,10 @@ class TARN_API CIbisCompMdls {
   /// Init(dir), then keeps `context` (a ".lmc" or ".prj" path) for every reading.
   virtual int Init(const char* dir, const char* context);
   /// Makes `dir` the compiled-files directory (created when missing) and opens its compiled
-  /// store "compibis.ibx"; the reader log becomes "tarn_rdr.txt" there. 0 when `dir` is null.
+  /// store "compibis.ibx"; the reader log becomes "tarn_rdr.txt" there. A store that is there
+  /// but does not load is kept aside as "compibis.ibx.bad" (".bad1" and on when that exists),
+  /// said through MessageBox, and a new one started whose names skip the files already there.
+  /// 0 when `dir` is null.
   virtual int Init(const char* dir);
   /// Saves the compiled store when it changed and `save` is set, then frees it.
   virtual int Fini(int save);
