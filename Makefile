@@ -8,7 +8,7 @@ BIN = build/bin/tarn
 FUZZ_SECONDS ?= 60
 FUZZ_SEED ?= 1
 
-.PHONY: all build run test bench asan fuzz clean
+.PHONY: all build run test bench asan tsan fuzz clean
 
 all: build
 
@@ -45,6 +45,12 @@ asan:
 	cmake --build --preset asan -j $(JOBS)
 	ctest --preset asan -j $(JOBS)
 
+# The same tests under ThreadSanitizer: the library shared by threads, any race aborts.
+tsan:
+	cmake --preset tsan >/dev/null
+	cmake --build --preset tsan -j $(JOBS)
+	ctest --preset tsan -j $(JOBS)
+
 bench:
 	@tools/deps bench
 	cmake --preset bench >/dev/null
@@ -60,4 +66,4 @@ fuzz:
 	fuzz/run.sh $(FUZZ_SECONDS) $(FUZZ_SEED)
 
 clean:
-	rm -rf build build-asan build-bench build-fuzz
+	rm -rf build build-asan build-tsan build-bench build-fuzz

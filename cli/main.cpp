@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,8 +16,8 @@
 #include "service/source_selectors.h"
 #include "tarn/compile.h"
 #include "tarn/documentation.h"
-#include "tarn/navig_prs.h"
 #include "tarn/ibis_comp_mdls.h"
+#include "tarn/navig_prs.h"
 #include "tarn/reader.h"
 #include "tarn/tarn.h"
 
@@ -74,6 +76,46 @@ bool readable_source(const char* path) {
   return true;
 }
 
+// Why the reader refused a source's version, for the user who sees only the report's
+// "Unsupported or Illegal IBIS Version Number": a folder, no [IBIS Ver] line where the first
+// keyword should be, or a version this reader does not take.
+std::string version_finding(const char* path) {
+  std::error_code ec;
+  if (std::filesystem::is_directory(path, ec)) return "is a directory";
+  std::ifstream in(path, std::ios::binary);
+  constexpr size_t kProbeLimit = 64 * 1024;  // a keyword is near the top, if anywhere
+  std::string head(kProbeLimit, '\0');
+  in.read(head.data(), static_cast<std::streamsize>(head.size()));
+  head.resize(static_cast<size_t>(in.gcount()));
+  if (head.empty()) return "is empty: it has no [IBIS Ver] line";
+  std::istringstream lines(head);
+  for (std::string line; std::getline(lines, line);) {
+    const size_t first = line.find_first_not_of(" \t");
+    if (first == std::string::npos || line[first] != '[') continue;
+    std::string keyword = line.substr(first, 10);
+    for (char& c : keyword) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    if (keyword != "[ibis ver]" && keyword != "[ibis_ver]")
+      return "has no [IBIS Ver] line before its first keyword";
+    std::string version = line.substr(first + 10);
+    version = version.substr(0, version.find('|'));
+    const size_t begin = version.find_first_not_of(" \t\r");
+    const size_t end = version.find_last_not_of(" \t\r");
+    version = begin == std::string::npos ? "" : version.substr(begin, end - begin + 1);
+    if (version.empty()) return "gives no version on its [IBIS Ver] line";
+    return "declares IBIS version " + version.substr(0, 16) +
+           "; this reader takes versions 1.1 to 3.2";
+  }
+  return "has no [IBIS Ver] line";
+}
+
+// One line on standard error per source whose version the reader refused.
+void explain_refused_versions(const std::vector<const char*>& sources) {
+  for (const char* path : sources) {
+    if (tarn::IBIS_DetectVersion(path, nullptr, tarn::IBIS_KindOf(path)) != 0) continue;
+    std::fprintf(stderr, "tarn: '%s' %s\n", path, version_finding(path).c_str());
+  }
+}
+
 int run_check(const std::vector<const char*>& args) {
   if (args.empty()) return usage_error("check: no FILE given");
   std::vector<const char*> sources;
@@ -88,6 +130,7 @@ int run_check(const std::vector<const char*>& args) {
     passed = tarn::IBIS_CheckFilesToStream(sources.data(), static_cast<int>(sources.size()), stdout) == 1;
   }
   std::fflush(stdout);
+  explain_refused_versions(sources);
   if (unreadable) return kExitUsage;
   return passed ? kExitPassed : kExitFailed;
 }
@@ -340,8 +383,10 @@ int run_lib(const std::vector<const char*>& args) {
   std::printf("component: %s\nsource: %s\nstatus: %d %s\ncompiled file: %s\n", info->Name(),
               *info->SourceFile() ? info->SourceFile() : "-", static_cast<int>(info->GetStatus()),
               status_text(*info), compiled && *compiled ? compiled : "-");
-  if (result != eRdIbisNone)
+  if (result == eRdIbisSuccess || result == eRdIbisWarnings)
     std::printf("compiled: now (report in %s)\n", library.GetCompileLogPath());
+  else if (result == eRdIbisFailed)
+    std::printf("compiled: failed (report in %s)\n", library.GetCompileLogPath());
   else
     std::printf("compiled: no compile needed\n");
   if (info->IsStatusOk()) print_pins(*info);

@@ -98,62 +98,156 @@ constexpr const char* kModelTypeTexts[] = {
 
 }  // namespace
 
-CIbisCompInfo::CIbisCompInfo(CIbisCompMdls* owner) : owner_(owner) {}
-CIbisCompInfo::CIbisCompInfo(const CIbisCompInfo&) = default;
-CIbisCompInfo& CIbisCompInfo::operator=(const CIbisCompInfo&) = default;
+CIbisCompInfo::CIbisCompInfo(CIbisCompMdls* owner)
+    : owner_(owner), data_(std::make_unique<Data>()) {}
+
+// A copy takes the current values only; what was kept aside for readers stays with the original.
+CIbisCompInfo::CIbisCompInfo(const CIbisCompInfo& other) : CIbisCompInfo(other.owner_) {
+  *this = other;
+}
+
+CIbisCompInfo& CIbisCompInfo::operator=(const CIbisCompInfo& other) {
+  tarn::ApiGuard guard;
+  if (this == &other) return *this;
+  owner_ = other.owner_;
+  auto copy = std::make_unique<Data>(*other.data_);
+  copy->pins = std::make_shared<std::vector<PinDesc>>(*other.data_->pins);  // pins of its own
+  Publish(std::move(copy));
+  compile_date_ = other.compile_date_;
+  source_time_ = other.source_time_;
+  status_ = other.status_;
+  visited_ = other.visited_;
+  label_ = other.label_;
+  directory_ = other.directory_;
+  return *this;
+}
+
 CIbisCompInfo::~CIbisCompInfo() = default;
 
+const char* CIbisCompInfo::Name() const {
+  tarn::ApiGuard guard;
+  return data_->text[eIbisCompName].c_str();
+}
+
+const char* CIbisCompInfo::SourceFile() const {
+  tarn::ApiGuard guard;
+  return data_->text[eIbisSourceFile].c_str();
+}
+
+std::time_t CIbisCompInfo::CompileDate() const {
+  tarn::ApiGuard guard;
+  return compile_date_;
+}
+
+int CIbisCompInfo::GetPinCount() const {
+  tarn::ApiGuard guard;
+  return static_cast<int>(data_->pins->size());
+}
+
+eIbisStatus CIbisCompInfo::GetStatus() const {
+  tarn::ApiGuard guard;
+  return status_;
+}
+
+void CIbisCompInfo::SetStatus(eIbisStatus status) {
+  tarn::ApiGuard guard;
+  status_ = status;
+}
+
+bool CIbisCompInfo::IsStatusOk() const {
+  tarn::ApiGuard guard;
+  return status_ == eIbisOutOfDateKept || status_ == eIbisCurrent;
+}
+
+int CIbisCompInfo::IsVisited() const {
+  tarn::ApiGuard guard;
+  return visited_;
+}
+
+void CIbisCompInfo::SetVisited(int visited) {
+  tarn::ApiGuard guard;
+  visited_ = visited;
+}
+
+CIbisCompInfo::PinDesc* CIbisCompInfo::PinAt(int pin) const {
+  std::vector<PinDesc>& pins = *data_->pins;
+  return pin >= 0 && pin < static_cast<int>(pins.size()) ? &pins[static_cast<size_t>(pin)]
+                                                         : nullptr;
+}
+
+void CIbisCompInfo::Publish(std::unique_ptr<Data> fresh) {
+  retired_.push_back(std::move(data_));
+  data_ = std::move(fresh);
+}
+
+// The pins are shared with the values set aside: only the texts are copied.
+void CIbisCompInfo::SetText(eIbisParam id, const std::string& value) {
+  if (data_->text[id] == value) return;
+  auto fresh = std::make_unique<Data>(*data_);
+  fresh->text[id] = value;
+  Publish(std::move(fresh));
+}
+
 void CIbisCompInfo::AddPinDesc(int count) {
-  pins_.clear();
+  tarn::ApiGuard guard;
+  // New pins: the old ones may still be read through values kept aside.
+  data_->pins = std::make_shared<std::vector<PinDesc>>();
   try {
-    if (count > 0) pins_.resize(static_cast<size_t>(count));
+    if (count > 0) data_->pins->resize(static_cast<size_t>(count));
   } catch (const std::bad_alloc&) {
-    pins_.clear();  // nothing is thrown to the caller: no pins
+    data_->pins->clear();  // nothing is thrown to the caller: no pins
   }
 }
 
 int CIbisCompInfo::SetModelParam(eIbisParam id, const char* value, int pin) {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (!value || id > eIbisSeriesModel) return 0;
   if (slot.kind == Kind::CompText) {
-    text_[slot.index] = value;
+    data_->text[slot.index] = value;
     return 1;
   }
-  if (!is_pin_kind(slot.kind) || pin < 0 || pin >= GetPinCount()) return 0;
-  PinDesc& desc = pins_[static_cast<size_t>(pin)];
-  if (slot.kind == Kind::PinText)
-    desc.text[slot.index] = value;
-  else if (slot.kind == Kind::PinList)
-    desc.list[slot.index].emplace_back(value);
-  else
+  PinDesc* desc = PinAt(pin);
+  if (!is_pin_kind(slot.kind) || !desc) return 0;
+  if (slot.kind == Kind::PinText) {
+    desc->text[slot.index] = value;
+  } else if (slot.kind == Kind::PinList) {
+    desc->list[slot.index].emplace_back(value);
+    std::string& joined = desc->joined[slot.index];
+    if (!joined.empty()) joined += ' ';
+    joined += value;
+  } else {
     return 0;
+  }
   return 1;
 }
 
 int CIbisCompInfo::SetModelParam(eIbisParam id, int value, int pin) {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (id < eIbisCompInteger || id > eIbisDiffPolarity) return 0;
   if (slot.kind == Kind::CompInt) {
-    integer_ = value;
-    integer_set_ = true;
+    data_->integer = value;
+    data_->integer_set = true;
     return 1;
   }
-  if (slot.kind != Kind::PinInt || pin < 0 || pin >= GetPinCount()) return 0;
-  PinDesc& desc = pins_[static_cast<size_t>(pin)];
+  PinDesc* desc = PinAt(pin);
+  if (slot.kind != Kind::PinInt || !desc) return 0;
   const bool flag = id == eIbisDiffFlag || id == eIbisDiffPolarity;
-  desc.integer[slot.index] = flag ? (value != 0 ? 1 : 0) : value;
-  desc.integer_set[slot.index] = true;
+  desc->integer[slot.index] = flag ? (value != 0 ? 1 : 0) : value;
+  desc->integer_set[slot.index] = true;
   return 1;
 }
 
 int CIbisCompInfo::SetModelParam(eIbisParam id, double value, int pin, eTypMinMax corner) {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (!valid_corner(corner) || id < eIbisRPkg || id > eIbisVinhMinus) return 0;
   Triple* triple = nullptr;
   if (slot.kind == Kind::CompTriple) {
-    triple = &package_[slot.index];
-  } else if (slot.kind == Kind::PinTriple && pin >= 0 && pin < GetPinCount()) {
-    triple = &pins_[static_cast<size_t>(pin)].triple[slot.index];
+    triple = &data_->package[slot.index];
+  } else if (PinDesc* desc = PinAt(pin); slot.kind == Kind::PinTriple && desc) {
+    triple = &desc->triple[slot.index];
   }
   if (!triple) return 0;
   triple->value[corner] = value;
@@ -162,51 +256,48 @@ int CIbisCompInfo::SetModelParam(eIbisParam id, double value, int pin, eTypMinMa
 }
 
 int CIbisCompInfo::GetModelParam(eIbisParam id, const char** value, int pin) const {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (!value || id > eIbisSeriesModel) return 0;
   if (slot.kind == Kind::CompText) {
-    *value = text_[slot.index].c_str();
+    *value = data_->text[slot.index].c_str();
     return 1;
   }
-  if (pin < 0 || pin >= GetPinCount()) return 0;
-  const PinDesc& desc = pins_[static_cast<size_t>(pin)];
+  const PinDesc* desc = PinAt(pin);
+  if (!desc) return 0;
   if (slot.kind == Kind::PinText) {
-    *value = desc.text[slot.index].c_str();
+    *value = desc->text[slot.index].c_str();
     return 1;
   }
-  if (slot.kind != Kind::PinList || desc.list[slot.index].empty()) return 0;
-  desc.joined.clear();
-  for (const std::string& item : desc.list[slot.index]) {
-    if (!desc.joined.empty()) desc.joined += ' ';
-    desc.joined += item;
-  }
-  *value = desc.joined.c_str();
+  if (slot.kind != Kind::PinList || desc->list[slot.index].empty()) return 0;
+  *value = desc->joined[slot.index].c_str();
   return 1;
 }
 
 int CIbisCompInfo::GetModelParam(eIbisParam id, int* value, int pin) const {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (!value || id < eIbisCompInteger || id > eIbisDiffPolarity) return 0;
   if (slot.kind == Kind::CompInt) {
-    if (!integer_set_) return 0;
-    *value = integer_;
+    if (!data_->integer_set) return 0;
+    *value = data_->integer;
     return 1;
   }
-  if (slot.kind != Kind::PinInt || pin < 0 || pin >= GetPinCount()) return 0;
-  const PinDesc& desc = pins_[static_cast<size_t>(pin)];
-  if (!desc.integer_set[slot.index]) return 0;
-  *value = desc.integer[slot.index];
+  const PinDesc* desc = PinAt(pin);
+  if (slot.kind != Kind::PinInt || !desc || !desc->integer_set[slot.index]) return 0;
+  *value = desc->integer[slot.index];
   return 1;
 }
 
 int CIbisCompInfo::GetModelParam(eIbisParam id, double* value, int pin, eTypMinMax corner) const {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (!value || !valid_corner(corner) || id < eIbisRPkg || id > eIbisVinhMinus) return 0;
   const Triple* triple = nullptr;
   if (slot.kind == Kind::CompTriple) {
-    triple = &package_[slot.index];
-  } else if (slot.kind == Kind::PinTriple && pin >= 0 && pin < GetPinCount()) {
-    triple = &pins_[static_cast<size_t>(pin)].triple[slot.index];
+    triple = &data_->package[slot.index];
+  } else if (const PinDesc* desc = PinAt(pin); slot.kind == Kind::PinTriple && desc) {
+    triple = &desc->triple[slot.index];
   }
   if (!triple || !triple->set[corner]) return 0;
   *value = triple->value[corner];
@@ -214,26 +305,28 @@ int CIbisCompInfo::GetModelParam(eIbisParam id, double* value, int pin, eTypMinM
 }
 
 int CIbisCompInfo::GetModelParamCount(eIbisParam id, int pin) const {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
-  if (slot.kind != Kind::PinList || pin < 0 || pin >= GetPinCount()) return 0;
-  return static_cast<int>(pins_[static_cast<size_t>(pin)].list[slot.index].size());
+  const PinDesc* desc = PinAt(pin);
+  return slot.kind == Kind::PinList && desc ? static_cast<int>(desc->list[slot.index].size()) : 0;
 }
 
 int CIbisCompInfo::GetModelParamItem(eIbisParam id, int pin, int index, const char** value) const {
+  tarn::ApiGuard guard;
   if (!value || index < 0 || index >= GetModelParamCount(id, pin)) return 0;
-  *value =
-      pins_[static_cast<size_t>(pin)].list[slot_of(id).index][static_cast<size_t>(index)].c_str();
+  *value = PinAt(pin)->list[slot_of(id).index][static_cast<size_t>(index)].c_str();
   return 1;
 }
 
 int CIbisCompInfo::FindIndex4Pin(const char* value, eIbisParam id) const {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (!value) return -1;
-  for (size_t i = 0; i < pins_.size(); ++i) {
-    const PinDesc& desc = pins_[i];
-    if (slot.kind == Kind::PinText && desc.text[slot.index] == value) return static_cast<int>(i);
+  const std::vector<PinDesc>& pins = *data_->pins;
+  for (size_t i = 0; i < pins.size(); ++i) {
+    if (slot.kind == Kind::PinText && pins[i].text[slot.index] == value) return static_cast<int>(i);
     if (slot.kind == Kind::PinList) {
-      for (const std::string& item : desc.list[slot.index])
+      for (const std::string& item : pins[i].list[slot.index])
         if (item == value) return static_cast<int>(i);
     }
   }
@@ -241,11 +334,12 @@ int CIbisCompInfo::FindIndex4Pin(const char* value, eIbisParam id) const {
 }
 
 int CIbisCompInfo::FindIndex4Pin(int value, eIbisParam id) const {
+  tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (slot.kind != Kind::PinInt) return -1;
-  for (size_t i = 0; i < pins_.size(); ++i) {
-    const PinDesc& desc = pins_[i];
-    if (desc.integer_set[slot.index] && desc.integer[slot.index] == value)
+  const std::vector<PinDesc>& pins = *data_->pins;
+  for (size_t i = 0; i < pins.size(); ++i) {
+    if (pins[i].integer_set[slot.index] && pins[i].integer[slot.index] == value)
       return static_cast<int>(i);
   }
   return -1;
@@ -262,20 +356,37 @@ const char* CIbisCompInfo::GetModelTypeText(int type) {
   return type > 0 && type < kTexts ? kModelTypeTexts[type] : "";
 }
 
-bool CIbisCompInfo::ReadCompiled() {
-  std::ifstream in(text_[eIbisCompiledFile], std::ios::binary);
+bool CIbisCompInfo::ReadCompiled(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
   if (!in) return false;
-  pins_.clear();
   std::error_code ec;
-  const uintmax_t size = std::filesystem::file_size(text_[eIbisCompiledFile], ec);
-  CIbisCompPrs parser(this, ec ? 0 : size);
-  return parser.ParseStream(in) == 1;
+  const uintmax_t size = std::filesystem::file_size(path, ec);
+  // Read into fresh values: a refused file changes nothing, and readers of the current values
+  // are not disturbed by the reading.
+  CIbisCompInfo scratch(owner_);
+  scratch.data_->text = data_->text;
+  scratch.data_->text[eIbisCompiledFile] = path;
+  CIbisCompPrs parser(&scratch, ec ? 0 : size);
+  if (parser.ParseStream(in) != 1) return false;
+  Publish(std::move(scratch.data_));
+  return true;
+}
+
+void CIbisCompInfo::KeepOlderCompiled(const std::string& path, eIbisStatus failed) {
+  const std::optional<int64_t> written = tarn::lib_mtime(path);
+  if (written && ReadCompiled(path)) {
+    compile_date_ = tarn::lib_seconds(*written);
+    status_ = eIbisOutOfDateKept;
+    return;
+  }
+  status_ = failed;
+  SetText(eIbisCompiledFile, "");
 }
 
 int CIbisCompInfo::ListModel(std::ostream& out, const char* model, eTypMinMax corner,
                              bool outline) const {
-  if (!IsStatusOk() || !model) return 0;
-  std::ifstream in(text_[eIbisCompiledFile], std::ios::binary);
+  if (!(status_ == eIbisOutOfDateKept || status_ == eIbisCurrent) || !model) return 0;
+  std::ifstream in(data_->text[eIbisCompiledFile], std::ios::binary);
   if (!in) return 0;
   CIbisCompInfo scratch(nullptr);
   CIbisCompPrs parser(&scratch, 0);
@@ -293,30 +404,35 @@ int CIbisCompInfo::ListOutlineModel(std::ostream& out, const char* model, eTypMi
 }
 
 // With a compiled file recorded and no newer source, reads it; otherwise compiles first (when
-// a source is known and a log can be opened) and reads the new file.
+// a source is known and a log can be opened) and reads the new file. A compile that cannot run
+// or cannot write its file leaves the older compiled file in use when there is one.
 eRdIbisResult CIbisCompInfo::PopulateInfo(ePopInfOpt option) {
   if (option == kSkipCompiled || !owner_) return ParseIbisPinInfo();
   const std::string directory = owner_->GetCbxDirectory();
   const char* recorded = owner_->FindCompiledForIbisModel(Name());
   std::string file_name = recorded ? recorded : "";
-  if (recorded) text_[eIbisCompiledFile] = tarn::lib_join(directory, file_name);
-  const std::optional<std::time_t> source_time = tarn::lib_mtime(SourceFile());
-  const std::optional<std::time_t> compiled_time =
-      recorded ? tarn::lib_mtime(text_[eIbisCompiledFile]) : std::nullopt;
+  const std::string recorded_path = recorded ? tarn::lib_join(directory, file_name) : "";
+  const std::optional<int64_t> source_time = tarn::lib_mtime(SourceFile());
+  const std::optional<int64_t> compiled_time =
+      recorded ? tarn::lib_mtime(recorded_path) : std::nullopt;
 
   if (compiled_time && status_ != eIbisOutOfDate) {
-    bool current = !source_time || *source_time <= *compiled_time;
+    // Strictly older only: a source stamped with the compiled file's own time may have been
+    // edited after the compile read it (file systems stamp in ticks, some in whole seconds).
+    const bool current = !source_time || *source_time < *compiled_time;
     if (!current && !owner_->GetReCompileState(Name())) {
       // Kept by the caller's choice: the source's time stands as the compile date, so the
       // question comes again only when the source changes once more.
-      const bool read = ReadCompiled();
-      compile_date_ = *source_time;
+      const bool read = ReadCompiled(recorded_path);
+      compile_date_ = tarn::lib_seconds(*source_time);
+      source_time_ = source_time;
       status_ = read ? eIbisOutOfDateKept : eIbisUnreadable;
       return eRdIbisNone;
     }
     if (current) {
-      if (ReadCompiled()) {
-        compile_date_ = *compiled_time;
+      if (ReadCompiled(recorded_path)) {
+        compile_date_ = tarn::lib_seconds(*compiled_time);
+        source_time_ = source_time;
         status_ = eIbisCurrent;
         return eRdIbisNone;
       }
@@ -328,28 +444,43 @@ eRdIbisResult CIbisCompInfo::PopulateInfo(ePopInfOpt option) {
     if (status_ != eIbisUnreadable) status_ = eIbisNotFound;
     return eRdIbisNone;
   }
+  source_time_ = source_time;  // what a compile from here on reads
   std::FILE* log = owner_->GetLogFD();
-  if (!log) return eRdIbisFailed;
+  if (!log) {
+    // Said through the message box; no compile runs without a log.
+    KeepOlderCompiled(recorded_path, eIbisSourceErrors);
+    return eRdIbisFailed;
+  }
   if (file_name.empty()) {
     const char* next = owner_->GetNextCompiledName();
     if (next) file_name = next;
   }
   eRdIbisResult result = eRdIbisFailed;
-  if (!file_name.empty()) {
-    text_[eIbisCompiledFile] = tarn::lib_join(directory, file_name);
-    result = owner_->RunRdIbis(SourceFile(), Name(), text_[eIbisCompiledFile].c_str(), log);
-  }
-  if (result != eRdIbisFailed) {
-    owner_->AddCompiledItem(Name(), file_name.c_str());
-    compile_date_ = std::time(nullptr);
-    status_ = eIbisOutOfDate;
-  } else {
-    status_ = eIbisSourceErrors;
-    text_[eIbisCompiledFile].clear();
-  }
+  bool write_failed = file_name.empty();
+  const std::string path = tarn::lib_join(directory, file_name);
+  if (!file_name.empty())
+    result = owner_->RunRdIbis(SourceFile(), Name(), path.c_str(), log, &write_failed);
+  if (result != eRdIbisFailed) owner_->AddCompiledItem(Name(), file_name.c_str());
   owner_->DisplayCompileStatus(result);
   owner_->ReleaseLogFD();
-  if (status_ == eIbisOutOfDate) status_ = ReadCompiled() ? eIbisCurrent : eIbisUnreadable;
+  if (result == eRdIbisFailed) {
+    // Errors in the source condemn any older compiled file too; a file that could not be
+    // written does not.
+    if (write_failed) {
+      KeepOlderCompiled(recorded_path, eIbisSourceErrors);
+    } else {
+      status_ = eIbisSourceErrors;
+      SetText(eIbisCompiledFile, "");
+    }
+    return result;
+  }
+  const std::optional<int64_t> written = tarn::lib_mtime(path);
+  if (written && ReadCompiled(path)) {
+    compile_date_ = tarn::lib_seconds(*written);
+    status_ = eIbisCurrent;
+  } else {
+    status_ = eIbisUnreadable;
+  }
   return result;
 }
 
@@ -372,21 +503,24 @@ eRdIbisResult CIbisCompInfo::ParseIbisPinInfo() {
   const tarn::PinList* pins = nullptr;
   ok = component && tarn::CMPNT_GetPins(component, &pins);
   if (ok) {
-    AddPinDesc(static_cast<int>(pins->pins.size()));
+    CIbisCompInfo scratch(nullptr);
+    scratch.data_->text = data_->text;
+    scratch.AddPinDesc(static_cast<int>(pins->pins.size()));
     for (size_t i = 0; i < pins->pins.size(); ++i) {
       const tarn::Pin& pin = pins->pins[i];
       const int index = static_cast<int>(i);
       std::string_view text;
       if (tarn::PIN_GetName(&pin, &text))
-        SetModelParam(eIbisPinName, std::string(text).c_str(), index);
+        scratch.SetModelParam(eIbisPinName, std::string(text).c_str(), index);
       if (tarn::PIN_GetModel(&pin, &text)) {
-        SetModelParam(eIbisModelName, std::string(text).c_str(), index);
+        scratch.SetModelParam(eIbisModelName, std::string(text).c_str(), index);
         const tarn::IbisModel* model = tarn::find_model(document.get(), text);
-        SetModelParam(eIbisModelType, tarn::mdl_type_code(model), index);
+        scratch.SetModelParam(eIbisModelType, tarn::mdl_type_code(model), index);
       }
       if (tarn::PIN_GetSignal(&pin, &text))
-        SetModelParam(eIbisSignalName, std::string(text).c_str(), index);
+        scratch.SetModelParam(eIbisSignalName, std::string(text).c_str(), index);
     }
+    Publish(std::move(scratch.data_));
   }
   status_ = ok ? eIbisSourceOnly : eIbisSourceErrors;
   return ok ? eRdIbisSuccess : eRdIbisFailed;

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
@@ -26,6 +27,25 @@ void write_blanks(std::FILE* log, int count) {
   for (int i = 0; i < count; ++i) std::fputc(' ', log);
 }
 
+// The component table's key: names compared as the compiled store compares them.
+std::string table_key(std::string_view name) {
+  std::string key(name);
+  for (char& c : key)
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  return key;
+}
+
+// A free name beside `path` for a file set aside: "<path>.bad", then "<path>.bad1" and on, so an
+// earlier one is never overwritten.
+std::optional<std::string> aside_name(const std::string& path) {
+  constexpr int kTries = 1000;
+  for (int n = 0; n < kTries; ++n) {
+    std::string name = path + ".bad" + (n == 0 ? std::string() : std::to_string(n));
+    if (!tarn::lib_exists(name)) return name;
+  }
+  return std::nullopt;
+}
+
 }  // namespace
 
 // One source index: a list of component names and their source files, relative to the index.
@@ -45,6 +65,7 @@ CIbisCompMdls::~CIbisCompMdls() {
 }
 
 int CIbisCompMdls::Init(const char* dir, const char* context) {
+  tarn::ApiGuard guard;
   const int result = Init(dir);
   if (context) context_path_ = context;
   return result;
@@ -56,9 +77,7 @@ int CIbisCompMdls::Init(const char* dir) {
   store_dir_ = dir;
   std::error_code ec;
   if (!std::filesystem::exists(store_dir_, ec)) std::filesystem::create_directories(store_dir_, ec);
-  const std::string store_path = tarn::lib_join(store_dir_, kStoreFile);
-  store_ = tarn::ListDb::Load(store_path, kCompiledTemplate, false);
-  if (!store_) store_ = tarn::ListDb::Create(store_path, kCompiledTemplate, false);
+  OpenStore(tarn::lib_join(store_dir_, kStoreFile));
   store_changed_ = false;
   store_last_ = nullptr;
   SetSearchPaths(1);
@@ -70,10 +89,35 @@ int CIbisCompMdls::Init(const char* dir) {
   return 1;
 }
 
+// A store that is there but does not load (damaged, not an index, not readable) still records
+// which compiled files belong to which component: it is set aside for the user, never saved
+// over. The new store's names skip files that exist, so no compiled file is overwritten.
+void CIbisCompMdls::OpenStore(const std::string& path) {
+  store_kept_ = false;
+  store_ = tarn::ListDb::Load(path, kCompiledTemplate, false);
+  if (store_) return;
+  store_ = tarn::ListDb::Create(path, kCompiledTemplate, false);
+  if (!tarn::lib_exists(path)) return;
+  const std::optional<std::string> aside = aside_name(path);
+  std::error_code ec;
+  if (aside && (std::filesystem::rename(path, *aside, ec), !ec)) {
+    MessageBox(("The compiled model index \"" + path + "\" could not be read; it was kept as \"" +
+                *aside + "\" and a new index started")
+                   .c_str(),
+               kIconWarning);
+    return;
+  }
+  store_kept_ = true;
+  MessageBox(("The compiled model index \"" + path +
+              "\" could not be read nor set aside; it is left as it is and not saved over")
+                 .c_str(),
+             kIconWarning);
+}
+
 int CIbisCompMdls::Fini(int save) {
   tarn::ApiGuard guard;
   if (store_) {
-    if (store_changed_ && save && !store_->Save())
+    if (store_changed_ && save && !store_kept_ && !store_->Save())
       MessageBox(("Cannot save the compiled model index \"" + store_->file() + "\"").c_str(),
                  kIconWarning);
     store_.reset();
@@ -84,17 +128,29 @@ int CIbisCompMdls::Fini(int save) {
 
 int CIbisCompMdls::SetSearchPaths(int messages) {
   tarn::ApiGuard guard;
-  for (auto& [name, info] : components_) info->text_[eIbisSourceFile].clear();
+  for (auto& [name, info] : components_) info->SetText(eIbisSourceFile, "");
   for (const std::unique_ptr<SrcIndex>& source : sources_) ReloadSrcIndex(source.get(), messages);
   return 1;
 }
 
 bool CIbisCompMdls::ReloadSrcIndex(SrcIndex* source, int messages) {
+  if (source->index) retired_indexes_.push_back(std::move(source->index));
   source->index = tarn::ListDb::Load(source->path, "", false);
   source->loaded = source->index != nullptr;
   if (!source->loaded && messages) {
-    MessageBox(("Warning: IBIS index file \"" + source->path + "\" could not be opened.").c_str(),
-               kIconWarning);
+    // One that opens and does not load is not an index, which the user should hear as such.
+    std::FILE* probe = std::fopen(source->path.c_str(), "rb");
+    std::error_code ec;
+    if (probe && !std::filesystem::is_directory(source->path, ec)) {
+      MessageBox(("Warning: IBIS index file \"" + source->path +
+                  "\" is unreadable: it is not an index file.")
+                     .c_str(),
+                 kIconWarning);
+    } else {
+      MessageBox(("Warning: IBIS index file \"" + source->path + "\" could not be opened.").c_str(),
+                 kIconWarning);
+    }
+    if (probe) std::fclose(probe);
   }
   return source->loaded;
 }
@@ -102,11 +158,13 @@ bool CIbisCompMdls::ReloadSrcIndex(SrcIndex* source, int messages) {
 void CIbisCompMdls::DisplayCompileStatus(eRdIbisResult) {}
 
 std::FILE* CIbisCompMdls::GetLogFD() {
+  tarn::ApiGuard guard;
   if (!log_ && OpenIBISLog()) log_opened_here_ = true;
   return log_;
 }
 
 void CIbisCompMdls::ReleaseLogFD() {
+  tarn::ApiGuard guard;
   if (!log_opened_here_) return;
   CloseIBISLog();
   RefreshLogDisplay();
@@ -116,6 +174,7 @@ void CIbisCompMdls::ReleaseLogFD() {
 // The log gathers every compile of the session: opened to append, so a request does not wipe
 // the reports of the requests before it; ClearIBISLog starts it anew.
 int CIbisCompMdls::OpenIBISLog() {
+  tarn::ApiGuard guard;
   if (!log_) {
     log_ = std::fopen(log_path_.c_str(), "a");
     if (!log_) {
@@ -129,16 +188,19 @@ int CIbisCompMdls::OpenIBISLog() {
 }
 
 int CIbisCompMdls::CloseIBISLog() {
+  tarn::ApiGuard guard;
   if (log_) std::fclose(log_);
   log_ = nullptr;
   return 1;
 }
 
 int CIbisCompMdls::ClearIBISLog() {
+  tarn::ApiGuard guard;
   std::error_code ec;
   if (std::filesystem::exists(log_path_, ec))
     std::filesystem::rename(log_path_, tarn::lib_join(store_dir_, kLogBackup), ec);
-  std::FILE* log = std::fopen(log_path_.c_str(), "w");
+  // A log that could not become the backup is not wiped either.
+  std::FILE* log = ec ? nullptr : std::fopen(log_path_.c_str(), "w");
   if (log) {
     std::fputs("\t\tIBIS COMPILER REPORT\n\n", log);
     std::fclose(log);
@@ -166,6 +228,7 @@ void CIbisCompMdls::MessageBox(const char* text, eMessageIcon) {
 }
 
 int CIbisCompMdls::AddSrcIndex(const char* index_path, const char* label) {
+  tarn::ApiGuard guard;
   if (!index_path) return 0;
   auto source = std::make_unique<SrcIndex>();
   source->path = index_path;
@@ -175,10 +238,15 @@ int CIbisCompMdls::AddSrcIndex(const char* index_path, const char* label) {
   return 1;
 }
 
-void CIbisCompMdls::EmptySrcLists() { sources_.clear(); }
+void CIbisCompMdls::EmptySrcLists() {
+  tarn::ApiGuard guard;
+  for (std::unique_ptr<SrcIndex>& source : sources_) retired_sources_.push_back(std::move(source));
+  sources_.clear();
+}
 
 int CIbisCompMdls::FindSrcForIbisModel(const char* component, const char** dir, const char** file,
                                        const char** label, const char** extra) {
+  tarn::ApiGuard guard;
   if (!component) return 0;
   for (const std::unique_ptr<SrcIndex>& source : sources_) {
     if (!source->loaded) continue;
@@ -195,6 +263,7 @@ int CIbisCompMdls::FindSrcForIbisModel(const char* component, const char** dir, 
 
 int CIbisCompMdls::GetFirstIBISComp(const char** name, const char** file, const char** dir,
                                     const char** label, const char** extra) {
+  tarn::ApiGuard guard;
   walk_source_ = 0;
   walk_entry_ = 0;
   for (const std::unique_ptr<SrcIndex>& source : sources_)
@@ -205,6 +274,7 @@ int CIbisCompMdls::GetFirstIBISComp(const char** name, const char** file, const 
 
 int CIbisCompMdls::GetNextIBISComp(const char** name, const char** file, const char** dir,
                                    const char** label, const char** extra) {
+  tarn::ApiGuard guard;
   return IterateComps(name, file, dir, label, extra);
 }
 
@@ -233,17 +303,30 @@ CIbisCompInfo* CIbisCompMdls::GetIbisCompInfo(const char* name, eRdIbisResult* r
   tarn::ApiGuard guard;
   if (result) *result = eRdIbisNone;
   if (!name) return nullptr;
-  auto found = components_.find(name);
+  const std::string key = table_key(name);
+  auto found = components_.find(key);
   if (found == components_.end()) {
     auto info = std::make_unique<CIbisCompInfo>(this);
-    info->text_[eIbisCompName] = name;
-    found = components_.emplace(name, std::move(info)).first;
+    info->data_->text[eIbisCompName] = name;
+    found = components_.emplace(key, std::move(info)).first;
   }
   CIbisCompInfo* info = found->second.get();
+  // Found again first, after SetSearchPaths, so that a current component is checked against it.
+  if (!*info->SourceFile()) {
+    const char* dir = nullptr;
+    const char* file = nullptr;
+    const char* label = nullptr;
+    if (FindSrcForIbisModel(name, &dir, &file, &label, nullptr)) {
+      info->SetText(eIbisSourceFile, tarn::lib_join(dir, file));
+      info->label_ = label;
+      info->directory_ = dir;
+    }
+  }
   bool ask = info->status_ == eIbisOutOfDate || info->status_ == eIbisOutOfDateKept;
   if (info->status_ == eIbisCurrent) {
-    const std::optional<std::time_t> changed = tarn::lib_mtime(info->SourceFile());
-    if (!changed || *changed <= info->compile_date_) return info;
+    // Any change of the source's time, to later or to earlier, makes the information old.
+    const std::optional<int64_t> changed = tarn::lib_mtime(info->SourceFile());
+    if (!changed || changed == info->source_time_) return info;
     info->status_ = eIbisOutOfDate;
     ask = true;
   }
@@ -251,22 +334,13 @@ CIbisCompInfo* CIbisCompMdls::GetIbisCompInfo(const char* name, eRdIbisResult* r
     if (!GetReCompileState(name)) {
       // The source's time stands as the compile date: after ClearCompileOodFlags the question
       // comes again only when the source changes once more.
-      const std::optional<std::time_t> changed = tarn::lib_mtime(info->SourceFile());
-      if (changed) info->compile_date_ = *changed;
+      const std::optional<int64_t> changed = tarn::lib_mtime(info->SourceFile());
+      if (changed) info->compile_date_ = tarn::lib_seconds(*changed);
+      info->source_time_ = changed;
       info->status_ = eIbisOutOfDateKept;
       return info;
     }
     info->status_ = eIbisOutOfDate;
-  }
-  if (info->text_[eIbisSourceFile].empty()) {
-    const char* dir = nullptr;
-    const char* file = nullptr;
-    const char* label = nullptr;
-    if (FindSrcForIbisModel(name, &dir, &file, &label, nullptr)) {
-      info->text_[eIbisSourceFile] = tarn::lib_join(dir, file);
-      info->label_ = label;
-      info->directory_ = dir;
-    }
   }
   if (no_populate) return info;
   const eRdIbisResult populated = info->PopulateInfo(CIbisCompInfo::kPopulate);
@@ -276,6 +350,7 @@ CIbisCompInfo* CIbisCompMdls::GetIbisCompInfo(const char* name, eRdIbisResult* r
 
 CIbisCompInfo* CIbisCompMdls::GetIbisCompInfo(const char* name1, const char* name2,
                                               const char* tech_name, int) {
+  tarn::ApiGuard guard;
   const auto known = [this](const std::string& name) -> CIbisCompInfo* {
     CIbisCompInfo* info = GetIbisCompInfo(name.c_str(), nullptr, 1);
     return info && *info->SourceFile() ? info : nullptr;
@@ -288,25 +363,54 @@ CIbisCompInfo* CIbisCompMdls::GetIbisCompInfo(const char* name1, const char* nam
   return nullptr;
 }
 
+CIbisCompInfo* CIbisCompMdls::GetIbisCompInfoAsKdf(const char* name, eRdIbisResult* result,
+                                                   model_type type, int pin_count) {
+  tarn::ApiGuard guard;
+  CIbisCompInfo* info = GetIbisCompInfo(name, result, 0);
+  if (!info || info->IsStatusOk() || pin_count <= 0) return info;
+  // The stand-in replaces what the object held, as a fill does; readers of it keep theirs.
+  CIbisCompInfo stand_in(this);
+  stand_in.data_->text = info->data_->text;
+  stand_in.AddPinDesc(pin_count);
+  for (int pin = 0; pin < stand_in.GetPinCount(); ++pin) {
+    stand_in.SetModelParam(eIbisPinName, std::to_string(pin + 1).c_str(), pin);
+    stand_in.SetModelParam(eIbisModelType, static_cast<int>(type), pin);
+  }
+  info->Publish(std::move(stand_in.data_));
+  return info;
+}
+
 void CIbisCompMdls::ClearCompileOodFlags() {
+  tarn::ApiGuard guard;
   for (auto& [name, info] : components_)
     if (info->status_ == eIbisOutOfDateKept) info->status_ = eIbisCurrent;
 }
 
 void CIbisCompMdls::ClearVisitedFlags() {
+  tarn::ApiGuard guard;
   for (auto& [name, info] : components_) info->visited_ = 0;
 }
 
+const char* CIbisCompMdls::GetCompileLogPath() const {
+  tarn::ApiGuard guard;
+  return log_path_.c_str();
+}
+
 void CIbisCompMdls::SetIbisLogIndents(int first, int second) {
+  tarn::ApiGuard guard;
   layout_[1] = first;
   layout_[2] = second;
 }
 
-void CIbisCompMdls::SetIbisLogFormat(int format) { layout_[3] = format; }
+void CIbisCompMdls::SetIbisLogFormat(int format) {
+  tarn::ApiGuard guard;
+  layout_[3] = format;
+}
 
 int CIbisCompMdls::ListCompiledModel(std::ostream& out, const char* component, const char* pin,
                                      const char* model, int outline, eTypMinMax corner,
                                      int populate) {
+  tarn::ApiGuard guard;
   CIbisCompInfo* info = GetIbisCompInfo(component, nullptr, populate ? 0 : 1);
   if (!info) return 0;
   if (!model) {
@@ -340,20 +444,36 @@ int CIbisCompMdls::FindTypeFromName(const char* name) {
 
 const char* CIbisCompMdls::FindCompiledForIbisModel(const char* name) {
   store_last_ = store_ ? store_->Find(name) : nullptr;
-  return store_last_ ? store_last_->disk.c_str() : nullptr;
+  if (!store_last_) return nullptr;
+  // Compiled files are written where the store says: only into its own folder.
+  if (!tarn::lib_is_plain_name(store_last_->disk)) {
+    MessageBox(
+        ("The compiled model index \"" + store_->file() + "\" names \"" + store_last_->disk +
+         "\" for component \"" + name + "\", which is not a file of its folder; it is not used")
+            .c_str(),
+        kIconWarning);
+    store_last_ = nullptr;
+    return nullptr;
+  }
+  return store_last_->disk.c_str();
 }
 
+// A name whose file exists belongs to something the store does not know (a store set aside, a
+// session that ended before saving): it is skipped rather than overwritten.
 const char* CIbisCompMdls::GetNextCompiledName() {
   if (!store_) return nullptr;
-  const std::optional<std::string> next = store_->NextName();
-  if (!next) return nullptr;
-  store_last_name_ = *next;
-  store_changed_ = true;  // the counter moved
-  return store_last_name_.c_str();
+  for (;;) {
+    const std::optional<std::string> next = store_->NextName();
+    if (!next) return nullptr;
+    store_changed_ = true;  // the counter moved
+    if (tarn::lib_exists(tarn::lib_join(store_dir_, *next))) continue;
+    store_last_name_ = *next;
+    return store_last_name_.c_str();
+  }
 }
 
 int CIbisCompMdls::AddCompiledItem(const char* component, const char* file_name) {
-  if (!store_) return 0;
+  if (!store_ || !tarn::lib_is_plain_name(file_name)) return 0;
   tarn::ListDbEntry* entry = store_->Add(component, file_name, std::nullopt, 0);
   if (!entry) return 0;
   entry->disk = file_name;  // a recompile under a new name replaces the old one
@@ -363,7 +483,8 @@ int CIbisCompMdls::AddCompiledItem(const char* component, const char* file_name)
 }
 
 eRdIbisResult CIbisCompMdls::RunRdIbis(const char* source, const char* component,
-                                       const char* compiled_path, std::FILE* log) {
+                                       const char* compiled_path, std::FILE* log,
+                                       bool* write_failed) {
   tarn::ApiGuard guard;
   eRdIbisResult result = eRdIbisSuccess;
   std::fputc('\n', log);
@@ -376,19 +497,26 @@ eRdIbisResult CIbisCompMdls::RunRdIbis(const char* source, const char* component
   uint32_t errors = 0;
   uint32_t warnings = 0;
   uint32_t bugs = 0;
-  if (tarn::IBIS_ReadWithContext(context_path_.c_str(), source, log, &raw) != 1) {
+  const bool read = tarn::IBIS_ReadWithContext(context_path_.c_str(), source, log, &raw) == 1;
+  // A refused reading counted its errors too; the log shows them.
+  tarn::RPT_GetCounts(&errors, &warnings, &bugs);
+  if (!read || errors != 0 || bugs != 0)
     result = eRdIbisFailed;
-  } else {
-    tarn::RPT_GetCounts(&errors, &warnings, &bugs);
-    if (errors != 0 || bugs != 0)
-      result = eRdIbisFailed;
-    else if (warnings != 0)
-      result = eRdIbisWarnings;
-  }
+  else if (warnings != 0)
+    result = eRdIbisWarnings;
   if (result != eRdIbisFailed) {
+    // The writer's failures (a full disk, a failed close) are errors in the log like the
+    // source's, and fail the compile: its file is then not recorded.
     tarn::RPT_SetStream(log);
-    (void)tarn::CBS_CompileComponent(raw, compiled_path, component);
+    const int written = tarn::CBS_CompileComponent(raw, compiled_path, component);
+    uint32_t after = 0;
+    tarn::RPT_GetCounts(&after, &warnings, &bugs);
     tarn::RPT_SetStream(nullptr);
+    if (!written || after != errors) {
+      result = eRdIbisFailed;
+      errors = after;
+      if (write_failed) *write_failed = true;
+    }
   }
   write_blanks(log, layout_[0]);
   if (result == eRdIbisSuccess)

@@ -4,14 +4,9 @@
 #include <charconv>
 #include <climits>
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
 #include <utility>
 
-#if __has_include(<unistd.h>)
-#include <unistd.h>
-#define TARN_HAVE_FSYNC 1
-#endif
+#include "writers/safe_file.h"
 
 namespace tarn {
 namespace {
@@ -320,28 +315,7 @@ std::string ListDb::Serialise() const {
   return out;
 }
 
-bool ListDb::Save() const {
-  const std::string content = Serialise();
-  // The temporary file sits beside the index so the rename stays within one file system.
-  const std::string temp = file_ + ".tmp";
-  FilePtr out(std::fopen(temp.c_str(), "wb"));
-  if (!out) return false;
-  bool ok = std::fwrite(content.data(), 1, content.size(), out.get()) == content.size() &&
-            std::fflush(out.get()) == 0;
-#ifdef TARN_HAVE_FSYNC
-  // The data must be on disk before the rename makes it the index, or a crash could leave
-  // an empty file where the old index was.
-  ok = ok && ::fsync(fileno(out.get())) == 0;
-#endif
-  ok = std::fclose(out.release()) == 0 && ok;
-  std::error_code ec;
-  if (ok) std::filesystem::rename(temp, file_, ec);
-  if (!ok || ec) {
-    std::filesystem::remove(temp, ec);
-    return false;
-  }
-  return true;
-}
+bool ListDb::Save() const { return SFL_WriteFile(file_, Serialise()) == 0; }
 
 bool ListDb::Reload() {
   auto fresh = Load(file_, format_, case_sensitive_, layout_);

@@ -18,6 +18,7 @@
 #include "libibis/src/rpt.h"
 #include "libibis/src/source.h"
 #include "tarn/compile.h"
+#include "writers/safe_file.h"
 #include "writers/wrt.h"
 
 namespace tarn {
@@ -30,8 +31,8 @@ constexpr size_t kCopyrightLimit = 40;
 // The one compiled file being written: the writer is not re-entrant, and the public entries hold
 // the process-wide lock around it.
 struct CbsState {
-  std::FILE* stream = nullptr;
-  std::string line;  // the record being formatted, written with one call
+  std::unique_ptr<SafeFile> file;  // the compiled file, replaced whole when it is closed
+  std::string line;                // the record being formatted, written with one call
 };
 CbsState g_cbs;
 
@@ -75,7 +76,7 @@ void add_text(std::string_view text, size_t limit = kQuoteLimit) {
 // Ends the record and writes it.
 void put_line() {
   g_cbs.line += '\n';
-  std::fwrite(g_cbs.line.data(), 1, g_cbs.line.size(), g_cbs.stream);
+  (void)g_cbs.file->Write(g_cbs.line);  // a failed write is remembered and fails the close
   g_cbs.line.clear();
 }
 
@@ -105,16 +106,23 @@ void put_same_triple(std::string_view keyword, double value, Num form) {
 }
 
 int open_output(const char* path) {
-  g_cbs.stream = std::fopen(path, "w");
-  if (g_cbs.stream) return 1;
+  g_cbs.file = std::make_unique<SafeFile>(path);
+  if (g_cbs.file->stream()) return 1;
+  g_cbs.file.reset();
   RPT_Error("Unable to open output file.");
   return 0;
 }
 
-void close_output() {
-  const bool failed = std::ferror(g_cbs.stream) != 0;
-  if (std::fclose(g_cbs.stream) != 0 || failed) RPT_Error("Unable to close output file.");
-  g_cbs.stream = nullptr;
+// Until here the old file, if any, stands untouched; a file that cannot be completed is not
+// put in its place.
+int close_output(const char* path) {
+  const bool committed = g_cbs.file->Commit();
+  if (!committed) {
+    RPT_Error("Unable to close output file.");
+    WRT_ReportUnwritten(path, g_cbs.file->error());
+  }
+  g_cbs.file.reset();
+  return committed ? 1 : 0;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -720,8 +728,7 @@ int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
   put_head(*source.header);
   put_component_block(*document, *component);
   put_model_blocks(*document, *component);
-  close_output();
-  return 1;
+  return close_output(output_path);
 }
 
 int IBIS_CompileDocument(const IbisDocument* document, const char* output, const char* component,

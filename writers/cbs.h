@@ -15,7 +15,9 @@ inline constexpr const char* kCompiledNameTemplate = "ib%06d.cbs";
 
 /// Writes the component `component_name` of `document` (without a name, its only component) to
 /// `output_path`. Without a path, or with "-", only checks that the component exists. Problems are
-/// reported as errors on the reporter's stream. 1 on success, 0 on failure.
+/// reported as errors on the reporter's stream. The file is replaced whole: when it cannot be
+/// completed (a full disk, a failed close) the old file stays and the result is 0, so a caller
+/// never records a file cut short. 1 on success, 0 on failure.
 [[nodiscard]] int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
                                        const char* component_name);
 

@@ -32,6 +32,7 @@
 #include "libibis/src/source.h"
 #include "libibis/src/wvfrm.h"
 #include "tarn/documentation.h"
+#include "writers/safe_file.h"
 #include "writers/wrt.h"
 
 namespace tarn {
@@ -506,17 +507,18 @@ void write_component(DocText& out, const IbisDocument* document, const Component
   write_models(out, document, pins, models);
 }
 
+// Replaced whole, so a failure leaves the earlier listing rather than half of a new one.
 bool write_file(const char* path, const std::string& text) {
-  std::FILE* file = std::fopen(path, "w");
-  if (!file) {
+  SafeFile file(path);
+  if (!file.stream()) {
     RPT_Error("Unable to open documentation file.");
     WRT_ReportUnopened(path);
     return false;
   }
-  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
   // A short write shows as a failed close: the listing is not complete either way.
-  if (std::fclose(file) != 0 || !written) {
+  if (!file.Write(text) || !file.Commit()) {
     RPT_Error("Unable to close documentation file.");
+    WRT_ReportUnwritten(path, file.error());
     return false;
   }
   return true;

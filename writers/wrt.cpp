@@ -1,6 +1,7 @@
 #include "writers/wrt.h"
 
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -58,6 +59,10 @@ bool WRT_CheckSource(const char* source, std::FILE* report, const PassedDocument
     report = discard.get();
   }
   return SRC_CheckOne(source, report, write);
+}
+
+void WRT_ReportUnwritten(const char* path, int error) {
+  RPT_Error("Unable to write file \"%s\": %s", path, std::strerror(error));
 }
 
 }  // namespace tarn

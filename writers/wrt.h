@@ -39,5 +39,8 @@ const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component
 
 /// Reports an output file that could not be opened, after the writer's own message.
 void WRT_ReportUnopened(const char* path);
+/// Reports why an output file could not be completed (an errno value), after the writer's own
+/// message; the file in its place, if any, is the one that was there before.
+void WRT_ReportUnwritten(const char* path, int error);
 
 }  // namespace tarn

@@ -4,7 +4,10 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <ctime>
+#include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -14,6 +17,10 @@
 
 class CIbisCompMdls;
 
+// Threads: every member takes the library's process-wide hold, so objects may be shared between
+// threads. A text handed out stays valid while the object lives: when the library fills the
+// object again (its source changed), the earlier values are kept aside, not freed, and the next
+// answers come from the new ones. Only the caller's own setters change values in place.
 class TARN_API CIbisCompInfo {
  public:
   /// How PopulateInfo goes about it; kSkipCompiled reads the source's pins without looking for
@@ -26,17 +33,17 @@ class TARN_API CIbisCompInfo {
   CIbisCompInfo& operator=(const CIbisCompInfo&);
   ~CIbisCompInfo();
 
-  const char* Name() const { return text_[eIbisCompName].c_str(); }
-  const char* SourceFile() const { return text_[eIbisSourceFile].c_str(); }
+  const char* Name() const;
+  const char* SourceFile() const;
   /// When the compiled information was made (or, kept out of date, the source it stands for).
-  std::time_t CompileDate() const { return compile_date_; }
-  int GetPinCount() const { return static_cast<int>(pins_.size()); }
-  eIbisStatus GetStatus() const { return status_; }
-  void SetStatus(eIbisStatus status) { status_ = status; }
+  std::time_t CompileDate() const;
+  int GetPinCount() const;
+  eIbisStatus GetStatus() const;
+  void SetStatus(eIbisStatus status);
   /// True for the two usable statuses, 6 and 7.
-  bool IsStatusOk() const { return status_ == eIbisOutOfDateKept || status_ == eIbisCurrent; }
-  int IsVisited() const { return visited_; }
-  void SetVisited(int visited) { visited_ = visited; }
+  bool IsStatusOk() const;
+  int IsVisited() const;
+  void SetVisited(int visited);
 
   /// Discards the pins and makes `count` empty ones.
   void AddPinDesc(int count);
@@ -51,7 +58,7 @@ class TARN_API CIbisCompInfo {
   /// chooses the slot.
   int SetModelParam(eIbisParam id, double value, int pin, eTypMinMax corner);
   /// The same kinds read back; 1 when the value exists. A list reads as its items separated by
-  /// one blank.
+  /// one blank, each list in a text of its own.
   int GetModelParam(eIbisParam id, const char** value, int pin) const;
   int GetModelParam(eIbisParam id, int* value, int pin) const;
   int GetModelParam(eIbisParam id, double* value, int pin, eTypMinMax corner) const;
@@ -91,29 +98,48 @@ class TARN_API CIbisCompInfo {
   struct PinDesc {
     std::array<std::string, kPinTexts> text;
     std::array<std::vector<std::string>, kPinLists> list;
+    std::array<std::string, kPinLists> joined;  // each list read as one text
     std::array<int, kPinInts> integer{};
     std::array<bool, kPinInts> integer_set{};
     std::array<Triple, kPinTriples> triple;
-    mutable std::string joined;  // a list read as one text
+  };
+  // What one fill gives: the texts and values of the component and its pins. The pins are
+  // shared with the copies a change of a text makes.
+  struct Data {
+    std::array<std::string, 5> text;  // ids 0 to 4; id 3 is unused as a text
+    int integer = 0;                  // id 3
+    bool integer_set = false;
+    std::array<Triple, 3> package;  // ids 5 to 7
+    std::shared_ptr<std::vector<PinDesc>> pins = std::make_shared<std::vector<PinDesc>>();
   };
 
   /// Fills the object: reads the compiled file, compiling the source first when needed.
   eRdIbisResult PopulateInfo(ePopInfOpt option);
   /// Reads the pins straight from the source (no compiled file): status 5, or 2 on failure.
   eRdIbisResult ParseIbisPinInfo();
-  /// Reads the compiled file back; true when it was accepted.
-  bool ReadCompiled();
+  /// Reads the compiled file `path` into fresh values, which replace the current ones when it
+  /// is accepted; true then.
+  bool ReadCompiled(const std::string& path);
+  /// After a compile that could not run or write: the older compiled file `path`, when it reads,
+  /// stays in use (status 6); else `failed` is the status.
+  void KeepOlderCompiled(const std::string& path, eIbisStatus failed);
   int ListModel(std::ostream& out, const char* model, eTypMinMax corner, bool outline) const;
+  /// The current values of pin `pin`, or null for an index outside the pins.
+  PinDesc* PinAt(int pin) const;
+  /// Makes `fresh` the current values; the current ones are kept aside for readers.
+  void Publish(std::unique_ptr<Data> fresh);
+  /// Sets one component text as the library does it: on a copy of the values, published.
+  void SetText(eIbisParam id, const std::string& value);
 
   CIbisCompMdls* owner_;
-  std::array<std::string, 5> text_;  // ids 0 to 4; id 3 is unused as a text
-  int integer_ = 0;                  // id 3
-  bool integer_set_ = false;
-  std::array<Triple, 3> package_;  // ids 5 to 7
+  std::unique_ptr<Data> data_;
+  std::vector<std::unique_ptr<Data>> retired_;  // earlier fills, still readable by callers
   std::time_t compile_date_ = 0;
+  // The source's modification time (ns) that the compiled information stands for; none when
+  // unknown.
+  std::optional<int64_t> source_time_;
   eIbisStatus status_ = eIbisNew;
   int visited_ = 0;
   std::string label_;      // of the source index that knows the component
   std::string directory_;  // of its source
-  std::vector<PinDesc> pins_;
 };

@@ -3,6 +3,12 @@
 // or older than the source, records the compiled file, and hands back the component's
 // CIbisCompInfo. Derive from it to add source indexes and to route the log, the compile status
 // and the recompile question into the program's own user interface.
+//
+// Threads: every member takes the library's process-wide hold, so threads that call at once
+// are served one after the other; the virtual members are called under it. Texts handed out
+// (a source's directory and file, a component's values) stay valid while the library lives,
+// also across SetSearchPaths and recompiles. The walk of GetFirstIBISComp/GetNextIBISComp is one
+// per library: two threads walking at once share it.
 #pragma once
 
 #include <cstdio>
@@ -38,7 +44,10 @@ class TARN_API CIbisCompMdls {
   /// Init(dir), then keeps `context` (a ".lmc" or ".prj" path) for every reading.
   virtual int Init(const char* dir, const char* context);
   /// Makes `dir` the compiled-files directory (created when missing) and opens its compiled
-  /// store "compibis.ibx"; the reader log becomes "tarn_rdr.txt" there. 0 when `dir` is null.
+  /// store "compibis.ibx"; the reader log becomes "tarn_rdr.txt" there. A store that is there
+  /// but does not load is kept aside as "compibis.ibx.bad" (".bad1" and on when that exists),
+  /// said through MessageBox, and a new one started whose names skip the files already there.
+  /// 0 when `dir` is null.
   virtual int Init(const char* dir);
   /// Saves the compiled store when it changed and `save` is set, then frees it.
   virtual int Fini(int save);
@@ -53,7 +62,11 @@ class TARN_API CIbisCompMdls {
   virtual void ReleaseLogFD();
   virtual int OpenIBISLog();
   virtual int CloseIBISLog();
-  /// Keeps the old log as "tarn_rdr.bak" and starts a new one with its heading.
+  /// Keeps the current log as "tarn_rdr.bak" and starts a new one with its heading. There is
+  /// one backup: an existing "tarn_rdr.bak" is replaced by the current log, so after two clears
+  /// it holds the log between them. Without a current log the backup is left as it is; a log
+  /// that cannot be renamed is left as it is too, and the message box says the new one could
+  /// not be started.
   virtual int ClearIBISLog();
   /// Told that the log changed; does nothing here.
   virtual void RefreshLogDisplay();
@@ -72,6 +85,15 @@ class TARN_API CIbisCompMdls {
   /// is known; not populated. Null when none is.
   CIbisCompInfo* GetIbisCompInfo(const char* name1, const char* name2, const char* tech_name,
                                  int flag);
+  /// A component for a calling program whose own part library knows it only by name, pin count
+  /// and one model type for all its pins. Looked up, compiled and read as GetIbisCompInfo(name,
+  /// result, 0) does; when that gives no usable information (status 6 or 7) and `pin_count` is
+  /// above 0, the object stands in with pins "1" to `pin_count`, each of model type `type`
+  /// without a model name, and keeps its status, so IsStatusOk still tells the caller that no
+  /// IBIS model was found. A usable component is returned as it is. Null only when the object
+  /// cannot be made.
+  CIbisCompInfo* GetIbisCompInfoAsKdf(const char* name, eRdIbisResult* result, model_type type,
+                                      int pin_count);
   /// The first index that knows `component` gives its source's directory and file, the
   /// index's label and the entry's text. Non-zero when found.
   int FindSrcForIbisModel(const char* component, const char** dir, const char** file,
@@ -87,8 +109,12 @@ class TARN_API CIbisCompMdls {
   /// Status 6 becomes 7: the out-of-date question is not asked again until the source changes.
   void ClearCompileOodFlags();
   void ClearVisitedFlags();
-  const char* GetCompileLogPath() const { return log_path_.c_str(); }
+  const char* GetCompileLogPath() const;
+  /// The indent of the lines about each compile, and of the reader's findings in the log.
   void SetIbisLogIndents(int first, int second);
+  /// Stores a layout number for the log, as programs written for the library set it. The log
+  /// has one layout (the reader's lines, each compile between its two lines), so nothing reads
+  /// the number: it is kept only so that such programs build and run unchanged.
   void SetIbisLogFormat(int format);
 
   /// Writes one model of a compiled component to `out` (see CIbisCompInfo::ListSimModel); the
@@ -111,20 +137,28 @@ class TARN_API CIbisCompMdls {
   friend class CIbisCompInfo;
   struct SrcIndex;
 
+  /// The compiled file the store records for `name`; null when none, or when the store names
+  /// something other than a plain file of its folder (refused and said).
   const char* FindCompiledForIbisModel(const char* name);
+  /// The next generated name whose file does not exist yet.
   const char* GetNextCompiledName();
+  /// Reads the source and writes its compiled file; `write_failed` (when given) tells that a
+  /// failure was the writer's, not the source's.
   eRdIbisResult RunRdIbis(const char* source, const char* component, const char* compiled_path,
-                          std::FILE* log);
+                          std::FILE* log, bool* write_failed = nullptr);
   int AddCompiledItem(const char* component, const char* file_name);
   const char* GetCbxDirectory() const { return store_dir_.c_str(); }
   bool ReloadSrcIndex(SrcIndex* index, int messages);
   int IterateComps(const char** name, const char** file, const char** dir, const char** label,
                    const char** extra);
+  void OpenStore(const std::string& path);
 
   std::vector<std::unique_ptr<SrcIndex>> sources_;
+  // Keyed by the name in lower case: the store finds "PART" and "part" as one component.
   std::unordered_map<std::string, std::unique_ptr<CIbisCompInfo>> components_;
   std::unique_ptr<tarn::ListDb> store_;
   bool store_changed_ = false;
+  bool store_kept_ = false;  // a store that failed to load could not be set aside: never saved
   tarn::ListDbEntry* store_last_ = nullptr;
   std::string store_last_name_;
   std::string store_dir_;
@@ -135,4 +169,8 @@ class TARN_API CIbisCompMdls {
   std::string context_path_;
   size_t walk_source_ = 0;  // GetFirstIBISComp/GetNextIBISComp position
   size_t walk_entry_ = 0;
+  // Source indexes replaced by SetSearchPaths or EmptySrcLists: callers may still read texts
+  // handed out from them.
+  std::vector<std::unique_ptr<SrcIndex>> retired_sources_;
+  std::vector<std::unique_ptr<tarn::ListDb>> retired_indexes_;
 };

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <memory>
 #include <new>
 #include <set>
 #include <unordered_map>
@@ -35,7 +36,9 @@ struct BlockState {
 struct PackageModelState {
   PackageModel* current = nullptr;
   BlockState block;
-  std::set<std::string> searched;  // .pkg files the search has read in this reading
+  // .pkg files the search has read in this reading. Shared, not copied, by the state a nested
+  // reading saves: a copy per package file read made a folder of them quadratic.
+  std::shared_ptr<std::set<std::string>> searched = std::make_shared<std::set<std::string>>();
 };
 
 PackageModelState g_pkgmdl;
@@ -490,10 +493,10 @@ int PKGMDL_SearchPackageFiles(std::string_view name) {
   for (const std::string& file : package_files(directory)) {
     const std::string path = directory + file;
     // A file is read once per reading: a second time would only duplicate its models.
-    if (g_pkgmdl.searched.count(path) != 0 || !defines_package(path, name)) continue;
+    if (g_pkgmdl.searched->count(path) != 0 || !defines_package(path, name)) continue;
     matched = 1;
+    g_pkgmdl.searched->insert(path);
     read_package_file(path);
-    g_pkgmdl.searched.insert(path);  // after the reading, which restores this state
   }
   return matched;
 }

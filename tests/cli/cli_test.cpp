@@ -114,6 +114,40 @@ TEST(Tool, UnreadableFilesAreToolErrorsAndTheOthersAreStillRead) {
   EXPECT_NE(r.out.find("File good.ibs  Errors: 0  Compile Passed\n"), std::string::npos);
 }
 
+// The report keeps the reader's own line; the tool says on standard error what it found.
+TEST(Tool, ARefusedVersionIsExplainedInOneLine) {
+  tarn::test::TempDir dir;
+  std::filesystem::create_directory(dir.path() / "folder.ibs");
+  dir.write("empty.ibs", "");
+  dir.write("binary.ibs", std::string("\x7f"
+                                      "ELF\x02\x01\x00\x00\n\xff\xfe",
+                                      12));
+  dir.write("later.ibs", "| a comment\n[IBIS Ver]   4.1  | the newer rules\n[Component] X\n");
+  dir.write("headless.ibs", "[Component] X\n[IBIS Ver] 3.2\n");
+  struct Case {
+    const char* file;
+    const char* explained;
+  };
+  for (const Case& c : {
+           Case{"folder.ibs", "tarn: 'folder.ibs' is a directory\n"},
+           Case{"empty.ibs", "tarn: 'empty.ibs' is empty: it has no [IBIS Ver] line\n"},
+           Case{"binary.ibs", "tarn: 'binary.ibs' has no [IBIS Ver] line\n"},
+           Case{"later.ibs",
+                "tarn: 'later.ibs' declares IBIS version 4.1; this reader takes versions 1.1 to "
+                "3.2\n"},
+           Case{"headless.ibs",
+                "tarn: 'headless.ibs' has no [IBIS Ver] line before its first keyword\n"},
+       }) {
+    const ToolRun r = run_tool(std::string("check ") + c.file, dir);
+    EXPECT_EQ(r.status, 1) << c.file;
+    EXPECT_EQ(r.out, std::string("ERROR ") + c.file +
+                         " - Unsupported or Illegal IBIS Version Number\nFile " + c.file +
+                         "  Errors: 1  Compile Failed\n\n")
+        << c.file;
+    EXPECT_EQ(r.err, c.explained);
+  }
+}
+
 std::string read_file(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   std::stringstream s;
@@ -197,10 +231,11 @@ TEST(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
   std::filesystem::create_directory(dir.path() / "src");
   dir.write("src/part.ibs", kCompilable);
   dir.write("src/later.ibs", "[IBIS Ver] 4.0\n[Component] Later\n[End]\n");
+  dir.write("src/bad.ibs", "[IBIS Ver] 3.2\n[File Name] bad.ibs\n[Component] Bad\n[End]\n");
   const ToolRun index = run_tool("index src", dir);
   EXPECT_EQ(index.status, 1) << "a source could not be read";
   EXPECT_EQ(index.err, "tarn: index: 'later.ibs' could not be read (no component found)\n");
-  const std::string summary = "src/ibisindex.ibx: 1 component\n";
+  const std::string summary = "src/ibisindex.ibx: 2 components\n";
   ASSERT_GE(index.out.size(), summary.size());
   EXPECT_EQ(index.out.substr(index.out.size() - summary.size()), summary);
 
@@ -222,6 +257,12 @@ TEST(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
   const ToolRun unknown = run_tool("lib --cache cache --index src/ibisindex.ibx Nowhere", dir);
   EXPECT_EQ(unknown.status, 1);
   EXPECT_NE(unknown.out.find("status: 1 IBIS source not found\n"), std::string::npos);
+  const ToolRun failed = run_tool("lib --cache cache --index src/ibisindex.ibx Bad", dir);
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_NE(failed.out.find("status: 2 IBIS source has syntax errors\ncompiled file: -\n"
+                            "compiled: failed (report in cache/tarn_rdr.txt)\n"),
+            std::string::npos)
+      << failed.out;
 
   struct Case {
     const char* args;

@@ -1,6 +1,11 @@
 // The model library end to end: a component asked for, compiled when needed, recorded, read
 // back into pins and parameters; the recompile question, the log and the compiled store.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -16,7 +21,7 @@
 // The private ways of filling an object, as the tests reach them.
 struct CIbisCompInfoTest {
   static eRdIbisResult PopulateFromSource(CIbisCompInfo* info, const std::string& source) {
-    info->text_[eIbisSourceFile] = source;
+    info->data_->text[eIbisSourceFile] = source;
     return info->PopulateInfo(CIbisCompInfo::kSkipCompiled);
   }
 };
@@ -42,8 +47,12 @@ class TestLibrary : public CIbisCompMdls {
     return answer;
   }
   void DisplayCompileStatus(eRdIbisResult result) override { compiles.push_back(result); }
-  void MessageBox(const char* text, eMessageIcon) override { messages.emplace_back(text); }
+  void MessageBox(const char* text, eMessageIcon) override {
+    messages.emplace_back(text);
+    if (message_fd >= 0) (void)!write(message_fd, messages.back().data(), messages.back().size());
+  }
 
+  int message_fd = -1;  // a child process's messages go to its parent through this
   int answer = 1;
   int questions = 0;
   std::vector<eRdIbisResult> compiles;
@@ -94,7 +103,17 @@ struct Library {
     lib.AddSrcIndex(index.c_str(), "src");
     lib.Init(cache.string().c_str());
   }
-  void write(const char* name, const char* text) { std::ofstream(src / name) << text; }
+  // A source written a minute ago, well before any compile of the test.
+  void write(const char* name, const std::string& text) {
+    std::ofstream(src / name) << text;
+    fs::last_write_time(src / name, fs::file_time_type::clock::now() - std::chrono::minutes(1));
+  }
+  void reindex() {
+    ::testing::internal::CaptureStdout();
+    (void)LIB_IndexFolder(src.string());
+    ::testing::internal::GetCapturedStdout();
+    lib.SetSearchPaths(1);
+  }
   // A source edited after its compile.
   void touch(const char* name) {
     fs::last_write_time(src / name, fs::file_time_type::clock::now() + std::chrono::seconds(10));
@@ -106,6 +125,42 @@ struct Library {
     return info;
   }
 };
+
+// What a session run in a child process (under a file size limit, as another user) gave: its
+// exit code and the messages it showed.
+struct ChildRun {
+  int code = -1;
+  std::string said;
+};
+
+template <class Session>
+ChildRun in_child(Session session) {
+  int pipe_fds[2];
+  if (pipe(pipe_fds) != 0) return {};
+  std::fflush(stdout);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    close(pipe_fds[0]);
+    std::freopen("/dev/null", "w", stdout);
+    _exit(session(pipe_fds[1]));
+  }
+  close(pipe_fds[1]);
+  ChildRun run;
+  char buffer[512];
+  for (ssize_t n; (n = read(pipe_fds[0], buffer, sizeof buffer)) > 0;) run.said.append(buffer, n);
+  close(pipe_fds[0]);
+  int status = 0;
+  if (pid > 0 && waitpid(pid, &status, 0) == pid && WIFEXITED(status))
+    run.code = WEXITSTATUS(status);
+  return run;
+}
+
+// A child that may not write where root could: an unprivileged user when run as root.
+void become_unprivileged() {
+  if (geteuid() != 0) return;
+  constexpr uid_t kNobody = 65534;
+  if (setgid(kNobody) != 0 || setuid(kNobody) != 0) _exit(99);
+}
 
 TEST(Library, CompilesOnFirstRequestOnly) {
   Library l;
@@ -123,7 +178,7 @@ TEST(Library, CompilesOnFirstRequestOnly) {
             "\n  Compiling IBIS model for component part from file " +
                 (l.src / "part.ibs").string() + "\n  IBIS Compilation Completed successfully\n");
 
-  EXPECT_EQ(l.ask("PART", &result), l.ask("PART", &result)) << "one object per name";
+  EXPECT_EQ(l.ask("PART", &result), info) << "names compared as the store compares them";
   EXPECT_EQ(l.ask("part", &result), info);
   EXPECT_EQ(result, eRdIbisNone);
   EXPECT_EQ(l.lib.compiles.size(), 1u) << "PART finds part's compiled file in the store";
@@ -176,6 +231,234 @@ TEST(Library, SourceWithErrorsGivesStatus2AndNoFile) {
   EXPECT_EQ(unknown->GetStatus(), eIbisNotFound);
 }
 
+TEST(Library, ARefusedReadingShowsItsErrorCount) {
+  Library l;
+  l.write("later.ibs", "[IBIS Ver] 4.0\n[File Name] later.ibs\n[Component] Later\n[End]\n");
+  const std::string index = (l.src / "later.ibx").string();
+  std::ofstream(index) << "***** This is an automatically generated file, do not edit! *****\n0\n"
+                          "Later\nlater.ibs\n\n0\n";
+  l.lib.AddSrcIndex(index.c_str(), "later");
+  l.lib.SetSearchPaths(1);
+  eRdIbisResult result = eRdIbisNone;
+  EXPECT_EQ(l.ask("Later", &result)->GetStatus(), eIbisSourceErrors);
+  EXPECT_EQ(result, eRdIbisFailed);
+  EXPECT_EQ(file_text(l.cache / "tarn_rdr.txt"),
+            "\n  Compiling IBIS model for component Later from file " +
+                (l.src / "later.ibs").string() +
+                "\n    ERROR  - Unrecognized IBIS Version\n"
+                "  IBIS Compilation Failed due to  1 Errors\n");
+}
+
+// File systems stamp times in ticks, some in whole seconds: an edit that keeps the second of the
+// compile, or the very time of the compiled file, still makes the source newer.
+TEST(Library, ASourceEditedInTheSecondOfItsCompileIsOutOfDate) {
+  Library l;
+  eRdIbisResult result = eRdIbisNone;
+  CIbisCompInfo* info = l.ask("part", &result);
+  const fs::path source = l.src / "part.ibs";
+  fs::last_write_time(source, fs::last_write_time(source) + std::chrono::nanoseconds(1));
+  l.ask("part", &result);
+  EXPECT_EQ(result, eRdIbisSuccess) << "compiled again in the same session";
+  EXPECT_EQ(info->GetStatus(), eIbisCurrent);
+
+  const auto second = std::chrono::floor<std::chrono::seconds>(fs::file_time_type::clock::now() -
+                                                               std::chrono::minutes(2));
+  fs::last_write_time(l.cache / "ib000000.cbs", second + std::chrono::milliseconds(100));
+  fs::last_write_time(source, second + std::chrono::milliseconds(600));
+  l.lib.Fini(1);
+  TestLibrary next;
+  next.AddSrcIndex(l.index.c_str(), "src");
+  next.Init(l.cache.string().c_str());
+  ::testing::internal::CaptureStdout();
+  next.GetIbisCompInfo("part", &result, 0);
+  ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(result, eRdIbisSuccess) << "compiled again in the next session";
+}
+
+TEST(Library, AComponentWithoutIbisStandsInWithTheCallersPins) {
+  Library l;
+  eRdIbisResult result = eRdIbisNone;
+  ::testing::internal::CaptureStdout();
+  CIbisCompInfo* known = l.lib.GetIbisCompInfoAsKdf("Part", &result, MT_OUTPUT, 9);
+  CIbisCompInfo* unknown = l.lib.GetIbisCompInfoAsKdf("Resistor", &result, MT_TERMINATOR, 2);
+  ::testing::internal::GetCapturedStdout();
+  EXPECT_EQ(known->GetStatus(), eIbisCurrent);
+  EXPECT_EQ(known->GetPinCount(), 2) << "a usable component as it is";
+  EXPECT_EQ(unknown->GetStatus(), eIbisNotFound);
+  ASSERT_EQ(unknown->GetPinCount(), 2);
+  EXPECT_EQ(unknown->FindIndex4Pin("2", eIbisPinName), 1);
+  int type = 0;
+  ASSERT_TRUE(unknown->GetModelParam(eIbisModelType, &type, 1));
+  EXPECT_EQ(type, MT_TERMINATOR);
+  EXPECT_EQ(unknown, l.ask("resistor", nullptr));
+}
+
+// Sixty pins: a compiled file of several kilobytes, beside a log of a few hundred bytes.
+std::string wide_source() {
+  std::string text =
+      "[IBIS Ver] 3.2\n[File Name] wide.ibs\n[Component] Wide\n[Manufacturer] Acme\n[Package]\n"
+      "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n";
+  for (int pin = 1; pin <= 60; ++pin)
+    text += std::to_string(pin) + " DQ" + std::to_string(pin) + " buf\n";
+  return text +
+         "[Model] buf\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n"
+         "[Voltage Range] 3.3 3.0 3.6\n[End]\n";
+}
+
+// A disk that fills while the compiled file is written (a file size limit, with its signal
+// ignored, makes each write past it fail as a full disk does).
+TEST(Faults, AFullDiskFailsTheCompileAndKeepsAnOlderFile) {
+  Library l;
+  l.write("wide.ibs", wide_source());
+  l.reindex();
+  const auto full_disk_session = [&l](int fd) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit{2048, 2048};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    TestLibrary lib;
+    lib.message_fd = fd;
+    lib.AddSrcIndex(l.index.c_str(), "src");
+    lib.Init(l.cache.string().c_str());
+    eRdIbisResult result = eRdIbisNone;
+    const CIbisCompInfo* info = lib.GetIbisCompInfo("Wide", &result, 0);
+    lib.Fini(1);
+    return result * 10 + info->GetStatus();
+  };
+  const ChildRun first = in_child(full_disk_session);
+  EXPECT_EQ(first.code, eRdIbisFailed * 10 + eIbisSourceErrors);
+  EXPECT_EQ(file_text(l.cache / "tarn_rdr.txt"),
+            "\n  Compiling IBIS model for component Wide from file " +
+                (l.src / "wide.ibs").string() +
+                "\n    ERROR  - Unable to close output file.\n"
+                "    ERROR  - Unable to write file \"" +
+                (l.cache / "ib000000.cbs").string() +
+                "\": File too large\n"
+                "  IBIS Compilation Failed due to  2 Errors\n");
+  EXPECT_FALSE(fs::exists(l.cache / "ib000000.cbs"));
+  const std::unique_ptr<ListDb> store =
+      ListDb::Load((l.cache / "compibis.ibx").string(), "ib%06d.cbs", false);
+  ASSERT_NE(store, nullptr);
+  EXPECT_EQ(store->Find("Wide"), nullptr) << "not recorded";
+
+  // With an older compiled file, that one stays in use and whole.
+  l.lib.Init(l.cache.string().c_str());
+  EXPECT_EQ(l.ask("Wide", nullptr)->GetStatus(), eIbisCurrent);
+  l.lib.Fini(1);
+  const std::string older = file_text(l.cache / "ib000001.cbs");
+  l.touch("wide.ibs");
+  const ChildRun again = in_child(full_disk_session);
+  EXPECT_EQ(again.code, eRdIbisFailed * 10 + eIbisOutOfDateKept);
+  EXPECT_EQ(file_text(l.cache / "ib000001.cbs"), older);
+}
+
+// A cache folder the user may read but not write, with an out-of-date component.
+TEST(Faults, AReadOnlyCacheKeepsTheOlderFileInUseAndSaysWhy) {
+  Library l;
+  l.ask("part", nullptr);
+  l.lib.Fini(1);
+  l.lib.ReleaseLogFD();
+  l.touch("part.ibs");
+  fs::permissions(l.cache / "tarn_rdr.txt",
+                  fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+  fs::permissions(l.cache,
+                  fs::perms::owner_write | fs::perms::group_write | fs::perms::others_write,
+                  fs::perm_options::remove);
+  const ChildRun run = in_child([&l](int fd) {
+    become_unprivileged();
+    TestLibrary lib;
+    lib.message_fd = fd;
+    lib.AddSrcIndex(l.index.c_str(), "src");
+    lib.Init(l.cache.string().c_str());
+    eRdIbisResult result = eRdIbisNone;
+    const CIbisCompInfo* info = lib.GetIbisCompInfo("part", &result, 0);
+    return result * 10 + info->GetStatus() + (info->GetPinCount() == 2 ? 0 : 50);
+  });
+  fs::permissions(l.cache, fs::perms::owner_all, fs::perm_options::add);
+  EXPECT_EQ(run.code, eRdIbisFailed * 10 + eIbisOutOfDateKept);
+  EXPECT_EQ(run.said, "Cannot Open IBIS Reader Log File\n" + (l.cache / "tarn_rdr.txt").string() +
+                          "\nEnsure Directory and File are Writable");
+}
+
+// A store that does not load still says which compiled file is whose: it is set aside (never
+// over an earlier one) and no compiled file it knew is overwritten.
+TEST(Faults, ADamagedStoreIsSetAsideAndItsFilesKept) {
+  struct Case {
+    const char* what;
+    const char* store;
+  };
+  for (const Case c : {Case{"garbage",
+                            "\x7f"
+                            "ELF\x02\x01\x01\n\x01\x02\x03"},
+                       Case{"a bad counter line",
+                            "***** This is an automatically generated file, do not edit! *****\n"
+                            "-1\nOther\nib000000.cbs\n\n0\n"}}) {
+    Library l;
+    const std::string store = (l.cache / "compibis.ibx").string();
+    std::ofstream(l.cache / "ib000000.cbs") << "another component's file\n";
+    for (const char* aside : {".bad", ".bad1"}) {
+      std::ofstream(store, std::ios::binary) << c.store;
+      TestLibrary lib;
+      lib.AddSrcIndex(l.index.c_str(), "src");
+      lib.Init(l.cache.string().c_str());
+      EXPECT_EQ(lib.messages,
+                std::vector<std::string>{"The compiled model index \"" + store +
+                                         "\" could not be read; it was kept as \"" + store + aside +
+                                         "\" and a new index started"})
+          << c.what;
+      EXPECT_EQ(file_text(store + aside), c.store) << c.what;
+      ::testing::internal::CaptureStdout();
+      EXPECT_EQ(lib.GetIbisCompInfo("part", nullptr, 0)->GetStatus(), eIbisCurrent);
+      ::testing::internal::GetCapturedStdout();
+      lib.Fini(1);
+    }
+    EXPECT_EQ(file_text(l.cache / "ib000000.cbs"), "another component's file\n") << c.what;
+    EXPECT_EQ(file_text(store + ".bad"), c.store) << c.what;
+  }
+
+  // One the process may not read.
+  Library l;
+  const std::string store = (l.cache / "compibis.ibx").string();
+  std::ofstream(store) << "***** This is an automatically generated file, do not edit! *****\n"
+                          "1\nOther\nib000000.cbs\n\n0\n";
+  fs::permissions(store, fs::perms::none);
+  fs::permissions(l.cache, fs::perms::all);
+  const ChildRun run = in_child([&l](int fd) {
+    become_unprivileged();
+    TestLibrary lib;
+    lib.message_fd = fd;
+    lib.Init(l.cache.string().c_str());
+    return 0;
+  });
+  EXPECT_EQ(run.said, "The compiled model index \"" + store +
+                          "\" could not be read; it was kept as \"" + store +
+                          ".bad\" and a new index started");
+  EXPECT_TRUE(fs::exists(store + ".bad"));
+}
+
+TEST(Faults, StoreEntriesNameOnlyFilesOfTheCacheFolder) {
+  for (const char* name : {"../victim.txt", "/tmp/victim.txt", "sub\\victim.cbs", "..", ""}) {
+    Library l;
+    std::ofstream(l.dir.path() / "victim.txt") << "victim\n";
+    const std::string store = (l.cache / "compibis.ibx").string();
+    std::ofstream(store) << "***** This is an automatically generated file, do not edit! *****\n"
+                            "5\npart\n"
+                         << name << "\n\n0\n";
+    TestLibrary lib;
+    lib.AddSrcIndex(l.index.c_str(), "src");
+    lib.Init(l.cache.string().c_str());
+    ::testing::internal::CaptureStdout();
+    const CIbisCompInfo* info = lib.GetIbisCompInfo("Part", nullptr, 0);
+    ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(lib.messages, std::vector<std::string>{"The compiled model index \"" + store +
+                                                     "\" names \"" + name +
+                                                     "\" for component \"Part\", which is not a "
+                                                     "file of its folder; it is not used"});
+    EXPECT_EQ(info->GetStatus(), eIbisCurrent) << name;
+    EXPECT_TRUE(fs::exists(l.cache / "ib000005.cbs")) << name;
+    EXPECT_EQ(file_text(l.dir.path() / "victim.txt"), "victim\n") << name;
+  }
+}
+
 TEST(Library, InitFiniAndTheCompiledStore) {
   TestLibrary bare;
   EXPECT_EQ(bare.Init(nullptr), 0);
@@ -215,6 +498,10 @@ TEST(Library, ReaderLogAndItsBackup) {
   l.lib.ClearIBISLog();
   EXPECT_EQ(file_text(l.cache / "tarn_rdr.bak"), first);
   EXPECT_EQ(file_text(l.cache / "tarn_rdr.txt"), "\t\tIBIS COMPILER REPORT\n\n");
+  std::ofstream(l.cache / "tarn_rdr.txt", std::ios::app) << "between\n";
+  l.lib.ClearIBISLog();
+  EXPECT_EQ(file_text(l.cache / "tarn_rdr.bak"), "\t\tIBIS COMPILER REPORT\n\nbetween\n")
+      << "one backup: the log between the two clears";
 
   TestLibrary unwritable;
   unwritable.Init((l.src / "part.ibs").string().c_str());  // a file, not a folder
@@ -229,11 +516,15 @@ TEST(Library, SourceIndexesLookupsAndWalk) {
   Library l;
   TestLibrary lib;
   const std::string missing = (l.dir.path() / "missing.ibx").string();
+  const std::string garbage = l.dir.write("garbage.ibx", "\x01\x02\n\x7f\n");
   lib.AddSrcIndex(missing.c_str(), "gone");
+  lib.AddSrcIndex(garbage.c_str(), "garbage");
   lib.AddSrcIndex(l.index.c_str(), "src");
   lib.Init(l.cache.string().c_str());
-  ASSERT_EQ(lib.messages.size(), 1u);
-  EXPECT_EQ(lib.messages[0], "Warning: IBIS index file \"" + missing + "\" could not be opened.");
+  EXPECT_EQ(lib.messages, (std::vector<std::string>{
+                              "Warning: IBIS index file \"" + missing + "\" could not be opened.",
+                              "Warning: IBIS index file \"" + garbage +
+                                  "\" is unreadable: it is not an index file."}));
 
   const char* dir = nullptr;
   const char* file = nullptr;

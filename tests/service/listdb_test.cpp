@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <locale>
 #include <random>
 #include <sstream>
+
+#include "writers/safe_file.h"
 
 namespace tarn {
 namespace {
@@ -199,10 +202,11 @@ TEST_F(ListDbTest, FailedSaveLeavesPreviousFileWhole) {
   const std::string before = Read(file);
   ASSERT_TRUE(db->Add("Two", nullopt, nullopt, 0));
 
-  fs::create_directory(file + ".tmp");  // the temporary file cannot be created
-  EXPECT_FALSE(db->Save());
+  SFL_SetStepHook(
+      [](SafeFileStep step, const char*) { return step == SafeFileStep::kWritten ? ENOSPC : 0; });
+  EXPECT_FALSE(db->Save()) << "a full disk";
+  SFL_SetStepHook(nullptr);
   EXPECT_EQ(Read(file), before);
-  fs::remove(file + ".tmp");
   ASSERT_TRUE(db->Save());
   EXPECT_EQ(Read(file), kBanner + "2\nOne\nib000000.cbs\n\n0\nTwo\nib000001.cbs\n\n0\n");
 
@@ -210,7 +214,8 @@ TEST_F(ListDbTest, FailedSaveLeavesPreviousFileWhole) {
   fs::create_directories(Path("dir.ibx/inside"));
   auto blocked = ListDb::Create(Path("dir.ibx"), "f%d", false);
   EXPECT_FALSE(blocked->Save());
-  EXPECT_FALSE(fs::exists(Path("dir.ibx.tmp")));
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir_), fs::directory_iterator()), 2)
+      << "no temporary file left beside keep.ibx and dir.ibx";
   EXPECT_FALSE(ListDb::Create(Path("no/such.ibx"), "f%d", false)->Save());
 }
 

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <filesystem>
@@ -16,6 +17,7 @@
 #include "libibis/src/rpt.h"
 #include "tarn/compile.h"
 #include "test_support.h"
+#include "writers/safe_file.h"
 
 namespace tarn::test {
 namespace {
@@ -664,6 +666,27 @@ TEST(CompiledFile, AnUnopenableOutputIsTwoErrors) {
   EXPECT_EQ(c.report.substr(0, prefix.size()), prefix);
   EXPECT_NE(c.report.find("missing-folder/out.cbs\"\n"), std::string::npos) << c.report;
   EXPECT_FALSE(c.file.has_value());
+}
+
+// A disk that fills before the file is complete: the older file stays whole and the result says
+// the file was not written, so a caller records nothing.
+TEST(CompiledFile, AFullDiskKeepsTheOlderFileAndSaysWhy) {
+  ReadResult read = read_source(kTwoComponents, "t.ibs", /*want_document=*/true);
+  ASSERT_NE(read.document, nullptr);
+  TempDir dir;
+  ScopedCwd cwd(dir.path());
+  dir.write("out.cbs", "older\n");
+  SFL_SetStepHook(
+      [](SafeFileStep step, const char*) { return step == SafeFileStep::kWritten ? ENOSPC : 0; });
+  MemStream report;
+  RPT_SetStream(report.get());
+  EXPECT_EQ(CBS_CompileComponent(read.document.get(), "out.cbs", "First"), 0);
+  RPT_SetStream(nullptr);
+  SFL_SetStepHook(nullptr);
+  EXPECT_EQ(report.text(),
+            "ERROR t.ibs - Unable to close output file.\n"
+            "ERROR t.ibs - Unable to write file \"out.cbs\": No space left on device\n");
+  EXPECT_EQ(file_text(dir.path() / "out.cbs"), std::optional<std::string>("older\n"));
 }
 
 TEST(CompiledFile, EscapingDoublesQuotesWithinItsBudget) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <clocale>
 #include <filesystem>
 #include <fstream>
@@ -18,6 +19,7 @@
 #include "libibis/src/rpt.h"
 #include "tarn/documentation.h"
 #include "test_support.h"
+#include "writers/safe_file.h"
 
 namespace tarn {
 namespace {
@@ -616,7 +618,7 @@ TEST(DocWriter, ReportsAComponentItCannotChooseAndWritesNothing) {
   }
 }
 
-TEST(DocWriter, ReportsAFileItCannotOpen) {
+TEST(DocWriter, ReportsAFileItCannotOpenOrComplete) {
   const test::DocumentPtr document =
       read_clean(joined({kSourceHead, kSourcePart, kSourcePins, kSourceModel, "[End]\n"}));
   ASSERT_NE(document, nullptr);
@@ -632,6 +634,22 @@ TEST(DocWriter, ReportsAFileItCannotOpen) {
             "ERROR t.ibs - Unable to open documentation file.\n"
             "ERROR t.ibs - Unable to open file \"" +
                 path + "\"\n");
+
+  // A disk that fills before the listing is complete: the earlier listing stays whole.
+  test::ScopedCwd cwd(dir.path());
+  dir.write("doc.txt", "earlier listing\n");
+  SFL_SetStepHook(
+      [](SafeFileStep step, const char*) { return step == SafeFileStep::kWritten ? ENOSPC : 0; });
+  test::MemStream full;
+  RPT_SetStream(full.get());
+  EXPECT_FALSE(DOC_WriteComponent(document.get(), "doc.txt", "Part"));
+  RPT_SetStream(nullptr);
+  SFL_SetStepHook(nullptr);
+  EXPECT_EQ(full.text(),
+            "ERROR t.ibs - Unable to close documentation file.\n"
+            "ERROR t.ibs - Unable to write file \"doc.txt\": No space left on device\n");
+  std::ifstream in(dir.path() / "doc.txt");
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), "earlier listing\n");
 }
 
 // Without a report the findings still count: a source with an error gets no listing.

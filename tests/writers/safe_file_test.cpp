@@ -1,0 +1,67 @@
+#include "writers/safe_file.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "test_support.h"
+
+namespace tarn::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string read(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+SafeFileStep g_failing_step;
+int fail_at_step(SafeFileStep step, const char*) { return step == g_failing_step ? ENOSPC : 0; }
+
+// A failure at any step before the rename leaves the old file and no temporary file; the rename
+// makes the new content the file's.
+TEST(SafeFile, TheTargetHoldsTheOldOrTheNewContentNeverAPart) {
+  struct Case {
+    SafeFileStep step;
+    bool replaced;
+  };
+  for (const Case c : {Case{SafeFileStep::kCreated, false}, Case{SafeFileStep::kWritten, false},
+                       Case{SafeFileStep::kSynced, false}, Case{SafeFileStep::kRenamed, true}}) {
+    TempDir dir;
+    const std::string target = dir.write("f.cbs", "old\n");
+    g_failing_step = c.step;
+    SFL_SetStepHook(fail_at_step);
+    const int error = SFL_WriteFile(target, "new\n");
+    SFL_SetStepHook(nullptr);
+    EXPECT_EQ(error, c.replaced ? 0 : ENOSPC) << static_cast<int>(c.step);
+    EXPECT_EQ(read(target), c.replaced ? "new\n" : "old\n") << static_cast<int>(c.step);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
+        << "a temporary file was left at step " << static_cast<int>(c.step);
+  }
+}
+
+TEST(SafeFile, RealFailuresAreReportedWithTheirReason) {
+  TempDir dir;
+  EXPECT_EQ(SFL_WriteFile((dir.path() / "no" / "f.cbs").string(), "x"), ENOENT);
+  fs::create_directories(dir.path() / "d.cbs" / "inside");
+  EXPECT_NE(SFL_WriteFile((dir.path() / "d.cbs").string(), "x"), 0) << "a folder in the way";
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
+      << "the temporary file is gone";
+
+  {
+    SafeFile abandoned((dir.path() / "never.cbs").string());
+    ASSERT_NE(abandoned.stream(), nullptr);
+    ASSERT_TRUE(abandoned.Write("x"));
+  }
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
+      << "a file never committed leaves nothing";
+}
+
+}  // namespace
+}  // namespace tarn::test

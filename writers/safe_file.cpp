@@ -1,0 +1,102 @@
+#include "writers/safe_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+
+namespace tarn {
+namespace {
+
+std::atomic<SafeFileHook> g_hook{nullptr};
+
+std::string directory_of(const std::string& path) {
+  const size_t sep = path.find_last_of('/');
+  if (sep == std::string::npos) return ".";
+  return sep == 0 ? "/" : path.substr(0, sep);
+}
+
+// The rename is only durable once the folder's entry is on disk too; a folder that cannot be
+// synced (some file systems refuse) changes nothing about the content.
+void sync_directory(const std::string& path) {
+  const int fd = ::open(directory_of(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  (void)::fsync(fd);
+  ::close(fd);
+}
+
+}  // namespace
+
+void SFL_SetStepHook(SafeFileHook hook) { g_hook.store(hook); }
+
+SafeFile::SafeFile(std::string target) : target_(std::move(target)) {
+  // Beside the target, so the rename stays within one file system; named after the process so
+  // that two processes sharing a folder never write into each other's file.
+  temp_ = target_ + "." + std::to_string(static_cast<long>(::getpid())) + ".tmp";
+  const int fd = ::open(temp_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) {
+    error_ = errno;
+    return;
+  }
+  stream_ = ::fdopen(fd, "w");
+  if (!stream_) {
+    error_ = errno;
+    ::close(fd);
+    (void)::unlink(temp_.c_str());
+    return;
+  }
+  if (!Step(SafeFileStep::kCreated)) {
+    std::fclose(stream_);
+    stream_ = nullptr;
+    (void)::unlink(temp_.c_str());
+  }
+}
+
+SafeFile::~SafeFile() {
+  if (stream_) std::fclose(stream_);
+  if (!committed_) (void)::unlink(temp_.c_str());
+}
+
+bool SafeFile::Write(std::string_view data) {
+  if (!stream_) return false;
+  if (data.empty() || std::fwrite(data.data(), 1, data.size(), stream_) == data.size()) return true;
+  return Fail(errno);
+}
+
+bool SafeFile::Fail(int error) {
+  if (error_ == 0) error_ = error != 0 ? error : EIO;
+  return false;
+}
+
+bool SafeFile::Step(SafeFileStep step) {
+  const SafeFileHook hook = g_hook.load();
+  const int injected = hook ? hook(step, target_.c_str()) : 0;
+  return injected == 0 || Fail(injected);
+}
+
+bool SafeFile::Commit() {
+  if (!stream_) return Fail(error_);
+  std::FILE* stream = stream_;
+  stream_ = nullptr;
+  bool ok = error_ == 0 && (std::ferror(stream) == 0 || Fail(EIO));
+  ok = ok && (std::fflush(stream) == 0 || Fail(errno));
+  ok = ok && Step(SafeFileStep::kWritten);
+  ok = ok && (::fsync(::fileno(stream)) == 0 || Fail(errno));
+  const bool closed = std::fclose(stream) == 0 || Fail(errno);
+  ok = ok && closed && Step(SafeFileStep::kSynced);
+  ok = ok && (std::rename(temp_.c_str(), target_.c_str()) == 0 || Fail(errno));
+  if (!ok) return false;
+  committed_ = true;
+  sync_directory(target_);
+  (void)Step(SafeFileStep::kRenamed);  // done: a hook here only watches
+  return true;
+}
+
+int SFL_WriteFile(const std::string& target, std::string_view content) {
+  SafeFile file(target);
+  return file.Write(content) && file.Commit() ? 0 : file.error();
+}
+
+}  // namespace tarn

@@ -1,0 +1,61 @@
+// Replacing a file whole: the new content goes to a temporary file beside the target, is flushed
+// and synced, and is then renamed over the target. A crash or a full disk at any point leaves
+// either the old file or the new one, never a file cut short.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+
+namespace tarn {
+
+/// The steps of a replacement, in order, as the step hook sees them.
+enum class SafeFileStep {
+  kCreated,  ///< the temporary file exists, nothing written
+  kWritten,  ///< everything written and flushed to the system, not yet synced
+  kSynced,   ///< synced and closed, not yet renamed
+  kRenamed,  ///< the target holds the new content
+};
+
+/// Called at each step with the target's path. A hook that returns an errno value makes that
+/// step fail with it (0: go on). For tests that kill a process or fail a disk at a given step.
+using SafeFileHook = int (*)(SafeFileStep step, const char* target);
+void SFL_SetStepHook(SafeFileHook hook);
+
+/// A replacement of one file in progress. Leftover temporary files of a killed process are
+/// named "<target>.<pid>.tmp" and are harmless.
+class SafeFile {
+ public:
+  /// Creates the temporary file; stream() is null when it could not be made (see error()).
+  explicit SafeFile(std::string target);
+  /// Removes the temporary file unless Commit succeeded.
+  ~SafeFile();
+  SafeFile(const SafeFile&) = delete;
+  SafeFile& operator=(const SafeFile&) = delete;
+
+  /// Where the new content is written; null when the file could not be made.
+  std::FILE* stream() const { return stream_; }
+  /// Writes `data`; false (noting why) when it could not be written whole.
+  bool Write(std::string_view data);
+  /// Flushes, syncs and closes the temporary file and renames it over the target. False when
+  /// anything failed, the target then left as it was.
+  [[nodiscard]] bool Commit();
+  /// The errno value of the first failure, 0 while there is none.
+  int error() const { return error_; }
+
+ private:
+  bool Step(SafeFileStep step);
+  bool Fail(int error);
+
+  std::string target_;
+  std::string temp_;
+  std::FILE* stream_ = nullptr;
+  int error_ = 0;
+  bool committed_ = false;
+};
+
+/// Replaces `target` with `content` through a SafeFile. 0 on success, else the errno value of
+/// the failure.
+[[nodiscard]] int SFL_WriteFile(const std::string& target, std::string_view content);
+
+}  // namespace tarn
