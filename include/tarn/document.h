@@ -703,6 +703,7 @@ class TARN_API ReadResult {
 /// Reads and checks `text` as the source `shown_name` (no file is written or read for it); the
 /// kind comes from that name's extension. Package and board files that the source names are
 /// read from the folder of `shown_name` when it has one, else from the working directory.
+/// An empty shown name (like an empty path) reads nothing and finds nothing.
 [[nodiscard]] TARN_API ReadResult read_text(std::string_view text, std::string_view shown_name,
                                             const ReadOptions& options = {});
 
