@@ -200,7 +200,8 @@ struct Finding {
   std::string file;
   /// The source line; absent for the checks that run once a section or the file has ended.
   std::optional<std::uint32_t> line;
-  /// The message as the report writes it, joined on one line.
+  /// The message as the report writes it, its two-line form joined on one line. The few
+  /// messages that break a line themselves (a curve check's second line) keep that break.
   std::string message;
 };
 
