@@ -367,6 +367,24 @@ INSTANTIATE_TEST_SUITE_P(BothEntries, Records, ::testing::Values(Entry::File, En
                            return info.param == Entry::File ? "read_file" : "read_text";
                          });
 
+TEST(Settings, TheFileSpelling) {
+  const std::pair<std::string_view, std::string_view> texts[] = {
+      {to_text(MT_IO_OPEN_DRAIN), "I/O_open_drain"},
+      {to_text(MT_3STATE_ECL), "3-state_ECL"},
+      {to_text(MT_NO_TYPE), ""},
+      {to_text(ModelPolarity::NonInverting), "Non-Inverting"},
+      {to_text(ModelPolarity::Invalid), ""},
+      {to_text(ModelEnable::ActiveHigh), "Active-High"},
+      {to_text(SubmodelKind::DynamicClamp), "Dynamic_clamp"},
+      {to_text(AddSubmodelMode::All), "All"},
+      {to_text(AddSubmodelMode::Invalid), ""},
+      {to_text(ModelSpecParam::VinlMinus), "Vinl-"},
+      {to_text(ModelSpecParam::DOvershootTime), "D_overshoot_time"},
+      {to_text(Severity::ProgramBug), "PROGRAM BUG"},
+  };
+  for (const auto& [text, expected] : texts) EXPECT_EQ(text, expected);
+}
+
 TEST(DocumentView, EmptyAndRepeatedNames) {
   const DocumentView empty;
   EXPECT_TRUE(empty.components().empty());
