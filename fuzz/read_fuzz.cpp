@@ -4,19 +4,29 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
+#include <vector>
 
 #include "fuzz_support.h"
 #include "tarn/document.h"
 
 namespace {
 
+// The tab warning is given once in the life of the library, so only the first reading of a
+// file with tabs has it.
+std::vector<const tarn::Finding*> compared(const tarn::ReadResult& r) {
+  std::vector<const tarn::Finding*> kept;
+  for (const tarn::Finding& f : r.findings())
+    if (f.message != "IBIS files should not contain tab characters.") kept.push_back(&f);
+  return kept;
+}
+
 bool same_findings(const tarn::ReadResult& a, const tarn::ReadResult& b) {
-  const auto x = a.findings();
-  const auto y = b.findings();
+  const auto x = compared(a);
+  const auto y = compared(b);
   if (x.size() != y.size()) return false;
   for (size_t i = 0; i < x.size(); ++i) {
-    if (x[i].severity != y[i].severity || x[i].line != y[i].line ||
-        x[i].message != y[i].message || x[i].file != y[i].file)
+    if (x[i]->severity != y[i]->severity || x[i]->line != y[i]->line ||
+        x[i]->message != y[i]->message || x[i]->file != y[i]->file)
       return false;
   }
   return true;
