@@ -15,6 +15,7 @@
 #include "service/source_index.h"
 #include "service/source_selectors.h"
 #include "tarn/compile.h"
+#include "tarn/document.h"
 #include "tarn/documentation.h"
 #include "tarn/ibis_comp_mdls.h"
 #include "tarn/navig_prs.h"
@@ -126,8 +127,11 @@ int run_check(const std::vector<const char*>& args) {
     else unreadable = true;
   }
   bool passed = true;
-  if (!sources.empty()) {
-    passed = tarn::IBIS_CheckFilesToStream(sources.data(), static_cast<int>(sources.size()), stdout) == 1;
+  tarn::ReadOptions options;
+  options.report = stdout;
+  options.banner = true;
+  for (const char* path : sources) {
+    if (!tarn::read_file(path, options).passed()) passed = false;
   }
   std::fflush(stdout);
   explain_refused_versions(sources);

@@ -7,12 +7,10 @@
 #include <system_error>
 
 #include "libibis/src/cmn.h"
-#include "libibis/src/cmpnt.h"
 #include "libibis/src/guard.h"
-#include "libibis/src/ibis.h"
 #include "service/lib_files.h"
 #include "service/listdb.h"
-#include "tarn/reader.h"
+#include "tarn/document.h"
 
 namespace tarn {
 namespace {
@@ -38,20 +36,20 @@ SourceIndexResult LIB_IndexFolder(const std::string& folder) {
   result.index_path = lib_join(folder, kSourceIndexName);
   // Component names are looked up without regard to case, as the compile step finds them.
   std::unique_ptr<ListDb> index = ListDb::Create(result.index_path, "", false);
+  ReadOptions options;
+  options.banner = true;  // each file read announces itself, as the reader always did here
   for (const std::filesystem::path& file : ibs_files(folder)) {
-    IbisDocument* raw = nullptr;
-    const std::string path = file.string();
-    if (IBIS_ReadSourceToStream(path.c_str(), nullptr, &raw) != 1 || !raw) {
+    const ReadResult read = read_file(file.string(), options);
+    const List<ComponentView> components = read.document().components();
+    if (!read.read() || components.empty()) {
       result.unread.push_back(file.filename().string());
       continue;
     }
     const std::string name = file.filename().string();
-    for (const auto& component : raw->components) {
-      std::string_view component_name;
-      if (!CMPNT_GetName(component.get(), &component_name) || index->Find(component_name)) continue;
-      if (index->Add(component_name, name, std::nullopt, 0)) ++result.components;
+    for (const ComponentView component : components) {
+      if (component.name().empty() || index->Find(component.name())) continue;
+      if (index->Add(component.name(), name, std::nullopt, 0)) ++result.components;
     }
-    IBIS_DestroyDocument(raw);
   }
   result.written = index->Save();
   return result;

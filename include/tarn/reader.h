@@ -21,13 +21,14 @@ TARN_API int IBIS_KindOf(const char* file_name);
 TARN_API int IBIS_DetectVersion(const char* file_name, uint32_t* line_count, int kind);
 
 /// Reads and checks one source with the report written to the file `log_path` (appended to
-/// when `append` is set, replaced otherwise; nowhere when `log_path` is null). Returns 1 when
+/// when `append` is set, replaced otherwise; nowhere when `log_path` is null: the findings are
+/// counted all the same). Returns 1 when
 /// the file was read, also when it holds errors (see IBIS_GetCounts), else 0. With
 /// `document_out`, a document holding at least one component is handed over (free it with
 /// IBIS_DestroyDocument); without a component the result is 0.
 TARN_API int IBIS_ReadSource(const char* source, const char* log_path, int append,
                              IbisDocument** document_out);
-/// The same, writing the report to an open stream (null: no report).
+/// The same, writing the report to an open stream (null: no report, findings still counted).
 TARN_API int IBIS_ReadSourceToStream(const char* source, std::FILE* report,
                                      IbisDocument** document_out);
 
@@ -45,7 +46,7 @@ TARN_API int IBIS_CheckFilesToStream(const char* const* files, int count, std::F
 TARN_API int IBIS_ReadWithContext(const char* context_path, const char* source,
                                   std::FILE* report, IbisDocument** document_out);
 
-/// The counts of the last reading.
+/// The counts of the last reading, whether or not it had a report.
 TARN_API void IBIS_GetCounts(uint32_t* errors, uint32_t* warnings, uint32_t* bugs);
 
 /// Frees a document handed over by a read.

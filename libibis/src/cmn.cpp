@@ -694,8 +694,8 @@ const char* extension_for(FileKind kind) {
 
 }  // namespace
 
-std::FILE* CMN_OpenSource(std::string_view name, FileKind kind, std::string* base_out,
-                          std::string* full_out) {
+bool CMN_ResolveSource(std::string_view name, FileKind kind, std::string* base_out,
+                       std::string* full_out) {
   TARN_ASSERT(base_out != nullptr && full_out != nullptr);
   const size_t sep = last_separator(name);
   std::string directory;
@@ -713,22 +713,28 @@ std::FILE* CMN_OpenSource(std::string_view name, FileKind kind, std::string* bas
       if (kind == FileKind::Ibs) RPT_Error("File Name Requires '.ibs' Extension.");
       else if (kind == FileKind::Pkg) RPT_Error("File Name Requires '.pkg' Extension.");
       else RPT_Error("File Name Requires '.ebd' Extension.");
-      return nullptr;
+      return false;
     }
   } else if (wanted) {
     if (base.size() + std::strlen(wanted) > kPathMax) {
       RPT_Error("Unable to append filename extension.");
-      return nullptr;
+      return false;
     }
     base += wanted;
   }
   if (directory.size() + base.size() > kPathMax) {
     RPT_Error("Unable to assemble filename.");
-    return nullptr;
+    return false;
   }
   g_cmn.source_directory = directory;
   *full_out = directory + base;
   *base_out = base;
+  return true;
+}
+
+std::FILE* CMN_OpenSource(std::string_view name, FileKind kind, std::string* base_out,
+                          std::string* full_out) {
+  if (!CMN_ResolveSource(name, kind, base_out, full_out)) return nullptr;
   return std::fopen(full_out->c_str(), "rb");
 }
 

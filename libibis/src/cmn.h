@@ -192,7 +192,10 @@ int CMN_ParseRlcToken(std::string_view text, double* value_out, std::string_view
 /// Returns the open file (nullptr on failure, reported where the name is at fault).
 std::FILE* CMN_OpenSource(std::string_view name, FileKind kind, std::string* base_out,
                           std::string* full_out);
-/// The directory part (with its separator) of the last source name opened.
+/// The same without opening: false when the name is at fault (reported).
+[[nodiscard]] bool CMN_ResolveSource(std::string_view name, FileKind kind, std::string* base_out,
+                                     std::string* full_out);
+/// The directory part (with its separator) of the last source name resolved.
 void CMN_SourceDirectory(std::string* text_out);
 /// The name after the last path separator, with its extension cut.
 std::string CMN_BaseName(std::string_view path);

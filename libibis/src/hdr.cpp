@@ -204,6 +204,7 @@ void HDR_KeywordDone(Kw) {}
 bool HDR_VersionSeen() { return g_hdr.seen[kw_int(Kw::IBIS_VER)]; }
 
 void HDR_SetAcceptVersion1(bool accept) { g_accept_version1 = accept; }
+bool HDR_AcceptsVersion1() { return g_accept_version1; }
 
 namespace {
 

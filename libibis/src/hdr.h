@@ -44,5 +44,6 @@ void HDR_KeywordDone(Kw next);
 bool HDR_VersionSeen();
 /// When set, [IBIS Ver] texts beginning "1." are accepted. Off by default.
 void HDR_SetAcceptVersion1(bool accept);
+bool HDR_AcceptsVersion1();
 
 }  // namespace tarn

@@ -126,14 +126,16 @@ int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_o
   return finish(read);
 }
 
-ReadOutcome ibis_read(const char* source, std::FILE* report, bool want_document) {
+ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWanted wanted) {
   ReadOutcome outcome;
+  const char* source = input.name;
   if (!source || !*source) return outcome;
+  RptCountingScope counting;
   const FileKind kind = SRC_KindOf(source);
   RPT_ResetCounts();
   RPT_SetStream(report);
   RPT_SetFileName(source);
-  const int version = SRC_DetectVersion(source, nullptr, kind);
+  const int version = SRC_DetectVersionOf(input, kind);
   if (version < 1 || version > 3) {
     RPT_Error("Unrecognized IBIS Version");
     RPT_SetStream(nullptr);
@@ -146,12 +148,18 @@ ReadOutcome ibis_read(const char* source, std::FILE* report, bool want_document)
     return outcome;
   }
   PRS_SetVersion(version);
-  outcome.read = PRS_ReadFile(source, kind) == 1;
+  outcome.read = PRS_ReadSource(input, kind) == 1;
   if (outcome.read) IBIS_EndOfFileChecks(kind, false);
   IBIS_DetachDocument(doc.get());
-  if (outcome.read && want_document && !doc->components.empty()) outcome.document = doc.release();
+  const bool keep = wanted == DocumentWanted::Any ||
+                    (wanted == DocumentWanted::WithComponent && !doc->components.empty());
+  if (outcome.read && keep) outcome.document = doc.release();
   RPT_SetStream(nullptr);
   return outcome;
+}
+
+DocumentWanted wanted_by(IbisDocument** document_out) {
+  return document_out ? DocumentWanted::WithComponent : DocumentWanted::None;
 }
 
 // A requested document must hold a component for the reading to count.
@@ -164,7 +172,7 @@ int ibis_read_result(const ReadOutcome& outcome, IbisDocument** document_out) {
 
 int IBIS_ReadSourceToStream(const char* source, std::FILE* report, IbisDocument** document_out) {
   ApiGuard guard;
-  return ibis_read_result(ibis_read(source, report, document_out != nullptr), document_out);
+  return ibis_read_result(ibis_read({source, {}}, report, wanted_by(document_out)), document_out);
 }
 
 int IBIS_ReadSource(const char* source, const char* log_path, int append,
@@ -177,7 +185,7 @@ int IBIS_ReadSource(const char* source, const char* log_path, int append,
     if (!log) return 0;
   }
   const int result =
-      ibis_read_result(ibis_read(source, log, document_out != nullptr), document_out);
+      ibis_read_result(ibis_read({source, {}}, log, wanted_by(document_out)), document_out);
   if (log) std::fclose(log);
   return result;
 }

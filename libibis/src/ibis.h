@@ -13,6 +13,7 @@
 #include "libibis/src/hdr.h"
 #include "libibis/src/mdl.h"
 #include "libibis/src/msel.h"
+#include "libibis/src/parse.h"
 #include "libibis/src/pkgmdl.h"
 #include "libibis/src/submdl.h"
 #include "tarn/reader.h"
@@ -60,16 +61,22 @@ void IBIS_EndOfFileChecks(FileKind kind, bool nested);
 /// The top-level file of the reading, saved before its end-of-file checks.
 const std::string& IBIS_CallingFileName();
 
-/// What one top-level reading gave: whether the file was read at all, and the document
-/// when one was wanted and it holds a component.
+/// Which document a top-level reading hands back: none, one that holds a component (what the
+/// reader entries promise), or whatever was read.
+enum class DocumentWanted : uint8_t { None, WithComponent, Any };
+
+/// What one top-level reading gave: whether the file was read at all, and the document as
+/// wanted (the caller frees it).
 struct ReadOutcome {
   bool read = false;
   IbisDocument* document = nullptr;
 };
-/// The top-level reading of one source onto `report` (no report when null), without the
-/// process-wide hold that the public entries take.
-ReadOutcome ibis_read(const char* source, std::FILE* report, bool want_document);
+/// The top-level reading of one source onto `report` (no report when null; the findings are
+/// counted all the same), without the process-wide hold that the public entries take.
+ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWanted wanted);
 /// The public result of a reading, handing the document over when asked for.
 int ibis_read_result(const ReadOutcome& outcome, IbisDocument** document_out);
+/// What a reader entry asks for: a document that holds a component when it has a slot for one.
+DocumentWanted wanted_by(IbisDocument** document_out);
 
 }  // namespace tarn

@@ -663,4 +663,10 @@ void MDL_KeywordDone(Kw next) {
 
 void MDL_EndOfFile() { end_current_model(); }
 
+std::string_view submodel_mode_text(SubmodelMode mode) {
+  for (const NamedCode<SubmodelMode>& row : searched(kModeNames))
+    if (row.code == mode) return row.name;
+  return {};
+}
+
 }  // namespace tarn

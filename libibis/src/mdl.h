@@ -122,6 +122,9 @@ void MDL_KeywordDone(Kw next);
 /// The checks that run once the whole file has been read (a model still open is ended).
 void MDL_EndOfFile();
 
+/// The mode as an [Add Submodel] line writes it; empty for a mode that was refused.
+std::string_view submodel_mode_text(SubmodelMode mode);
+
 /// The checks of a model whose section has closed.
 void model_end(const IbisModel* model);
 /// The model of exactly this name, the one defined last when there are several; null if none.

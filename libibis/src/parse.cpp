@@ -425,12 +425,16 @@ Section PRS_SectionOf(Kw code) {
 // Character-level line reading.
 
 LineSource::LineSource(std::FILE* file, bool report)
-    : file_(file), report_(report), chunk_(new unsigned char[kChunk]) {}
+    : file_(file), report_(report), chunk_(new unsigned char[kChunk]), data_(chunk_.get()) {}
+
+LineSource::LineSource(std::string_view text, bool report)
+    : report_(report), data_(reinterpret_cast<const unsigned char*>(text.data())),
+      end_(text.size()) {}
 
 LineSource::~LineSource() = default;
 
 bool LineSource::refill() {
-  if (eof_) return false;
+  if (eof_ || !file_) return false;
   pos_ = 0;
   end_ = std::fread(chunk_.get(), 1, kChunk, file_);
   if (end_ == 0) eof_ = true;
@@ -439,7 +443,7 @@ bool LineSource::refill() {
 
 int LineSource::peek() {
   if (pos_ == end_ && !refill()) return EOF;
-  return chunk_[pos_];
+  return data_[pos_];
 }
 
 void LineSource::illegal(unsigned char c, bool room) {
@@ -461,8 +465,8 @@ long LineSource::read_line(char* buffer, size_t size) {
   while (true) {
     if (pos_ == end_ && !refill()) break;
     // The common case: a run of characters that are stored as they are.
-    const unsigned char* p = chunk_.get() + pos_;
-    const unsigned char* e = chunk_.get() + end_;
+    const unsigned char* p = data_ + pos_;
+    const unsigned char* e = data_ + end_;
     const unsigned char* run = p;
     while (p < e && (kCharTable[*p] & kCharStored)) ++p;
     const size_t run_length = static_cast<size_t>(p - run);
@@ -471,7 +475,7 @@ long LineSource::read_line(char* buffer, size_t size) {
     n += take;
     pos_ += run_length;
     if (p == e) continue;
-    const unsigned char c = chunk_[pos_++];
+    const unsigned char c = data_[pos_++];
     if (c == '\n') {
       line_feed = true;
       if (n < limit) buffer[n++] = '\n';
@@ -495,7 +499,21 @@ char* PRS_ReadLine(char* buffer, size_t size, LineSource& source) {
 
 // ---------------------------------------------------------------------------------------------
 
-int PRS_ReadFile(const char* name, FileKind kind) {
+namespace {
+
+void read_lines(LineSource& source) {
+  char buffer[kLineBuffer];
+  long length = 0;
+  while ((length = source.read_line(buffer, sizeof buffer)) >= 0)
+    process_line(buffer, static_cast<size_t>(length));
+}
+
+}  // namespace
+
+int PRS_ReadFile(const char* name, FileKind kind) { return PRS_ReadSource({name, {}}, kind); }
+
+int PRS_ReadSource(const SourceInput& input, FileKind kind) {
+  const char* name = input.name;
   TARN_ASSERT(name != nullptr);
   const int version = g_prs.version;
   g_prs = ReaderState{};
@@ -507,25 +525,30 @@ int PRS_ReadFile(const char* name, FileKind kind) {
 
   std::string base;
   std::string full;
-  std::FILE* file = CMN_OpenSource(name, kind, &base, &full);
-  if (!file) return 0;
+  std::FILE* file = nullptr;
+  if (input.text) {
+    if (!CMN_ResolveSource(name, kind, &base, &full)) return 0;
+  } else {
+    file = CMN_OpenSource(name, kind, &base, &full);
+    if (!file) return 0;
+  }
   g_prs.file_name = full;
-  struct stat info {};
-  if (fstat(fileno(file), &info) == 0) g_prs.file_time = info.st_mtime;
-
-  {
+  if (file) {
+    struct stat info {};
+    if (fstat(fileno(file), &info) == 0) g_prs.file_time = info.st_mtime;
     LineSource source(file);
-    char buffer[kLineBuffer];
-    long length = 0;
-    while ((length = source.read_line(buffer, sizeof buffer)) >= 0)
-      process_line(buffer, static_cast<size_t>(length));
+    read_lines(source);
+  } else {
+    // A text held in memory has no file time: it stays 0.
+    LineSource source(*input.text);
+    read_lines(source);
   }
   if (!g_prs.end_seen) {
     RPT_Error("Required keyword 'End' not found.");
     char end_line[] = "[END]";
     dispatch(LineKind::Keyword, std::string_view(end_line, 5));
   }
-  std::fclose(file);
+  if (file) std::fclose(file);
   return 1;
 }
 

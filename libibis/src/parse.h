@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -36,10 +37,12 @@ extern const size_t kKeywordRowCount;
 /// The section that owns a keyword code (None for NOT_KEY).
 Section PRS_SectionOf(Kw code);
 
-/// Buffered reader of physical lines with the illegal-character rules.
+/// Reader of physical lines with the illegal-character rules, over an open file (read in
+/// chunks) or over a text held in memory (walked in place).
 class LineSource {
  public:
   explicit LineSource(std::FILE* file, bool report = true);
+  explicit LineSource(std::string_view text, bool report = true);
   LineSource(const LineSource&) = delete;
   LineSource& operator=(const LineSource&) = delete;
   ~LineSource();
@@ -53,9 +56,10 @@ class LineSource {
   int peek();
   void illegal(unsigned char c, bool room);
 
-  std::FILE* file_;
+  std::FILE* file_ = nullptr;  // null: the whole text is in `data_`
   bool report_;
   std::unique_ptr<unsigned char[]> chunk_;
+  const unsigned char* data_ = nullptr;  // the chunk, or the text
   size_t pos_ = 0;
   size_t end_ = 0;
   bool eof_ = false;
@@ -64,8 +68,17 @@ class LineSource {
 /// Reads one line through `source`; returns `buffer`, or nullptr at end of file.
 char* PRS_ReadLine(char* buffer, size_t size, LineSource& source);
 
+/// A source to read: the file `name`, or `text` read as though it were that file (no file is
+/// opened for it; files it names are still looked for beside `name`).
+struct SourceInput {
+  const char* name = nullptr;
+  std::optional<std::string_view> text;
+};
+
 /// Reads one file completely; 1 when it could be opened and was read, else 0.
 int PRS_ReadFile(const char* name, FileKind kind);
+/// The same for a source that may be held in memory.
+int PRS_ReadSource(const SourceInput& input, FileKind kind);
 
 /// Recognises the keyword of a keyword line (which begins with "["), adjusting recurring
 /// keywords by the previous keyword, the file kind and the submodel context.

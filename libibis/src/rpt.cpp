@@ -12,8 +12,6 @@ namespace {
 constexpr size_t kNameLimit = 512;
 constexpr size_t kWorkBuffer = 2176;
 
-enum class Severity { Bug, Error, Warning };
-
 struct ReporterState {
   std::FILE* stream = nullptr;
   uint32_t errors = 0;
@@ -23,6 +21,7 @@ struct ReporterState {
   std::string current_name;
   std::string shown_name;
   uint32_t name_mode = 0;
+  RptCollector collector;
 };
 
 ReporterState g_rpt;
@@ -39,32 +38,34 @@ void write_indent() {
 
 // The two-line form is chosen only where the one-line form would just overrun an 80-column
 // line; longer messages overrun anyway and stay on one line.
-bool wants_two_lines(Severity sev, bool at_line, size_t len) {
+bool wants_two_lines(RptSeverity sev, bool at_line, size_t len) {
   size_t low = 0;
-  if (sev == Severity::Error) low = at_line ? 60 : 72;
-  else if (sev == Severity::Warning) low = at_line ? 58 : 70;
+  if (sev == RptSeverity::Error) low = at_line ? 60 : 72;
+  else if (sev == RptSeverity::Warning) low = at_line ? 58 : 70;
   else return false;
   return len >= low && len <= 75;
 }
 
-void report(Severity sev, bool at_line, const char* fmt, va_list args) {
-  if (!g_rpt.stream) return;
+void report(RptSeverity sev, bool at_line, const char* fmt, va_list args) {
+  if (!g_rpt.stream && !g_rpt.collector) return;
   char message[kWorkBuffer];
   std::vsnprintf(message, sizeof message, fmt, args);
-  write_indent();
 
-  const char* word = "WARNING";
   switch (sev) {
-    case Severity::Bug: ++g_rpt.bugs; word = "PROGRAM BUG"; break;
-    case Severity::Error: ++g_rpt.errors; word = "ERROR"; break;
-    case Severity::Warning: ++g_rpt.warnings; break;
+    case RptSeverity::Bug: ++g_rpt.bugs; break;
+    case RptSeverity::Error: ++g_rpt.errors; break;
+    case RptSeverity::Warning: ++g_rpt.warnings; break;
   }
+  const char* word = RPT_SeverityWord(sev);
+  const uint32_t line = at_line ? PRS_GetLineNumber() : 0;
+  if (g_rpt.collector) g_rpt.collector({sev, g_rpt.shown_name, at_line, line, message});
+  if (!g_rpt.stream) return;
+  write_indent();
   std::FILE* out = g_rpt.stream;
   const char* shown = g_rpt.shown_name.c_str();
   const bool two = wants_two_lines(sev, at_line, std::strlen(message));
   if (at_line) {
-    std::fprintf(out, "%s %s (line %*lu) -", word, shown, 4,
-                 static_cast<unsigned long>(PRS_GetLineNumber()));
+    std::fprintf(out, "%s %s (line %*lu) -", word, shown, 4, static_cast<unsigned long>(line));
   } else {
     std::fprintf(out, "%s %s -", word, shown);
   }
@@ -73,8 +74,30 @@ void report(Severity sev, bool at_line, const char* fmt, va_list args) {
 
 }  // namespace
 
+const char* RPT_SeverityWord(RptSeverity severity) {
+  switch (severity) {
+    case RptSeverity::Bug: return "PROGRAM BUG";
+    case RptSeverity::Error: return "ERROR";
+    case RptSeverity::Warning: break;
+  }
+  return "WARNING";
+}
+
 void RPT_SetStream(std::FILE* stream) { g_rpt.stream = stream; }
 std::FILE* RPT_GetStream() { return g_rpt.stream; }
+
+void RPT_SetCollector(RptCollector collector) { g_rpt.collector = std::move(collector); }
+bool RPT_HasCollector() { return static_cast<bool>(g_rpt.collector); }
+
+RptCountingScope::RptCountingScope() {
+  if (RPT_HasCollector()) return;
+  RPT_SetCollector([](const RptFinding&) {});
+  installed_ = true;
+}
+
+RptCountingScope::~RptCountingScope() {
+  if (installed_) RPT_SetCollector({});
+}
 
 void RPT_ResetCounts() {
   g_rpt.errors = 0;
@@ -91,6 +114,8 @@ void RPT_SetFileName(const char* name) {
 }
 
 const std::string& RPT_GetFileName() { return g_rpt.current_name; }
+
+uint32_t RPT_GetFileNameMode() { return g_rpt.name_mode; }
 
 void RPT_SetFileNameMode(uint32_t mode) {
   g_rpt.name_mode = mode;
@@ -116,12 +141,12 @@ int RPT_Passed() { return g_rpt.bugs == 0 && g_rpt.errors == 0 ? 1 : 0; }
   report(sev, at_line, fmt, args); \
   va_end(args)
 
-void RPT_Bug(const char* fmt, ...) { TARN_REPORT(Severity::Bug, false); }
-void RPT_BugAtLine(const char* fmt, ...) { TARN_REPORT(Severity::Bug, true); }
-void RPT_Error(const char* fmt, ...) { TARN_REPORT(Severity::Error, false); }
-void RPT_ErrorAtLine(const char* fmt, ...) { TARN_REPORT(Severity::Error, true); }
-void RPT_Warning(const char* fmt, ...) { TARN_REPORT(Severity::Warning, false); }
-void RPT_WarningAtLine(const char* fmt, ...) { TARN_REPORT(Severity::Warning, true); }
+void RPT_Bug(const char* fmt, ...) { TARN_REPORT(RptSeverity::Bug, false); }
+void RPT_BugAtLine(const char* fmt, ...) { TARN_REPORT(RptSeverity::Bug, true); }
+void RPT_Error(const char* fmt, ...) { TARN_REPORT(RptSeverity::Error, false); }
+void RPT_ErrorAtLine(const char* fmt, ...) { TARN_REPORT(RptSeverity::Error, true); }
+void RPT_Warning(const char* fmt, ...) { TARN_REPORT(RptSeverity::Warning, false); }
+void RPT_WarningAtLine(const char* fmt, ...) { TARN_REPORT(RptSeverity::Warning, true); }
 
 #undef TARN_REPORT
 

@@ -3,14 +3,48 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
+#include <string_view>
 
 namespace tarn {
 
 #define TARN_PRINTF(fmt_index, first_arg) __attribute__((format(printf, fmt_index, first_arg)))
 
-/// Where every line goes; nullptr silences the reporter (and nothing is counted).
+enum class RptSeverity : uint8_t { Bug, Error, Warning };
+
+/// One finding as data: what a line of the report says, its message joined on one line.
+struct RptFinding {
+  RptSeverity severity;
+  std::string_view file;  // the shown name
+  bool at_line;
+  uint32_t line;          // the current line number, when at_line
+  std::string_view message;
+};
+using RptCollector = std::function<void(const RptFinding&)>;
+/// The word a report line begins with: "ERROR", "WARNING", "PROGRAM BUG".
+const char* RPT_SeverityWord(RptSeverity severity);
+
+/// Where every line goes; nullptr silences the reporter (and, without a collector, nothing is
+/// counted).
 void RPT_SetStream(std::FILE* stream);
+/// Installs a collector that is handed every finding beside the stream (an empty one removes
+/// it). While one is installed, findings are counted even without a stream.
+void RPT_SetCollector(RptCollector collector);
+bool RPT_HasCollector();
+
+/// For the span of a public reading: findings are counted even when no report stream is given,
+/// so that a file with errors never reads as clean. Does nothing when a collector is installed.
+class RptCountingScope {
+ public:
+  RptCountingScope();
+  ~RptCountingScope();
+  RptCountingScope(const RptCountingScope&) = delete;
+  RptCountingScope& operator=(const RptCountingScope&) = delete;
+
+ private:
+  bool installed_ = false;
+};
 std::FILE* RPT_GetStream();
 void RPT_ResetCounts();
 void RPT_SetIndent(int32_t indent);
@@ -20,6 +54,7 @@ void RPT_SetFileName(const char* name);
 const std::string& RPT_GetFileName();
 /// 0: show the current file name, 1: show nothing, other: keep the shown name as it is.
 void RPT_SetFileNameMode(uint32_t mode);
+uint32_t RPT_GetFileNameMode();
 void RPT_RefreshShownName();
 void RPT_GetCounts(uint32_t* errors, uint32_t* warnings, uint32_t* bugs);
 /// 1 when neither a program bug nor an error was counted.

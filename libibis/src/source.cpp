@@ -55,27 +55,42 @@ bool check_all(const char* const* files, int count, std::FILE* report, std::FILE
 }  // namespace
 
 bool SRC_CheckOne(const char* name, std::FILE* report, const PassedDocumentUse& use) {
+  return SRC_Check({name, {}}, report, use, false).passed;
+}
+
+CheckOutcome SRC_Check(const SourceInput& input, std::FILE* report, const PassedDocumentUse& use,
+                       bool keep_document) {
+  CheckOutcome result;
+  const char* name = input.name;
+  RptCountingScope counting;
   RPT_ResetCounts();
   RPT_SetStream(report);
   const FileKind kind = SRC_KindOf(name);
   RPT_SetFileName(name);
-  if (!version_known(SRC_DetectVersion(name, nullptr, kind))) {
+  result.version = SRC_DetectVersionOf(input, kind);
+  if (!version_known(result.version)) {
     RPT_Error("Unsupported or Illegal IBIS Version Number");
     RPT_PrintSummary();
     RPT_SetStream(nullptr);
-    return false;
+    return result;
   }
-  const ReadOutcome outcome = ibis_read(name, report, static_cast<bool>(use));
+  const DocumentWanted wanted = keep_document ? DocumentWanted::Any
+                                : use         ? DocumentWanted::WithComponent
+                                              : DocumentWanted::None;
+  const ReadOutcome outcome = ibis_read(input, report, wanted);
   std::unique_ptr<IbisDocument> document(outcome.document);
   // The reading leaves the reporter silent and may have named a nested file.
   RPT_SetStream(report);
   RPT_SetFileName(name);
-  if (outcome.read && RPT_Passed() && document && use) use(*document);
+  if (outcome.read && RPT_Passed() && document && !document->components.empty() && use)
+    use(*document);
+  if (keep_document) result.document = std::move(document);
   document.reset();
   RPT_PrintSummary();
-  const bool passed = outcome.read && RPT_Passed();
+  result.read = outcome.read;
+  result.passed = outcome.read && RPT_Passed();
   RPT_SetStream(nullptr);
-  return passed;
+  return result;
 }
 
 FileKind SRC_KindOf(std::string_view file_name) {
@@ -90,6 +105,24 @@ FileKind SRC_KindOf(std::string_view file_name) {
   return FileKind::Unknown;
 }
 
+namespace {
+
+// The version of the first bracketed line; `lines` counts the lines read up to it.
+int probe_version(LineSource& source, uint32_t* lines) {
+  char buffer[kProbeBuffer];
+  long length = 0;
+  while ((length = source.read_line(buffer, sizeof buffer)) >= 0) {
+    ++*lines;
+    const std::string_view line(buffer, static_cast<size_t>(length));
+    const size_t first = CMN_SkipSpace(line, 0);
+    if (first < line.size() && line[first] == '[')
+      return version_from_probe_line(CMN_TrimRight(line.substr(first)));
+  }
+  return 0;
+}
+
+}  // namespace
+
 int SRC_DetectVersion(const char* file_name, uint32_t* line_count, FileKind kind) {
   if (!file_name) return 0;
   std::string base;
@@ -100,21 +133,18 @@ int SRC_DetectVersion(const char* file_name, uint32_t* line_count, FileKind kind
   uint32_t lines = 0;
   {
     LineSource source(file, /*report=*/false);
-    char buffer[kProbeBuffer];
-    long length = 0;
-    while ((length = source.read_line(buffer, sizeof buffer)) >= 0) {
-      ++lines;
-      const std::string_view line(buffer, static_cast<size_t>(length));
-      const size_t first = CMN_SkipSpace(line, 0);
-      if (first < line.size() && line[first] == '[') {
-        version = version_from_probe_line(CMN_TrimRight(line.substr(first)));
-        break;
-      }
-    }
+    version = probe_version(source, &lines);
   }
   std::fclose(file);
   if (line_count) *line_count += lines;
   return version;
+}
+
+int SRC_DetectVersionOf(const SourceInput& input, FileKind kind) {
+  if (!input.text) return SRC_DetectVersion(input.name, nullptr, kind);
+  LineSource source(*input.text, /*report=*/false);
+  uint32_t lines = 0;
+  return probe_version(source, &lines);
 }
 
 CentralLibraryService::~CentralLibraryService() = default;
@@ -170,7 +200,7 @@ int IBIS_ReadWithContext(const char* context_path, const char* source, std::FILE
   if (ends_with_no_case(context, ".lmc")) g_service->initCentralLibrary(0, context_path);
   else if (ends_with_no_case(context, ".prj")) g_service->initCentralLibrary(1, context_path);
   const int result =
-      ibis_read_result(ibis_read(source, report, document_out != nullptr), document_out);
+      ibis_read_result(ibis_read({source, {}}, report, wanted_by(document_out)), document_out);
   g_service->termCentralLibrary();
   return result;
 }

@@ -414,4 +414,10 @@ void SUBMDL_PlausibilityChecks(const IbisDocument& document) {
     if ((*it)->ramp) PLAUS_RampTime("Sub Model", (*it)->name, (*it)->ramp.get());
 }
 
+std::string_view submodel_type_text(SubmodelType type) {
+  for (const NamedCode<SubmodelType>& row : kTypeNames)
+    if (row.code == type) return row.name;
+  return {};
+}
+
 }  // namespace tarn

@@ -51,6 +51,9 @@ void SUBMDL_KeywordDone(Kw next);
 /// entries are looked up among the submodels, then the submodels' plausibility checks run.
 void SUBMDL_EndOfFile();
 
+/// The Submodel_type as the file writes it; empty when not given or refused.
+std::string_view submodel_type_text(SubmodelType type);
+
 /// The submodel of exactly this name, the one defined last when there are several; null if
 /// none.
 const Submodel* SUBMDL_Find(const IbisDocument* document, std::string_view name);

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The installed library as a calling program sees it: the example client built against the
 # installed headers and libtarn.so, once through tarn.pc and once through the CMake package,
-# then run on the example model library, writing the component's listing too.
+# then run on the example model library, writing the component's listing too; and the reading
+# example, built the same two ways, run on the example source.
 set -euo pipefail
 build="$1"
 source="$2"
@@ -34,4 +35,21 @@ cmake -S "$source/examples/client" -B "$work/cmake-client" -DCMAKE_PREFIX_PATH="
   >/dev/null
 cmake --build "$work/cmake-client" >/dev/null
 check_run "$work/cmake-client/client" cmake
-echo "installed client: built with pkg-config and with find_package, ran"
+read_run() {
+  local out
+  out="$("$1" "$source/examples/tarn_demo.ibs" demo_out)"
+  grep -qx "\[Pulldown\] of demo_out (Output)" <<<"$out"
+  grep -qx "0.25         0.01244      0.01036      0.01554" <<<"$out"
+  grep -qx "0 errors, 0 warnings: passed" <<<"$out"
+  out="$("$1" "$work/src/bad.ibs" || true)"
+  grep -qx "$work/src/bad.ibs:2: ERROR: Orphan Data Line." <<<"$out"
+}
+printf '[IBIS Ver] 3.2\nstray\n[End]\n' >"$work/src/bad.ibs"
+# shellcheck disable=SC2046
+c++ -std=c++20 -o "$work/read" "$source/examples/read/read.cpp" $(pkg-config --cflags --libs tarn) \
+  -Wl,-rpath,"$libdir"
+read_run "$work/read"
+cmake -S "$source/examples/read" -B "$work/cmake-read" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
+cmake --build "$work/cmake-read" >/dev/null
+read_run "$work/cmake-read/read"
+echo "installed client and reading example: built with pkg-config and with find_package, ran"

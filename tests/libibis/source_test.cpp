@@ -129,11 +129,11 @@ TEST(ReadSource, LogIsReplacedOrAppended) {
   EXPECT_EQ(IBIS_ReadSource("bad.ibs", "no-such-dir/log.txt", 0, nullptr), 0);
   EXPECT_EQ(IBIS_ReadSource(nullptr, "log.txt", 0, nullptr), 0);
   EXPECT_EQ(IBIS_ReadSource("", nullptr, 0, nullptr), 0);
-  // Without a log the reading counts nothing and passes.
+  // Without a log the findings are still counted: a file with errors never reads as clean.
   EXPECT_EQ(IBIS_ReadSource("bad.ibs", nullptr, 0, nullptr), 1);
   uint32_t errors = 9;
   IBIS_GetCounts(&errors, nullptr, nullptr);
-  EXPECT_EQ(errors, 0u);
+  EXPECT_EQ(errors, 1u);
 }
 
 TEST(CheckFiles, BatchReportWithASummaryLinePerFile) {
@@ -158,6 +158,7 @@ TEST(CheckFiles, BatchReportWithASummaryLinePerFile) {
             "ERROR new.ibs - Unsupported or Illegal IBIS Version Number\n"
             "File new.ibs  Errors: 1  Compile Failed\n\n");
   EXPECT_EQ(IBIS_CheckFilesToStream(files, 1, nullptr), 1);
+  EXPECT_EQ(IBIS_CheckFilesToStream(files + 1, 1, nullptr), 0);
   EXPECT_EQ(IBIS_CheckFilesToStream(files, 0, nullptr), 0);
 }
 
