@@ -1,5 +1,6 @@
 // The reader on arbitrary bytes as one kind of source, chosen at build time by TARN_FUZZ_NAME
 // ("in.ibs", "in.pkg" or "in.ebd"): no input may crash it, hang it or report a program bug.
+// Later IBIS versions are accepted, so that their blocks and keywords are explored too.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   tarn::fuzz::quiet_stdout();
+  tarn::IBIS_SetAcceptNewer(1);
   return 0;
 }
 

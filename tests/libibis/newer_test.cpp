@@ -8,6 +8,7 @@
 #include <string>
 
 #include "libibis/src/ibis.h"
+#include "component_fixture.h"
 #include "model_fixture.h"
 
 namespace tarn {
@@ -144,6 +145,21 @@ TEST_F(LaterVersions, LimitsFollowTheDeclaredVersion) {
   };
   for (const auto& c : cases)
     EXPECT_EQ(test::read_lines(file_of(c.version, c.body)).report, c.expected) << c.body;
+}
+
+// A pin driven by a [Circuit Call] names no model from 4.1 on.
+TEST_F(LaterVersions, CircuitCallPins) {
+  const std::string body =
+      "[Component] C\n[Manufacturer] Acme\n[Package]\nR_pkg 0.2 NA NA\nL_pkg 2n NA NA\n"
+      "C_pkg 1p NA NA\n[Pin] signal_name model_name\n1 A CIRCUITCALL\n2 VCC POWER\n"
+      "[Circuit Call] buf_1\nSignal_pin 1\n[End Circuit Call]\n";
+  const auto report = [&](const char* version) {
+    const auto r = test::read_lines(file_of(version, body), "t.ibs", 3, true);
+    return test::findings_with(r.report, "CIRCUITCALL");
+  };
+  EXPECT_EQ(report("4.1"), "");
+  EXPECT_EQ(report("4.0"),
+            "ERROR t.ibs - Component 'C': Model 'CIRCUITCALL' for Pin '1' not defined.\n");
 }
 
 TEST_F(LaterVersions, WaveformsHoldAThousandPoints) {
