@@ -35,14 +35,17 @@ class ScopedSettings {
  public:
   explicit ScopedSettings(const ReadOptions& options)
       : banner_(PRS_BannerEnabled()), version1_(HDR_AcceptsVersion1()),
+        newer_(HDR_AcceptNewer()),
         name_mode_(RPT_GetFileNameMode()) {
     PRS_SetBannerEnabled(options.banner);
     HDR_SetAcceptVersion1(options.accept_version_1);
+    HDR_SetAcceptNewer(options.accept_newer);
     RPT_SetFileNameMode(options.shown_name == ShownName::None ? 1 : 0);
   }
   ~ScopedSettings() {
     PRS_SetBannerEnabled(banner_);
     HDR_SetAcceptVersion1(version1_);
+    HDR_SetAcceptNewer(newer_);
     RPT_SetFileNameMode(name_mode_);
   }
   ScopedSettings(const ScopedSettings&) = delete;
@@ -51,6 +54,7 @@ class ScopedSettings {
  private:
   bool banner_;
   bool version1_;
+  bool newer_;
   uint32_t name_mode_;
 };
 

@@ -50,11 +50,29 @@ constexpr const char* kUsage =
     "                  component) to OUT\n"
     "\n"
     "options:\n"
+    "  --accept-newer  check, compile, doc: read sources of IBIS 4.0 to 7.2 by the IBIS 3.2\n"
+    "                  rules, with one warning per later keyword or subparameter read past\n"
     "  -h, --help      show this help\n"
     "  --version       show the version\n"
     "\n"
     "exit status: 0 every file passed (compile, doc: OUT was written), 1 a file has errors\n"
     "(compile, doc: nothing written), 2 usage error or unreadable file\n";
+
+// Set by --accept-newer; the readings through the reading API take it from their options.
+bool g_accept_newer = false;
+
+// --accept-newer, anywhere among a command's arguments, is taken out and set for the reading.
+std::vector<const char*> take_accept_newer(std::vector<const char*> args) {
+  const auto it = std::remove_if(args.begin(), args.end(), [](const char* arg) {
+    return std::string_view(arg) == "--accept-newer";
+  });
+  if (it != args.end()) {
+    tarn::IBIS_SetAcceptNewer(1);
+    g_accept_newer = true;
+  }
+  args.erase(it, args.end());
+  return args;
+}
 
 int usage_error(const std::string& message) {
   std::fprintf(stderr, "tarn: %s\n", message.c_str());
@@ -130,6 +148,7 @@ int run_check(const std::vector<const char*>& args) {
   tarn::ReadOptions options;
   options.report = stdout;
   options.banner = true;
+  options.accept_newer = g_accept_newer;
   for (const char* path : sources) {
     if (!tarn::read_file(path, options).passed()) passed = false;
   }
@@ -425,10 +444,10 @@ int main(int argc, char** argv) {
     return kExitPassed;
   }
   const std::vector<const char*> rest(argv + 2, argv + argc);
-  if (command == "check") return run_check(rest);
-  if (command == "compile") return run_compile(rest);
+  if (command == "check") return run_check(take_accept_newer(rest));
+  if (command == "compile") return run_compile(take_accept_newer(rest));
   if (command == "index") return run_index(rest);
   if (command == "lib") return run_lib(rest);
-  if (command == "doc") return run_doc(rest);
+  if (command == "doc") return run_doc(take_accept_newer(rest));
   return usage_error("unknown command '" + std::string(command) + "'");
 }

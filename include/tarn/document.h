@@ -660,6 +660,9 @@ struct ReadOptions {
   bool banner = false;
   /// Accept [IBIS Ver] 1.x, read under the IBIS 2.1 rules.
   bool accept_version_1 = false;
+  /// Accept [IBIS Ver] 4.0 to 7.2: their IBIS 3.2 constructs are checked as usual and what the
+  /// later versions added is read past, with one warning per newer keyword or subparameter.
+  bool accept_newer = false;
   ShownName shown_name = ShownName::FileName;
 };
 

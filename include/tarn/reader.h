@@ -16,8 +16,15 @@ struct IbisDocument;
 /// 0 unknown, 1 ".ibs", 2 ".pkg", 3 ".ebd".
 TARN_API int IBIS_KindOf(const char* file_name);
 
-/// The major IBIS version the source declares in its first bracketed line: 1, 2 or 3, or 0
-/// when it cannot be told. Adds the number of lines read to `*line_count` when given.
+/// Accepts sources that declare IBIS 4.0 to 7.2 (nonzero) or refuses them (0, the default).
+/// Accepted, their IBIS 3.2 constructs are checked as in any 3.2 source, the limits follow
+/// the declared version, and what later versions added (keywords, blocks, subparameters) is
+/// read past with one warning per name. Applies to every later reading of the process.
+TARN_API void IBIS_SetAcceptNewer(int accept);
+
+/// The major IBIS version the source declares in its first bracketed line: 1, 2 or 3 (4 to 7
+/// when later versions are accepted), or 0 when it cannot be told. Adds the number of lines
+/// read to `*line_count` when given.
 TARN_API int IBIS_DetectVersion(const char* file_name, uint32_t* line_count, int kind);
 
 /// Reads and checks one source with the report written to the file `log_path` (appended to

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "libibis/src/chars.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/reading_state.h"
 
@@ -400,6 +401,19 @@ void cmn_report_unknown_name(const char* what, std::string_view value) {
   RPT_ErrorAtLine("Invalid %s (\"%s\")", what, std::string(value).c_str());
 }
 
+size_t CMN_FileNameLimit() {
+  constexpr size_t kDos = 24;
+  // The 7.0 file-naming change aims at the path lengths of current systems.
+  constexpr size_t kFree = 256;
+  return NEWER_Rules().free_file_names ? kFree : kDos;
+}
+
+size_t CMN_ModelNameLimit() {
+  constexpr size_t kShort = 20;
+  constexpr size_t kLong = 40;
+  return NEWER_Rules().long_names ? kLong : kShort;
+}
+
 std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* cut_out) {
   TARN_ASSERT(label != nullptr && cut_out != nullptr);
   *cut_out = false;
@@ -411,10 +425,11 @@ std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* 
     RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For Keyword %s: Expecting %d",
                     static_cast<int>(items.found), label, 1);
   const std::string_view name = items[0];
-  if (name.size() <= kModelNameLimit) return name;
-  RPT_ErrorAtLine("%s Name Over %d Characters Long", label, static_cast<int>(kModelNameLimit));
+  const size_t limit = CMN_ModelNameLimit();
+  if (name.size() <= limit) return name;
+  RPT_ErrorAtLine("%s Name Over %d Characters Long", label, static_cast<int>(limit));
   *cut_out = true;
-  return name.substr(0, kModelNameLimit);
+  return name.substr(0, limit);
 }
 
 void CMN_CheckKeywordAlone(std::string_view line, const char* label) {
@@ -483,7 +498,7 @@ size_t CMN_CheckFileNameCharacters(std::string_view name) {
   const std::string text = str(name);
   size_t periods = 0;
   for (char c : text) {
-    if (is_upper(c)) {
+    if (is_upper(c) && !NEWER_Rules().free_file_names) {
       RPT_ErrorAtLine("File_name '%s' contains an upper case character '%c'.", text.c_str(), c);
     } else if (!dos_character(c)) {
       RPT_ErrorAtLine("File_name '%s' contains a character '%c' that is illegal for DOS.",

@@ -105,8 +105,9 @@ template <class Code>
 /// item is reported and gives an empty name; more items are reported and the first is taken; a
 /// name over 20 characters is reported and cut, which `*cut_out` tells.
 std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* cut_out);
-/// The longest name of a model, selector or submodel.
-inline constexpr size_t kModelNameLimit = 20;
+/// The longest name of a model, selector or submodel, wherever it is written, and of a pin's
+/// signal: 20 characters, 40 from IBIS 4.2.
+size_t CMN_ModelNameLimit();
 
 /// Copies at most `limit` characters; warns when the text is too long or empty.
 void CMN_CopyField(std::string* dest, std::string_view text, size_t limit, const char* keyword);
@@ -124,8 +125,11 @@ void CMN_CheckReservedWord(std::string_view text);
 /// second one and any text after it, then marks it seen.
 void CMN_MarkerKeyword(bool* seen, const char* label, std::string_view argument);
 
-/// The per-character rules of a file name: capitals, characters a DOS name cannot hold, and
-/// every period after the first. Returns the number of periods.
+/// The longest file name in [File Name] or a board's [Reference Designator Map]: 24
+/// characters, 256 from IBIS 7.0.
+size_t CMN_FileNameLimit();
+/// The per-character rules of a file name: capitals (allowed from IBIS 7.0), characters a DOS
+/// name cannot hold, and every period after the first. Returns the number of periods.
 size_t CMN_CheckFileNameCharacters(std::string_view name);
 
 // Pin lists of package models and boards: the list grows with the pins the file holds, never

@@ -12,7 +12,6 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kNameLimit = 20;
 
 // Scratch list, reused so that a line allocates nothing.
 struct ScheduleState {
@@ -35,9 +34,10 @@ bool read_model_name(std::string_view line, std::string_view* name, size_t* rest
   }
   *name = items[0];
   *rest = static_cast<size_t>(name->data() - line.data()) + name->size();
-  if (name->size() > kNameLimit) {
-    RPT_ErrorAtLine("Model Name Over %d Characters Long", static_cast<int>(kNameLimit));
-    *name = name->substr(0, kNameLimit);
+  const size_t limit = CMN_ModelNameLimit();
+  if (name->size() > limit) {
+    RPT_ErrorAtLine("Model Name Over %d Characters Long", static_cast<int>(limit));
+    *name = name->substr(0, limit);
   }
   return true;
 }

@@ -25,7 +25,6 @@ constexpr size_t kSignalLimit = 20;
 // Path names have no limit of their own; they get the one of the description's other names.
 constexpr size_t kPathNameLimit = 40;
 constexpr size_t kDesignatorLimit = 10;
-constexpr size_t kMapFileLimit = 24;
 constexpr size_t kComponentLimit = 40;
 // Real boards nest a fork or two; the bound keeps the walks and the release of a hostile
 // path's branches off a deep stack.
@@ -398,9 +397,9 @@ void map_line(BoardDescription& b, std::string_view line) {
   if (repeated) RPT_ErrorAtLine("Duplicate Reference Designator '%s'", r.name.c_str());
   const std::string file(items[1]);
   if (file.empty()) RPT_ErrorAtLine("No file name found");
-  if (file.size() > kMapFileLimit)
+  if (file.size() > CMN_FileNameLimit())
     RPT_ErrorAtLine("File name '%s' too long. Will be truncated", file.c_str());
-  r.file_name = cut(file, kMapFileLimit);
+  r.file_name = cut(file, CMN_FileNameLimit());
   const std::string component(items[2]);
   if (component.empty()) RPT_ErrorAtLine("No Component name found");
   if (component.size() > kComponentLimit)

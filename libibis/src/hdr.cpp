@@ -5,6 +5,7 @@
 #include "libibis/src/chars.h"
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
@@ -13,7 +14,6 @@ namespace tarn {
 namespace {
 
 constexpr size_t kVersionLimit = 70;
-constexpr size_t kFileNameLimit = 24;
 constexpr size_t kFileRevLimit = 70;
 constexpr size_t kDateLimit = 40;
 
@@ -27,6 +27,7 @@ struct HeaderState {
 HeaderState g_hdr;
 SavedWithReading<HeaderState> g_hdr_saved(&g_hdr);
 bool g_accept_version1 = false;
+bool g_accept_newer = false;
 
 bool& seen(Kw code) { return g_hdr.seen[kw_int(code)]; }
 
@@ -41,9 +42,15 @@ bool any_other_header_seen() {
   return false;
 }
 
+// The rules a later version brings, when the caller accepts later versions.
+NewerRules newer_rules(std::string_view text) {
+  return g_accept_newer ? NEWER_RulesFor(text) : NewerRules{};
+}
+
 bool accepted_version(std::string_view text) {
   for (std::string_view v : {"2.0", "2.1", "3.0", "3.1", "3.2"})
     if (text == v) return true;
+  if (newer_rules(text).declared != 0) return true;
   return g_accept_version1 && text.substr(0, 2) == "1.";
 }
 
@@ -57,7 +64,11 @@ void ibis_ver(FileHeader& h, std::string_view text) {
   (void)CMN_SetOnce(&h.ibis_version, text, kVersionLimit, "IBIS_Version");
   if (!accepted_version(h.ibis_version))
     RPT_ErrorAtLine("Illegal IBIS_Version '%s'.", h.ibis_version.c_str());
-  if (!h.ibis_version.empty() && h.ibis_version[0] >= '1' && h.ibis_version[0] <= '3')
+  const NewerRules later = newer_rules(h.ibis_version);
+  NEWER_SetRules(later);
+  // A later version is read by the IBIS 3.2 rules with its own changes to them.
+  if (later.declared != 0) PRS_SetVersion(later.declared / 10);
+  else if (!h.ibis_version.empty() && h.ibis_version[0] >= '1' && h.ibis_version[0] <= '3')
     PRS_SetVersion(h.ibis_version[0] - '0');
 }
 
@@ -72,7 +83,7 @@ void file_name(FileHeader& h, std::string_view text) {
     return;
   }
   seen(Kw::FILE_NAME) = true;
-  CMN_CopyField(&h.file_name, text, kFileNameLimit, "File_name");
+  CMN_CopyField(&h.file_name, text, CMN_FileNameLimit(), "File_name");
   check_file_name_characters(h.file_name);
   const std::string& opened_path = PRS_GetFileName();
   const size_t sep = opened_path.find_last_of("/\\");
@@ -205,6 +216,9 @@ bool HDR_VersionSeen() { return g_hdr.seen[kw_int(Kw::IBIS_VER)]; }
 
 void HDR_SetAcceptVersion1(bool accept) { g_accept_version1 = accept; }
 bool HDR_AcceptsVersion1() { return g_accept_version1; }
+
+void HDR_SetAcceptNewer(bool accept) { g_accept_newer = accept; }
+bool HDR_AcceptNewer() { return g_accept_newer; }
 
 namespace {
 

@@ -12,7 +12,7 @@ namespace tarn {
 
 struct FileHeader {
   std::string ibis_version;  // at most 70 characters
-  std::string file_name;     // at most 24
+  std::string file_name;     // at most 24 (256 from IBIS 7.0)
   std::string file_rev;      // at most 70
   std::string date;          // at most 40
   // Free text, lines joined by a line feed; absent when the keyword was not given.
@@ -45,5 +45,9 @@ bool HDR_VersionSeen();
 /// When set, [IBIS Ver] texts beginning "1." are accepted. Off by default.
 void HDR_SetAcceptVersion1(bool accept);
 bool HDR_AcceptsVersion1();
+/// When set, [IBIS Ver] 4.0 to 7.2 are accepted: their IBIS 3.2 constructs are checked and
+/// what the later versions added is read past. Off by default.
+void HDR_SetAcceptNewer(bool accept);
+bool HDR_AcceptNewer();
 
 }  // namespace tarn

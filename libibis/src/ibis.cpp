@@ -98,7 +98,7 @@ int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_o
   };
   RPT_SetFileName(source);
   const int version = SRC_DetectVersion(source, nullptr, kind);
-  if (version < 1 || version > 3) {
+  if (!SRC_KnownVersion(version)) {
     RPT_Error("Unrecognized IBIS Version");
     return finish(0);
   }
@@ -136,7 +136,7 @@ ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWante
   RPT_SetStream(report);
   RPT_SetFileName(source);
   const int version = SRC_DetectVersionOf(input, kind);
-  if (version < 1 || version > 3) {
+  if (!SRC_KnownVersion(version)) {
     RPT_Error("Unrecognized IBIS Version");
     RPT_SetStream(nullptr);
     return outcome;

@@ -9,6 +9,7 @@
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
 #include "libibis/src/mdl_plus.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
@@ -135,6 +136,14 @@ constexpr ModelSubParam kSubParams[] = {
     {"Vref", SubParam::Value, &M::vref}, {"C_comp", SubParam::CComp},
 };
 
+// Read past in a file of their version: C_comp split by the structure it loads, and the
+// differential timing load.
+constexpr NewerName kSplitCComp[] = {
+    {"C_comp_pullup", 40}, {"C_comp_pulldown", 40}, {"C_comp_power_clamp", 40},
+    {"C_comp_gnd_clamp", 40},
+};
+constexpr NewerName kDiffLoads[] = {{"Rref_diff", 41}, {"Cref_diff", 41}};
+
 const ModelSubParam* find_sub_param(std::string_view name) {
   for (const ModelSubParam& p : kSubParams)
     if (name == p.name) return &p;
@@ -176,9 +185,17 @@ std::span<const NamedCode<Code>> searched(const NamedCode<Code> (&table)[N]) {
 }
 
 std::span<const NamedCode<ModelType>> searched_model_types() {
-  const size_t rows = model_rules().series_types ? kModelTypesV32 : kModelTypesV21;
+  size_t rows = model_rules().series_types ? kModelTypesV32 : kModelTypesV21;
+  if (NEWER_Rules().diff_model_types) rows = kModelTypesDiff;
   return std::span<const NamedCode<ModelType>>(kModelTypeNames, rows);
 }
+
+bool names_diff_type(std::string_view value) {
+  for (size_t i = kModelTypesV32; i < kModelTypesDiff; ++i)
+    if (kModelTypeNames[i].name == value) return true;
+  return false;
+}
+
 
 // Model_type, Polarity and Enable: one setting looked up in a table. A refused line still
 // marks the field as given (Invalid), so the end checks do not call it missing.
@@ -216,6 +233,13 @@ void parse_range_into(std::unique_ptr<Range>* slot, std::string_view text, const
     RPT_ErrorAtLine("'NA' Not Allowed For Typical Value");
 }
 
+// Model_type: a differential type is read by the rules of its base type.
+void model_type_line(IbisModel& m, const ItemList& items, const char* name) {
+  const bool first = m.model_type == ModelType::NotGiven;
+  setting_line(&m.model_type, searched_model_types(), name, items, m);
+  if (first && m.model_type != ModelType::NoType) m.differential = names_diff_type(items[1]);
+}
+
 void sub_param_line(IbisModel& m, std::string_view line) {
   ItemList& items = g_mdl.items;
   if (!CMN_SplitLine(line, kSubParamItems, '=', &items)) {
@@ -223,14 +247,17 @@ void sub_param_line(IbisModel& m, std::string_view line) {
     return;
   }
   const ModelSubParam* p = find_sub_param(items[0]);
+  if (!p && NEWER_ReadPast(kSplitCComp, items[0])) {
+    m.c_comp_split = true;
+    return;
+  }
+  if (!p && NEWER_ReadPast(kDiffLoads, items[0])) return;
   if (!p) {
     RPT_ErrorAtLine("Unknown Line Among Model Data");
     return;
   }
   switch (p->kind) {
-    case SubParam::ModelType:
-      setting_line(&m.model_type, searched_model_types(), p->name, items, m);
-      break;
+    case SubParam::ModelType: model_type_line(m, items, p->name); break;
     case SubParam::Polarity:
       setting_line(&m.polarity, searched(kPolarityNames), p->name, items, m);
       break;
@@ -357,13 +384,13 @@ void add_submodel_line(IbisModel& m, std::string_view line) {
     RPT_ErrorAtLine("Invalid Add Submodel Line. Expecting two items only");
   AddSubmodelEntry entry;
   const std::string_view name = items[0];
-  if (name.size() > kModelNameLimit)
-    RPT_ErrorAtLine("Add Submodel Name Over %d Characters Long",
-                    static_cast<int>(kModelNameLimit));
+  const size_t limit = CMN_ModelNameLimit();
+  if (name.size() > limit)
+    RPT_ErrorAtLine("Add Submodel Name Over %d Characters Long", static_cast<int>(limit));
   else if (!CMN_IsReservedWord(name))
     RPT_ErrorAtLine("Invalid Submodel Name (\"%s\"); Reserved Word.", str(name).c_str());
   try {
-    entry.name.assign(name.substr(0, kModelNameLimit));
+    entry.name.assign(name.substr(0, limit));
     m.add_submodels.push_back(entry);
   } catch (const std::bad_alloc&) {
     RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
@@ -492,7 +519,8 @@ bool needs_thresholds(ModelType type) {
 void check_required(const IbisModel& m, const char* name, const char* type) {
   if (m.model_type == ModelType::NotGiven)
     RPT_Error("Model '%s': %s Not Defined", name, "Model_type");
-  if (!m.c_comp) RPT_Error("Model '%s': %s Not Defined", name, "C_comp");
+  // The split values of a later version stand in for C_comp.
+  if (!m.c_comp && !m.c_comp_split) RPT_Error("Model '%s': %s Not Defined", name, "C_comp");
   if (!needs_thresholds(m.model_type)) return;
   const struct {
     const char* label;
@@ -658,7 +686,8 @@ void MDL_Line(LineKind kind, Kw code, std::string_view line) {
 
 void MDL_KeywordDone(Kw next) {
   close_keyword();
-  if (!is_model_keyword(next) || next == Kw::MODEL) end_current_model();
+  const bool in_model = is_model_keyword(next) || PRS_NewerIn(next, Section::Model);
+  if (!in_model || next == Kw::MODEL) end_current_model();
 }
 
 void MDL_EndOfFile() { end_current_model(); }

@@ -27,7 +27,9 @@ enum class Polarity : uint8_t { NotGiven = 0, Invalid = 1, NonInverting = 2, Inv
 enum class Enable : uint8_t { NotGiven = 0, Invalid = 1, ActiveHigh = 2, ActiveLow = 3 };
 enum class SubmodelMode : uint8_t { Driving = 0, NonDriving = 1, All = 2, NoMode = 3 };
 
-/// The IBIS 2.1 rules search only the first 14 rows; the end marker "No Type" is never matched.
+/// The IBIS 2.1 rules search only the first 14 rows, the IBIS 3.2 rules 17, and a file of IBIS
+/// 4.1 or later also the differential types, each stored as its base type with `differential`
+/// set. The end marker "No Type" is never matched.
 inline constexpr NamedCode<ModelType> kModelTypeNames[] = {
     {"Input", ModelType::Input},
     {"Output", ModelType::Output},
@@ -46,10 +48,15 @@ inline constexpr NamedCode<ModelType> kModelTypeNames[] = {
     {"Series", ModelType::Series},
     {"Series_switch", ModelType::SeriesSwitch},
     {"3-state_ECL", ModelType::ThreeStateECL},
+    {"Input_diff", ModelType::Input},
+    {"Output_diff", ModelType::Output},
+    {"I/O_diff", ModelType::IO},
+    {"3-state_diff", ModelType::ThreeState},
     {"No Type", ModelType::NoType},
 };
 inline constexpr size_t kModelTypesV21 = 14;
 inline constexpr size_t kModelTypesV32 = 17;
+inline constexpr size_t kModelTypesDiff = 21;
 
 /// Each table ends with the marker that also names a refused setting.
 inline constexpr NamedCode<Polarity> kPolarityNames[] = {
@@ -76,6 +83,8 @@ struct IbisModel {
   ModelType model_type = ModelType::NotGiven;
   Polarity polarity = Polarity::NotGiven;
   Enable enable = Enable::NotGiven;
+  bool differential = false;  // Model_type was one of the *_diff types of IBIS 4.1
+  bool c_comp_split = false;  // C_comp_pullup and the like of IBIS 4.0 were given
   std::optional<double> vinl;
   std::optional<double> vinh;
   std::unique_ptr<Range> c_comp;

@@ -205,6 +205,9 @@ int mdl_type_code(const IbisModel* model) {
 
 const char* model_type_text(const IbisModel* model) {
   TARN_ASSERT(model != nullptr);
+  if (model->differential)
+    for (size_t i = kModelTypesV32; i < kModelTypesDiff; ++i)
+      if (kModelTypeNames[i].code == model->model_type) return kModelTypeNames[i].name.data();
   return name_of(kModelTypeNames, model->model_type);
 }
 

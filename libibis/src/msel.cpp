@@ -76,9 +76,10 @@ void model_line(ModelSelector& s, std::string_view line) {
                     "Model Selector", static_cast<int>(kModelLineItems));
   ModelSelectorEntry entry;
   std::string_view name = items[0];
-  if (name.size() > kModelNameLimit) {
-    RPT_ErrorAtLine("Model Name Over %d Characters Long", static_cast<int>(kModelNameLimit));
-    name = name.substr(0, kModelNameLimit);
+  const size_t name_limit = CMN_ModelNameLimit();
+  if (name.size() > name_limit) {
+    RPT_ErrorAtLine("Model Name Over %d Characters Long", static_cast<int>(name_limit));
+    name = name.substr(0, name_limit);
   }
   // Other reserved words are taken here; the end of the file does not look them up.
   if (CMN_EqualNoCase(name, "NA"))

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "libibis/src/cmn.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
@@ -19,6 +20,16 @@ constexpr const char* kParamNames[kMspecParams] = {
     "Vinh", "Vinl", "Vinh+", "Vinh-", "Vinl+", "Vinl-", "S_overshoot_high", "S_overshoot_low",
     "D_overshoot_high", "D_overshoot_low", "D_overshoot_time", "Pulse_high", "Pulse_low",
     "Pulse_time", "Vmeas",
+};
+
+// Read past in a file of their version: the timing loads and thresholds split by edge, and
+// the dynamic overshoot limits.
+constexpr NewerName kLaterParams[] = {
+    {"Cref", 40},         {"Rref", 40},          {"Vref", 40},          {"Cref_rising", 40},
+    {"Cref_falling", 40}, {"Rref_rising", 40},   {"Rref_falling", 40},  {"Vref_rising", 40},
+    {"Vref_falling", 40}, {"Vmeas_rising", 40},  {"Vmeas_falling", 40}, {"Rref_diff", 41},
+    {"Cref_diff", 41},    {"D_overshoot_ampl_h", 50}, {"D_overshoot_ampl_l", 50},
+    {"D_overshoot_area_h", 50}, {"D_overshoot_area_l", 50},
 };
 
 // The corners as the end messages name them, in the order of kCornerFields.
@@ -181,6 +192,7 @@ void model_spec_line(std::string_view line, ModelSpec* spec, std::string_view mo
     return;
   }
   const int index = find_param(items[0]);
+  if (index < 0 && NEWER_ReadPast(kLaterParams, items[0])) return;
   if (index < 0) {
     RPT_ErrorAtLine("Unknown Line Among Model Spec Data");
     return;

@@ -14,19 +14,21 @@
 
 namespace tarn {
 
-/// The sections a keyword can belong to.
+/// The sections a keyword can belong to. Top: a keyword of a later IBIS version that stands
+/// outside every section of IBIS 3.2 ([Test Data], [External Circuit]...).
 enum class Section : uint8_t {
-  Reader, Header, Component, Model, PackageModel, Board, Selector, Submodel, None
+  Reader, Header, Component, Model, PackageModel, Board, Selector, Submodel, Top, None
 };
 
-/// The two keyword tables.
-enum class KeywordTable : uint8_t { V21, V32 };
+/// The keyword tables: IBIS 2.1, IBIS 3.2, and 3.2 with the keywords of later versions up to
+/// the one the file declares.
+enum class KeywordTable : uint8_t { V21, V32, Newer };
 
 struct KeywordRow {
-  std::string_view name;  // upper case, underscores for blanks
+  std::string_view name;  // underscores for blanks; upper case up to 3.2, later ones as IBIS spells them
   Kw code;
-  Section section;
-  bool in_v21;
+  Section section;  // for a later keyword, the section whose data it belongs to
+  uint8_t since;    // the first table that lists it: 21, 32, or a later version (10 x major + minor)
 };
 
 /// The keyword table in code order ([Comment Char] stands just before [End]); a keyword that
@@ -36,6 +38,14 @@ extern const size_t kKeywordRowCount;
 
 /// The section that owns a keyword code (None for NOT_KEY).
 Section PRS_SectionOf(Kw code);
+/// Whether `code` is a keyword of a later version that belongs to `section`, so that the
+/// section stays open across it.
+bool PRS_NewerIn(Kw code, Section section);
+/// The table row of a code, or null.
+const KeywordRow* PRS_KeywordRow(Kw code);
+/// The code of a keyword line in the table in force, without reporting anything and without
+/// the adjustments by context; 0 when it names no keyword.
+[[nodiscard]] int PRS_FindKeyword(std::string_view line, Kw* code_out);
 
 /// Reader of physical lines with the illegal-character rules, over an open file (read in
 /// chunks) or over a text held in memory (walked in place).

@@ -5,6 +5,7 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/pinmpg.h"
 #include "libibis/src/rpt.h"
@@ -12,8 +13,6 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kSignalLimit = 20;
-constexpr size_t kModelLimit = 20;
 constexpr size_t kNamedColumns = 2;  // signal_name, model_name
 constexpr size_t kRowItems = 6;
 constexpr int kShortColumns = 3;
@@ -80,8 +79,8 @@ void copy_name(std::string* dest, std::string_view text, size_t limit, const cha
 void read_row(const PinList& list, const ItemList& items, Pin* pin) {
   pin->items = static_cast<int>(items.found);
   copy_name(&pin->name, items[0], kPinNameLimit, "Pin", "Pin not found.");
-  copy_name(&pin->signal, items[1], kSignalLimit, "Signal name", "Signal name not found.");
-  copy_name(&pin->model, items[2], kModelLimit, "Model name", "Model name not found.");
+  copy_name(&pin->signal, items[1], CMN_ModelNameLimit(), "Signal name", "Signal name not found.");
+  copy_name(&pin->model, items[2], CMN_ModelNameLimit(), "Model name", "Model name not found.");
   for (size_t column = 0; column < std::size(kValueFields); ++column) {
     const PinValueField& f = kValueFields[list.value_order[column]];
     (void)CMN_ParseValueField(items[kNamedColumns + 1 + column], "Pin", f.header,
@@ -112,9 +111,11 @@ int add_pin(PinList* list, Pin&& pin) {
   return 1;
 }
 
+// From IBIS 4.1 a pin may be driven by a [Circuit Call] instead of a model.
 bool needs_no_model(std::string_view model) {
   return CMN_EqualNoCase(model, "POWER") || CMN_EqualNoCase(model, "GND") ||
-         CMN_EqualNoCase(model, "NC");
+         CMN_EqualNoCase(model, "NC") ||
+         (NEWER_Rules().circuit_call && CMN_EqualNoCase(model, "CIRCUITCALL"));
 }
 
 int get_text(const Pin* pin, std::string Pin::*field, std::string_view* out) {

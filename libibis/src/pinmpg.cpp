@@ -4,6 +4,7 @@
 #include <new>
 
 #include "libibis/src/cmn.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/pin.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
@@ -19,6 +20,7 @@ constexpr size_t kRowItems = 1 + kPinMappingRefs;
 
 constexpr const char* kHeaders[kPinMappingRefs] = {"pulldown_ref", "pullup_ref", "gnd_clamp_ref",
                                                    "power_clamp_ref"};
+constexpr NewerName kExtRef[] = {{"ext_ref", 41}};
 
 struct PinMappingState {
   ItemList items;  // scratch, reused row after row
@@ -47,7 +49,18 @@ void read_ref(std::string_view text, size_t column, PinMappingRow* row) {
   CMN_CopyField(&row->refs[column], text, kBusNameLimit, kHeaders[column]);
 }
 
+// The ext_ref column after the four of IBIS 3.2 is dropped from the headers it was split into.
+void read_past_ext_ref(PinMapping* mapping, ItemList* items) {
+  if (items->found != std::size(kHeaders) + 1 || !CMN_EqualNoCase(items->items.back(), "ext_ref") ||
+      !NEWER_ReadPast(kExtRef, "ext_ref"))
+    return;
+  mapping->ext_ref = true;
+  items->items.pop_back();
+  --items->found;
+}
+
 void check_row_columns(const PinMapping& mapping, size_t found) {
+  if (mapping.ext_ref && found == kLongColumns + 1) found = kLongColumns;
   if (found != kShortColumns && found != kLongColumns)
     RPT_ErrorAtLine("Pin Mapping data lines must contain either 3 or 5 columns.");
   else if (found == kLongColumns && mapping.columns != kLongColumns)
@@ -193,7 +206,8 @@ int PINMPG_KeywordLine(PinMapping* mapping, std::string_view headers) {
   }
   mapping->declared = true;
   ItemList& items = g_pinmpg.items;
-  if (!CMN_SplitLine(headers, std::size(kHeaders), 0, &items)) return 1;
+  if (!CMN_SplitLine(headers, std::size(kHeaders) + 1, 0, &items)) return 1;
+  read_past_ext_ref(mapping, &items);
   if (CMN_PinTableColumns(items, "Pin_Mapping", "Pin_Mappings", kShortColumns, kLongColumns,
                           &mapping->columns))
     CMN_CheckColumnHeaders(items, kHeaders, kRequiredHeaders);
@@ -203,8 +217,9 @@ int PINMPG_KeywordLine(PinMapping* mapping, std::string_view headers) {
 int PINMPG_Row(PinMapping* mapping, std::string_view line) {
   TARN_ASSERT(mapping != nullptr);
   ItemList& items = g_pinmpg.items;
-  if (!CMN_SplitLine(line, kRowItems, 0, &items)) return 0;
-  if (items.found > kRowItems) CMN_ReportExtraColumns();
+  const size_t row_items = kRowItems + (mapping->ext_ref ? 1 : 0);
+  if (!CMN_SplitLine(line, row_items, 0, &items)) return 0;
+  if (items.found > row_items) CMN_ReportExtraColumns();
   PinMappingRow row;
   row.items = static_cast<int>(items.found);
   CMN_CopyRowName(&row.pin, items[0], kPinNameLimit, "Pin", "No Pin number.");

@@ -28,6 +28,7 @@ struct PinMappingRow {
 struct PinMapping {
   bool declared = false;  // a [Pin Mapping] line was taken
   int columns = 0;        // its headers plus the pin column
+  bool ext_ref = false;   // a last header ext_ref (IBIS 4.1), whose column is read past
   std::vector<PinMappingRow> rows;
   std::unordered_map<std::string, size_t> index;  // pin name to its row
 };

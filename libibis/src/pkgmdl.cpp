@@ -453,7 +453,9 @@ void PKGMDL_Line(LineKind kind, Kw code, std::string_view line) {
 
 void PKGMDL_KeywordDone(Kw next) {
   if (!g_pkgmdl.current) return;
-  if (kw_in(next, Kw::PKG_MANUFACTURER, Kw::ROW) || next == Kw::NUMBER_OF_SECTIONS) return;
+  if (kw_in(next, Kw::PKG_MANUFACTURER, Kw::ROW) || next == Kw::NUMBER_OF_SECTIONS ||
+      PRS_NewerIn(next, Section::PackageModel))
+    return;
   MTX_Close();
   if (next == Kw::END_MODEL_DATA || next == Kw::END_PACKAGE_MODEL) return;
   end_of_block(*g_pkgmdl.current);

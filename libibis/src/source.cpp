@@ -6,6 +6,7 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/guard.h"
+#include "libibis/src/hdr.h"
 #include "libibis/src/ibis.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/rpt.h"
@@ -29,15 +30,12 @@ int version_from_probe_line(std::string_view line) {
   if (line.size() < 10) return 0;
   const size_t pos = CMN_SkipSpace(line, 10);
   if (pos >= line.size()) return 0;
-  switch (line[pos]) {
-    case '1': return 1;
-    case '2': return 2;
-    case '3': return 3;
-    default: return 0;
-  }
+  const char digit = line[pos];
+  if (digit >= '1' && digit <= '3') return digit - '0';
+  // Later major versions only on request; [IBIS Ver] then checks the whole version text.
+  if (digit >= '4' && digit <= '7' && HDR_AcceptNewer()) return digit - '0';
+  return 0;
 }
-
-bool version_known(int version) { return version >= 1 && version <= 3; }
 
 // The summary file lists the sources that passed.
 bool check_all(const char* const* files, int count, std::FILE* report, std::FILE* summary) {
@@ -68,7 +66,7 @@ CheckOutcome SRC_Check(const SourceInput& input, std::FILE* report, const Passed
   const FileKind kind = SRC_KindOf(name);
   RPT_SetFileName(name);
   result.version = SRC_DetectVersionOf(input, kind);
-  if (!version_known(result.version)) {
+  if (!SRC_KnownVersion(result.version)) {
     RPT_Error("Unsupported or Illegal IBIS Version Number");
     RPT_PrintSummary();
     RPT_SetStream(nullptr);
@@ -92,6 +90,8 @@ CheckOutcome SRC_Check(const SourceInput& input, std::FILE* report, const Passed
   RPT_SetStream(nullptr);
   return result;
 }
+
+bool SRC_KnownVersion(int version) { return version >= 1 && version <= 7; }
 
 FileKind SRC_KindOf(std::string_view file_name) {
   const size_t sep = file_name.find_last_of("/\\");
@@ -159,6 +159,11 @@ void IBIS_SetCentralLibraryService(CentralLibraryService* service) {
 
 int IBIS_KindOf(const char* file_name) {
   return file_name ? static_cast<int>(SRC_KindOf(file_name)) : 0;
+}
+
+void IBIS_SetAcceptNewer(int accept) {
+  ApiGuard guard;
+  HDR_SetAcceptNewer(accept != 0);
 }
 
 int IBIS_DetectVersion(const char* file_name, uint32_t* line_count, int kind) {

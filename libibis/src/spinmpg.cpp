@@ -15,7 +15,7 @@
 namespace tarn {
 namespace {
 
-constexpr size_t kNameLimit = 20;       // of a model or a group
+constexpr size_t kGroupNameLimit = 20;
 constexpr size_t kRequiredHeaders = 2;  // pin_2, model_name
 constexpr int kShortColumns = 3;
 constexpr int kLongColumns = 4;
@@ -185,8 +185,8 @@ int SPINMPG_Row(SeriesPinMapping* mapping, std::string_view line) {
   row.items = static_cast<int>(items.found);
   CMN_CopyRowName(&row.pin1, items[0], kPinNameLimit, "Pin1", "No Pin1 specified.");
   CMN_CopyRowName(&row.pin2, items[1], kPinNameLimit, "Pin2", "No Pin2 specified.");
-  CMN_CopyRowName(&row.model, items[2], kNameLimit, "Model", "No Model specified.");
-  CMN_CopyRowName(&row.group, items[3], kNameLimit, "Function group Name", nullptr);
+  CMN_CopyRowName(&row.model, items[2], CMN_ModelNameLimit(), "Model", "No Model specified.");
+  CMN_CopyRowName(&row.group, items[3], kGroupNameLimit, "Function group Name", nullptr);
   check_row_columns(*mapping, items.found);
   try {
     mapping->rows.push_back(std::move(row));

@@ -8,6 +8,7 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/parse.h"
 #include "libibis/src/plaus.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
@@ -388,7 +389,8 @@ void SUBMDL_Line(LineKind kind, Kw code, std::string_view line) {
 
 void SUBMDL_KeywordDone(Kw next) {
   close_keyword();
-  if (!is_inside_keyword(next)) end_current_submodel();
+  // A later keyword of a model, such as [Initial Delay], may stand in a submodel too.
+  if (!is_inside_keyword(next) && !PRS_NewerIn(next, Section::Model)) end_current_submodel();
 }
 
 void SUBMDL_EndOfFile() {

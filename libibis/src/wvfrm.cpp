@@ -5,6 +5,7 @@
 #include <new>
 
 #include "libibis/src/cmn.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr size_t kMaxWaveforms = 100;
 constexpr size_t kMaxPoints = 100;
+constexpr size_t kMaxPointsLong = 1000;
 constexpr size_t kLineItems = 3;  // enough for "R_fixture = value"
 
 // A scratch list, reused so that a line allocates nothing.
@@ -67,14 +69,19 @@ void fixture_line(const FixtureParam& p, const ItemList& items, Waveform* w, con
   if (CMN_ParseScaledField(text, label, p.name.data(), &value)) field = value;
 }
 
+// IBIS 4.0 raised the limit; generators of 4.2 files write the full 1000 rows.
+size_t max_points() { return NEWER_Rules().long_waveforms ? kMaxPointsLong : kMaxPoints; }
+
 void time_row(const ValueItem* items, size_t found, Waveform* w, const char* label) {
   RangeRow parsed;
   (void)row_from_items(items, found, "Time", &parsed);
   size_t count = 0;
   if (!row_append(&w->rows, parsed, &count)) return;
   const RangeRow& row = *w->rows.tail();
-  if (count == kMaxPoints + 1)
-    RPT_ErrorAtLine("More than 100 data points provided for %s table", label);
+  const size_t limit = max_points();
+  if (count == limit + 1)
+    RPT_ErrorAtLine("More than %d data points provided for %s table", static_cast<int>(limit),
+                    label);
   if (row.x_status == ValueStatus::NA) {
     RPT_ErrorAtLine("'NA' not allowed for %s value", "Time");
   } else if (row.x_status == ValueStatus::Value && row.prev &&

@@ -358,6 +358,47 @@ TEST(Tool, DocWritesTheListingOnlyWhenTheFileHasNoErrors) {
   EXPECT_FALSE(std::filesystem::exists(dir.path() / "bad.txt"));
 }
 
+// A 5.1 source: refused by default; with --accept-newer its [Algorithmic Model] is read past
+// and its component is checked, compiled and documented.
+TEST(Tool, LaterVersionsOnRequest) {
+  tarn::test::TempDir dir;
+  std::string later = kCompilable;
+  later.replace(later.find("3.2"), 3, "5.1");
+  later.insert(later.find("[End]"), "[Algorithmic Model]\nExecutable linux tx.so tx.ami\n"
+                                     "[End Algorithmic Model]\n");
+  dir.write("part.ibs", later);
+  const char* banner = "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n";
+  const std::string read_past = std::string(banner) +
+                                "WARNING part.ibs (line   18) - [Algorithmic Model] (IBIS 5.0) not "
+                                "checked by this reader\n"
+                                "File part.ibs  Errors: 0  Warnings: 1  Compile Passed\n\n";
+  struct Case {
+    const char* args;
+    int status;
+    std::string report;
+    const char* written;
+  };
+  const Case cases[] = {
+      {"check part.ibs", 1,
+       "ERROR part.ibs - Unsupported or Illegal IBIS Version Number\n"
+       "File part.ibs  Errors: 1  Compile Failed\n\n",
+       nullptr},
+      {"check --accept-newer part.ibs", 0, read_past, nullptr},
+      {"compile part.ibs --output part.cbs --accept-newer", 0, read_past, "part.cbs"},
+      {"doc --accept-newer part.ibs --output part.txt", 0, read_past, "part.txt"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.args);
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, c.status);
+    EXPECT_EQ(r.err, "");
+    EXPECT_EQ(r.out, c.report);
+    if (c.written) {
+      EXPECT_TRUE(std::filesystem::exists(dir.path() / c.written));
+    }
+  }
+}
+
 TEST(Tool, ShippedExamplePasses) {
   tarn::test::TempDir dir;
   const ToolRun r = run_tool("check '" TARN_SOURCE_DIR "/examples/tarn_demo.ibs'", dir);

@@ -35,6 +35,7 @@ TEST(Header, VersionTexts) {
     bool accept_version1;
     const char* expected;
     int version;  // the code after reading, starting from 2
+    bool accept_newer = false;
   };
   const Case cases[] = {
       {"2.0", false, "", 2},
@@ -47,18 +48,47 @@ TEST(Header, VersionTexts) {
       {"1.1", false, "ERROR t.ibs (line    1) - Illegal IBIS_Version '1.1'.\n", 1},
       {"1.1", true, "", 1},
       {"3.2a", false, "ERROR t.ibs (line    1) - Illegal IBIS_Version '3.2a'.\n", 3},
+      {"4.2", false, "", 4, true},
+      {"7.2", false, "", 7, true},
+      {"3.2", false, "", 3, true},
+      {"4.3", false, "ERROR t.ibs (line    1) - Illegal IBIS_Version '4.3'.\n", 2, true},
+      {"8.0", false, "ERROR t.ibs (line    1) - Illegal IBIS_Version '8.0'.\n", 2, true},
   };
   for (const Case& c : cases) {
     HDR_SetAcceptVersion1(c.accept_version1);
+    HDR_SetAcceptNewer(c.accept_newer);
     const auto r = read_lines(std::string("[IBIS Ver] ") + c.text + "\n[End]\n", "t.ibs", 2);
     EXPECT_EQ(r.report, c.expected) << c.text;
     EXPECT_EQ(PRS_GetVersion(), c.version) << c.text;
     EXPECT_EQ(header_of(r).ibis_version, c.text);
   }
   HDR_SetAcceptVersion1(false);
+  HDR_SetAcceptNewer(false);
   EXPECT_EQ(read_lines("[IBIS Ver]\n[End]\n").report,
             "WARNING t.ibs (line    1) - Zero length value for keyword 'IBIS_Version'.\n"
             "ERROR t.ibs (line    1) - Illegal IBIS_Version ''.\n");
+}
+
+// From 7.0 a file may be named as current systems allow: capitals, and longer names.
+TEST(Header, FileNamesOfLaterVersions) {
+  const struct {
+    const char* version;
+    const char* name;
+    const char* expected;
+  } cases[] = {
+      {"7.0", "My_Chip.ibs", ""},
+      {"7.0", "a_very_long_file_name_of_thirty.ibs", ""},
+      {"6.1", "My_chip.ibs",
+       "ERROR My_chip.ibs (line    2) -\n"
+       "    File_name 'My_chip.ibs' contains an upper case character 'M'.\n"},
+  };
+  HDR_SetAcceptNewer(true);
+  for (const auto& c : cases) {
+    const std::string text =
+        std::string("[IBIS Ver] ") + c.version + "\n[File Name] " + c.name + "\n[End]\n";
+    EXPECT_EQ(read_lines(text, c.name).report, c.expected) << c.name;
+  }
+  HDR_SetAcceptNewer(false);
 }
 
 TEST(Header, FileNameRules) {

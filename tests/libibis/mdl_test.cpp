@@ -513,10 +513,12 @@ TEST(ModelAccessors, GivenFieldsAndTheRest) {
   EXPECT_STREQ(model_type_text(m), "I/O");
   EXPECT_STREQ(model_type_text(empty), "No Type");
   IbisModel any;
-  for (const auto& row : kModelTypeNames) {
-    any.model_type = row.code;
-    EXPECT_EQ(model_type_text(&any), row.name);
+  for (size_t i = 0; i < std::size(kModelTypeNames); ++i) {
+    any.model_type = kModelTypeNames[i].code;
+    any.differential = i >= kModelTypesV32 && i < kModelTypesDiff;
+    EXPECT_EQ(model_type_text(&any), kModelTypeNames[i].name);
   }
+  any.differential = false;
   for (const auto& row : kPolarityNames) {
     any.polarity = row.code;
     EXPECT_EQ(polarity_text(&any), row.name);
