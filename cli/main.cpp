@@ -122,7 +122,7 @@ std::string version_finding(const char* path) {
     version = begin == std::string::npos ? "" : version.substr(begin, end - begin + 1);
     if (version.empty()) return "gives no version on its [IBIS Ver] line";
     return "declares IBIS version " + version.substr(0, 16) +
-           "; this reader takes versions 1.1 to 3.2";
+           "; this reader takes versions 1.1 to 3.2 (4.0 to 7.2 with --accept-newer)";
   }
   return "has no [IBIS Ver] line";
 }

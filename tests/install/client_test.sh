@@ -47,7 +47,7 @@ read_run() {
 printf '[IBIS Ver] 3.2\nstray\n[End]\n' >"$work/src/bad.ibs"
 # shellcheck disable=SC2046
 c++ -std=c++20 -o "$work/read" "$source/examples/read/read.cpp" $(pkg-config --cflags --libs tarn) \
-  -Wl,-rpath,"$libdir"
+  -Wl,-rpath,"$(pkg-config --variable=libdir tarn)"
 read_run "$work/read"
 cmake -S "$source/examples/read" -B "$work/cmake-read" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
 cmake --build "$work/cmake-read" >/dev/null

@@ -87,7 +87,7 @@ const Case kConstructs[] = {
          "[Composite Current]\n0 1m 1m 1m\n1n 2m 2m 2m\n"
          "[Receiver Thresholds]\nVth = 1.5\nReference_supply Pullup_ref\n"
          "[Falling Waveform]\nR_fixture = 50\nV_fixture = 0\n0 3 3 3\n1n 0 0 0\n",
-     "ERROR t.ibs - Require at least 2 Data Points for Rising Waveform Beginning at Line 11\n"
+     "ERROR t.ibs - Require at least 2 Data Points for Rising Waveform Waveform Beginning at Line 11\n"
      "WARNING t.ibs (line   15) - [Composite Current] (IBIS 5.0) not checked by this reader\n"
      "WARNING t.ibs (line   18) -\n"
      "    [Receiver Thresholds] (IBIS 4.0) not checked by this reader\n"},
