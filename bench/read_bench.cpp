@@ -1,73 +1,253 @@
-// Reading speed of the checker against a naive baseline (std::getline over the file, strtod
-// on every numeric token), on generated files of 10 MB and 100 MB.
+// Reading speed and memory against the targets, each beside the naive floor (std::getline over
+// the file, strtod on every numeric token) measured in the same run, on generated files of 4 MB
+// (vendor size), 10 MB and 100 MB. Counters: x_floor is the median time over the floor's median,
+// x_check over the check's median of the same file, mem_x_file the tool's peak resident memory
+// over the file size; the label names the target and whether this run met it.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "ibis_gen.h"
 #include "quiet_stdout.h"
+#include "tarn/compile.h"
+#include "tarn/documentation.h"
 #include "tarn/reader.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 // Generated once per size and kept for the run.
 const std::string& fixture(int megabytes) {
   static std::map<int, std::string> paths;
   auto it = paths.find(megabytes);
   if (it != paths.end()) return it->second;
-  const auto dir = std::filesystem::temp_directory_path();
-  const std::string path = (dir / ("tarn_bench_" + std::to_string(megabytes) + "mb.ibs")).string();
-  if (!std::filesystem::exists(path) ||
-      std::filesystem::file_size(path) < size_t(megabytes) * 900000) {
+  const std::string path =
+      (fs::temp_directory_path() / ("tarn_bench_" + std::to_string(megabytes) + "mb.ibs")).string();
+  if (!fs::exists(path) || fs::file_size(path) < size_t(megabytes) * 900000) {
     tarn::bench::generate_ibis(path, size_t(megabytes) * 1000000);
   }
   return paths[megabytes] = path;
 }
 
-void BM_Check(benchmark::State& state) {
-  const std::string& path = fixture(static_cast<int>(state.range(0)));
-  std::FILE* report = std::fopen("/dev/null", "w");
-  tarn::bench::QuietStdout quiet;
+double naive_floor(const std::string& path) {
+  std::ifstream in(path);
+  std::string line;
+  double sum = 0;
+  while (std::getline(in, line)) {
+    const char* p = line.c_str();
+    while (*p) {
+      while (*p == ' ' || *p == '\t') ++p;
+      const char* start = p;
+      while (*p && *p != ' ' && *p != '\t') ++p;
+      const char c = *start;
+      if ((c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.')
+        sum += std::strtod(start, nullptr);
+    }
+  }
+  return sum;
+}
+
+double seconds_of(const std::function<void()>& run) {
+  const auto start = std::chrono::steady_clock::now();
+  run();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> times) {
+  std::sort(times.begin(), times.end());
+  return times[times.size() / 2];
+}
+
+// Times every iteration, hands the times to the benchmark and returns their median.
+double timed_loop(benchmark::State& state, const std::function<void()>& run) {
+  std::vector<double> times;
   for (auto _ : state) {
-    const char* files[] = {path.c_str()};
-    benchmark::DoNotOptimize(tarn::IBIS_CheckFilesToStream(files, 1, report));
+    const double s = seconds_of(run);
+    state.SetIterationTime(s);
+    times.push_back(s);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(fs::file_size(fixture(int(state.range(0))))));
+  return median(times);
+}
+
+// Medians per file, so later benchmarks compare with earlier ones of the same run.
+std::map<std::string, double>& floor_medians() {
+  static std::map<std::string, double> m;
+  return m;
+}
+std::map<std::string, double>& check_medians() {
+  static std::map<std::string, double> m;
+  return m;
+}
+
+double floor_median(const std::string& path) {
+  auto& m = floor_medians();
+  if (!m.count(path)) {
+    std::vector<double> t;
+    for (int i = 0; i < 3; ++i) t.push_back(seconds_of([&] { benchmark::DoNotOptimize(naive_floor(path)); }));
+    m[path] = median(t);
+  }
+  return m[path];
+}
+
+void check_once(const std::string& path) {
+  static std::FILE* report = std::fopen("/dev/null", "w");
+  const char* files[] = {path.c_str()};
+  benchmark::DoNotOptimize(tarn::IBIS_CheckFilesToStream(files, 1, report));
+}
+
+double check_median(const std::string& path) {
+  auto& m = check_medians();
+  if (!m.count(path)) {
+    tarn::bench::QuietStdout quiet;
+    std::vector<double> t;
+    for (int i = 0; i < 3; ++i) t.push_back(seconds_of([&] { check_once(path); }));
+    m[path] = median(t);
+  }
+  return m[path];
+}
+
+// A child's peak memory counts the pages it shared with its parent when forked, and the benchmark
+// process has grown by then; so a freshly started copy of this program ("--peak-of TOOL ARGS...")
+// runs the tool and prints its peak in KiB, while still too small to hide it.
+int print_peak(char** argv) {
+  const pid_t pid = fork();
+  if (pid == 0) {
+    std::freopen("/dev/null", "w", stdout);
+    std::freopen("/dev/null", "w", stderr);
+    execv(argv[0], argv);
+    _exit(127);
+  }
+  int status = 0;
+  rusage usage{};
+  if (pid < 0 || wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) ||
+      WEXITSTATUS(status) == 127)
+    return 1;
+  std::printf("%ld\n", usage.ru_maxrss);
+  return 0;
+}
+
+// Peak resident memory of the tool running `args`, over the file's size; -1 when it failed.
+double peak_memory_ratio(const std::string& path, const std::vector<std::string>& args) {
+  char self[4096];
+  const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+  if (n <= 0) return -1;
+  std::string command = std::string(self, size_t(n)) + " --peak-of " TARN_BENCH_TOOL;
+  for (const std::string& a : args) command += " '" + a + "'";
+  std::FILE* pipe = popen(command.c_str(), "r");
+  if (!pipe) return -1;
+  long kib = -1;
+  if (std::fscanf(pipe, "%ld", &kib) != 1) kib = -1;
+  if (pclose(pipe) != 0 || kib < 0) return -1;
+  return double(kib) * 1024.0 / double(fs::file_size(path));
+}
+
+void label_targets(benchmark::State& state, const std::string& text, bool met) {
+  state.SetLabel(text + (met ? ": met" : ": NOT met"));
+}
+
+std::string output_path(const char* what) {
+  return (fs::temp_directory_path() / (std::string("tarn_bench_out.") + what)).string();
+}
+
+void BM_Floor(benchmark::State& state) {
+  const std::string& path = fixture(int(state.range(0)));
+  floor_medians()[path] =
+      timed_loop(state, [&] { benchmark::DoNotOptimize(naive_floor(path)); });
+}
+
+// check: at most 0.5x the floor and 1.0x the file in memory; vendor size: at most 0.6x the floor.
+void BM_Check(benchmark::State& state) {
+  const int mb = int(state.range(0));
+  const std::string& path = fixture(mb);
+  double t;
+  {
+    tarn::bench::QuietStdout quiet;
+    t = timed_loop(state, [&] { check_once(path); });
+  }
+  check_medians()[path] = t;
+  const double x = t / floor_median(path);
+  state.counters["x_floor"] = x;
+  if (mb < 10) {
+    label_targets(state, "x_floor<=0.6", x <= 0.6);
+    return;
+  }
+  const double mem = peak_memory_ratio(path, {"check", path});
+  state.counters["mem_x_file"] = mem;
+  label_targets(state, "x_floor<=0.5 mem_x_file<=1.0", x <= 0.5 && mem >= 0 && mem <= 1.0);
+}
+
+// compile of the one component: at most 1.3x the check.
+void BM_Compile(benchmark::State& state) {
+  const std::string& path = fixture(int(state.range(0)));
+  const std::string out = output_path("cbs");
+  std::FILE* report = std::fopen("/dev/null", "w");
+  double t;
+  {
+    tarn::bench::QuietStdout quiet;
+    t = timed_loop(state, [&] {
+      benchmark::DoNotOptimize(tarn::IBIS_CompileSourceToStream(path.c_str(), "BENCH", out.c_str(), report));
+    });
   }
   std::fclose(report);
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(std::filesystem::file_size(path)));
+  const double x = t / check_median(path);
+  state.counters["x_check"] = x;
+  state.counters["x_floor"] = t / floor_median(path);
+  state.counters["mem_x_file"] =
+      peak_memory_ratio(path, {"compile", path, "--component", "BENCH", "--output", out});
+  label_targets(state, "x_check<=1.3", x <= 1.3);
 }
 
-void BM_Baseline(benchmark::State& state) {
-  const std::string& path = fixture(static_cast<int>(state.range(0)));
-  for (auto _ : state) {
-    std::ifstream in(path);
-    std::string line;
-    double sum = 0;
-    while (std::getline(in, line)) {
-      const char* p = line.c_str();
-      while (*p) {
-        while (*p == ' ' || *p == '\t') ++p;
-        const char* start = p;
-        while (*p && *p != ' ' && *p != '\t') ++p;
-        const char c = *start;
-        if ((c >= '0' && c <= '9') || c == '-' || c == '+' || c == '.')
-          sum += std::strtod(start, nullptr);
-      }
-    }
-    benchmark::DoNotOptimize(sum);
+// doc of the component: at most 1.5x the check and 1.2x the file in memory.
+void BM_Doc(benchmark::State& state) {
+  const std::string& path = fixture(int(state.range(0)));
+  const std::string out = output_path("txt");
+  std::FILE* report = std::fopen("/dev/null", "w");
+  double t;
+  {
+    tarn::bench::QuietStdout quiet;
+    t = timed_loop(state, [&] {
+      benchmark::DoNotOptimize(tarn::IBIS_DocumentSourceToStream(path.c_str(), "BENCH", out.c_str(), report));
+    });
   }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(std::filesystem::file_size(path)));
+  std::fclose(report);
+  const double x = t / check_median(path);
+  const double mem = peak_memory_ratio(path, {"doc", path, "--component", "BENCH", "--output", out});
+  state.counters["x_check"] = x;
+  state.counters["x_floor"] = t / floor_median(path);
+  state.counters["mem_x_file"] = mem;
+  label_targets(state, "x_check<=1.5 mem_x_file<=1.2", x <= 1.5 && mem >= 0 && mem <= 1.2);
 }
 
-BENCHMARK(BM_Check)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond)->MinTime(2.0);
-BENCHMARK(BM_Baseline)->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond)->MinTime(2.0);
+void sizes(benchmark::internal::Benchmark* b) {
+  b->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
+}
+
+BENCHMARK(BM_Floor)->Arg(4)->Apply(sizes);
+BENCHMARK(BM_Check)->Arg(4)->Apply(sizes);
+BENCHMARK(BM_Compile)->Apply(sizes);
+BENCHMARK(BM_Doc)->Apply(sizes);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  if (argc > 2 && std::string(argv[1]) == "--peak-of") return print_peak(argv + 2);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
