@@ -76,9 +76,10 @@ constexpr TableForm kDiffPinForm = {
 
 using Cells = std::array<std::string, 3>;  // typ, min, max
 
-// The listing is built in memory and written at once.
+// The listing goes straight to the file's buffered stream, each line formatted once.
 class DocText {
  public:
+  explicit DocText(SafeFile* file) : file_(file) {}
   // One line, formatted; the line feed is added.
   void put(const char* fmt, ...) TARN_PRINTF(2, 3);
   // A banner line and a bar line, which open every block.
@@ -91,27 +92,30 @@ class DocText {
     put("%-*s%-15s %-15s %-15s", width, label, cells[0].c_str(), cells[1].c_str(),
         cells[2].c_str());
   }
-  const std::string& text() const { return text_; }
 
  private:
-  std::string text_;
+  SafeFile* file_;
 };
 
 void DocText::put(const char* fmt, ...) {
   va_list args;
   va_start(args, fmt);
-  va_list measure;
-  va_copy(measure, args);
-  const int length = std::vsnprintf(nullptr, 0, fmt, measure);
-  va_end(measure);
-  if (length > 0) {
-    const size_t at = text_.size();
-    text_.resize(at + static_cast<size_t>(length) + 1);
-    std::vsnprintf(text_.data() + at, static_cast<size_t>(length) + 1, fmt, args);
-    text_.resize(at + static_cast<size_t>(length));
+  va_list again;
+  va_copy(again, args);
+  char line[256];
+  const int formatted = std::vsnprintf(line, sizeof line - 1, fmt, args);
+  const size_t length = formatted > 0 ? static_cast<size_t>(formatted) : 0;
+  if (length < sizeof line - 1) {
+    line[length] = '\n';
+    (void)file_->Write(std::string_view(line, length + 1));  // a failed write fails the commit
+  } else {
+    std::string long_line(length + 1, '\0');
+    std::vsnprintf(long_line.data(), length + 1, fmt, again);
+    long_line[length] = '\n';
+    (void)file_->Write(long_line);
   }
+  va_end(again);
   va_end(args);
-  text_ += '\n';
 }
 
 std::string text_of(std::string_view view) { return std::string(view); }
@@ -508,20 +512,19 @@ void write_component(DocText& out, const IbisDocument* document, const Component
 }
 
 // Replaced whole, so a failure leaves the earlier listing rather than half of a new one.
-bool write_file(const char* path, const std::string& text) {
-  SafeFile file(path);
-  if (!file.stream()) {
-    RPT_Error("Unable to open documentation file.");
-    WRT_ReportUnopened(path);
-    return false;
-  }
-  // A short write shows as a failed close: the listing is not complete either way.
-  if (!file.Write(text) || !file.Commit()) {
-    RPT_Error("Unable to close documentation file.");
-    WRT_ReportUnwritten(path, file.error());
-    return false;
-  }
-  return true;
+bool opened(const char* path, const SafeFile& file) {
+  if (file.stream()) return true;
+  RPT_Error("Unable to open documentation file.");
+  WRT_ReportUnopened(path);
+  return false;
+}
+
+// A short write shows as a failed commit: the listing is not complete either way.
+bool committed(const char* path, SafeFile& file) {
+  if (file.Commit()) return true;
+  RPT_Error("Unable to close documentation file.");
+  WRT_ReportUnwritten(path, file.error());
+  return false;
 }
 
 // The decimal digits of |value| rounded once to the significant digits kept, and the power of
@@ -588,7 +591,9 @@ bool DOC_WriteComponent(const IbisDocument* document, const char* path, const ch
 
   std::string_view name;
   (void)CMPNT_GetName(chosen, &name);
-  DocText out;
+  SafeFile file(path);
+  if (!opened(path, file)) return false;
+  DocText out(&file);
   write_header(out, header, name);
   const std::vector<std::unique_ptr<PackageModel>>* package_models = nullptr;
   if (IBIS_GetList(document->package_models, &package_models)) {
@@ -598,7 +603,7 @@ bool DOC_WriteComponent(const IbisDocument* document, const char* path, const ch
   }
   write_component(out, document, chosen, name, models);
   out.put("[End]");
-  return write_file(path, out.text());
+  return committed(path, file);
 }
 
 int IBIS_DocumentComponent(const IbisDocument* document, const char* output,
