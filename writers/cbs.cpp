@@ -43,6 +43,7 @@ CbsState g_cbs;
 enum class Num : uint8_t { General, Fixed };
 
 void append_number(std::string* out, double value, Num form) {
+  if (form == Num::General) return WRT_AppendGeneral(out, value);
   // Room for the longest %f of a finite double; to_chars ignores the host's locale.
   char buffer[400];
   const std::chars_format format =

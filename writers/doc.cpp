@@ -527,28 +527,6 @@ bool committed(const char* path, SafeFile& file) {
   return false;
 }
 
-// The decimal digits of |value| rounded once to the significant digits kept, and the power of
-// ten of the first one.
-struct Decimal {
-  std::string digits;
-  int exponent = 0;
-};
-
-Decimal to_decimal(double magnitude) {
-  char buffer[32];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
-                                    std::chars_format::scientific, kSignificantDigits - 1);
-  const std::string_view text(buffer, static_cast<size_t>(result.ptr - buffer));
-  const size_t e = text.find('e');
-  Decimal decimal;
-  decimal.digits = text.substr(0, 1);
-  if (e > 2) decimal.digits += text.substr(2, e - 2);  // past the point
-  std::string_view exponent = text.substr(e + 1);
-  if (!exponent.empty() && exponent.front() == '+') exponent.remove_prefix(1);
-  std::from_chars(exponent.data(), exponent.data() + exponent.size(), decimal.exponent);
-  return decimal;
-}
-
 }  // namespace
 
 std::string DOC_FormatNumber(double value) {
@@ -558,7 +536,7 @@ std::string DOC_FormatNumber(double value) {
     const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
     return std::string(buffer, result.ptr);
   }
-  const Decimal decimal = to_decimal(std::fabs(value));
+  const RoundedDecimal decimal = WRT_RoundDecimal(std::fabs(value), kSignificantDigits);
   // The scale is chosen after rounding, so 999.9999 becomes 1k rather than 1000.
   const int scale = (decimal.exponent >= 0 ? decimal.exponent : decimal.exponent - 2) / 3 * 3;
   if (scale < kSmallestScale || scale > kLargestScale) {

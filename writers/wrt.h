@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "libibis/src/source.h"
@@ -42,5 +43,16 @@ void WRT_ReportUnopened(const char* path);
 /// Reports why an output file could not be completed (an errno value), after the writer's own
 /// message; the file in its place, if any, is the one that was there before.
 void WRT_ReportUnwritten(const char* path, int error);
+
+/// A finite, non-zero magnitude rounded once to `significant` decimal digits (1 to 16): exactly
+/// that many digits, trailing zeros kept, and the power of ten of the first.
+struct RoundedDecimal {
+  std::string digits;
+  int exponent = 0;
+};
+RoundedDecimal WRT_RoundDecimal(double magnitude, int significant);
+
+/// Appends printf's "%.6g" of `value`, whatever the host's locale.
+void WRT_AppendGeneral(std::string* out, double value);
 
 }  // namespace tarn
