@@ -1,6 +1,7 @@
 #include "writers/wrt.h"
 
 #include <charconv>
+#include <cstdint>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -88,20 +89,6 @@ RoundedDecimal parse_scientific(const char* first, const char* last) {
   return decimal;
 }
 
-// Adds one in the last place; a carry out of the first digit moves the exponent.
-void round_up(RoundedDecimal* decimal) {
-  std::string& digits = decimal->digits;
-  size_t i = digits.size();
-  while (i > 0 && digits[i - 1] == '9') digits[--i] = '0';
-  if (i > 0) {
-    ++digits[i - 1];
-    return;
-  }
-  digits.insert(digits.begin(), '1');
-  digits.pop_back();
-  ++decimal->exponent;
-}
-
 }  // namespace
 
 namespace {
@@ -113,27 +100,56 @@ RoundedDecimal exact_decimal(double magnitude, int significant) {
   return parse_scientific(buffer, exact.ptr);
 }
 
+// Scaled by an exact power of ten into an integer of the digits asked for, the product's
+// rounding error known exactly (fma), so the one rounding to that integer is the exact value's.
+// False when the scale is out of reach of exact powers; the caller then takes the slow path.
+bool scaled_decimal(double magnitude, int significant, RoundedDecimal* out) {
+  static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                       1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                       1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  constexpr int kLargest = 22;
+  const double lowest = kPowers[significant - 1];
+  const double limit = kPowers[significant];
+  // floor(log10(2^b)) is the exponent or one less.
+  int exponent = (std::ilogb(magnitude) * 78913) >> 18;
+  for (int attempt = 0; attempt < 2; ++attempt, ++exponent) {
+    const int scale = significant - 1 - exponent;
+    if (scale > kLargest || -scale > kLargest) return false;
+    double scaled;
+    double error;  // only its sign and whether it is zero matter
+    if (scale >= 0) {
+      scaled = magnitude * kPowers[scale];
+      error = std::fma(magnitude, kPowers[scale], -scaled);
+    } else {
+      scaled = magnitude / kPowers[-scale];
+      error = std::fma(-scaled, kPowers[-scale], magnitude);
+    }
+    if (scaled >= limit) continue;
+    const double whole = std::floor(scaled);
+    const double fraction = scaled - whole;
+    bool up = fraction > 0.5;
+    if (fraction == 0.5) up = error > 0 || (error == 0 && std::fmod(whole, 2.0) != 0);
+    const double rounded = whole + (up ? 1.0 : 0.0);
+    if (rounded < lowest) return false;
+    const bool carried = rounded >= limit;
+    char buffer[24];
+    const auto result = std::to_chars(buffer, buffer + sizeof buffer,
+                                      static_cast<uint64_t>(carried ? lowest : rounded));
+    out->digits.assign(buffer, result.ptr);
+    out->exponent = exponent + (carried ? 1 : 0);
+    return true;
+  }
+  return false;
+}
+
 }  // namespace
 
-// The shortest digits that read back as the value round to the same digits as the value itself,
-// unless they end exactly on the half between two results, or the value is subnormal and so
-// holds fewer digits than asked: only then the exact, slower path.
 RoundedDecimal WRT_RoundDecimal(double magnitude, int significant) {
-  if (magnitude < std::numeric_limits<double>::min()) return exact_decimal(magnitude, significant);
-  char buffer[40];
-  const auto shortest = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
-                                      std::chars_format::scientific);
-  RoundedDecimal decimal = parse_scientific(buffer, shortest.ptr);
-  const size_t kept = static_cast<size_t>(significant);
-  if (decimal.digits.size() <= kept) {
-    decimal.digits.resize(kept, '0');
+  RoundedDecimal decimal;
+  if (magnitude >= std::numeric_limits<double>::min() &&
+      scaled_decimal(magnitude, significant, &decimal))
     return decimal;
-  }
-  const char next = decimal.digits[kept];
-  if (next == '5' && decimal.digits.size() == kept + 1) return exact_decimal(magnitude, significant);
-  decimal.digits.resize(kept);
-  if (next >= '5') round_up(&decimal);
-  return decimal;
+  return exact_decimal(magnitude, significant);
 }
 
 void WRT_AppendGeneral(std::string* out, double value) {

@@ -44,7 +44,7 @@ void WRT_ReportUnopened(const char* path);
 /// message; the file in its place, if any, is the one that was there before.
 void WRT_ReportUnwritten(const char* path, int error);
 
-/// A finite, non-zero magnitude rounded once to `significant` decimal digits (1 to 16): exactly
+/// A finite, non-zero magnitude rounded once to `significant` decimal digits (1 to 15): exactly
 /// that many digits, trailing zeros kept, and the power of ten of the first.
 struct RoundedDecimal {
   std::string digits;
