@@ -56,6 +56,7 @@ constexpr const char* kTimeTitle = "| Time          V(typ)          V(min)      
 constexpr int kPackageLabelWidth = 21;
 constexpr int kModelLabelWidth = 24;
 constexpr int kRampLabelWidth = 20;
+constexpr int kTableLabelWidth = 16;
 
 // The two forms of a pin table's title; the long one when the keyword line declared its
 // long column count.
@@ -88,13 +89,27 @@ class DocText {
     put("|");
   }
   // "name typ min max": the name in its field, then the three value columns.
-  void range_row(const char* label, int width, const Cells& cells) {
-    put("%-*s%-15s %-15s %-15s", width, label, cells[0].c_str(), cells[1].c_str(),
-        cells[2].c_str());
+  void range_row(std::string_view label, int width, const Cells& cells) {
+    line_.clear();
+    pad_to(label, static_cast<size_t>(width));
+    for (size_t i = 0; i < cells.size(); ++i) {
+      if (i > 0) line_ += ' ';
+      pad_to(cells[i], kColumnWidth);
+    }
+    line_ += '\n';
+    (void)file_->Write(line_);  // a failed write fails the commit
   }
 
  private:
+  // Left-aligned in `width`, never cut, as printf's "%-*s".
+  void pad_to(std::string_view text, size_t width) {
+    line_ += text;
+    if (text.size() < width) line_.append(width - text.size(), ' ');
+  }
+
+  static constexpr size_t kColumnWidth = 15;
   SafeFile* file_;
+  std::string line_;  // the table row being built, kept for its capacity
 };
 
 void DocText::put(const char* fmt, ...) {
@@ -163,9 +178,8 @@ void write_table_rows(DocText& out, const char* title, const RowList& rows) {
   for (const RangeRow* row = rows.head(); row; row = row->next) {
     double x = 0.0;
     const int has_x = row_get_x(row, &x);
-    const Cells cells = range_cells(row, {});
-    out.put("%-15s %-15s %-15s %-15s", value_or_na(has_x, x).c_str(), cells[0].c_str(),
-            cells[1].c_str(), cells[2].c_str());
+    // The x column and its space are laid out as a value column: a range row labelled by x.
+    out.range_row(value_or_na(has_x, x) + ' ', kTableLabelWidth, range_cells(row, {}));
   }
 }
 
