@@ -111,7 +111,10 @@ bool scaled_decimal(double magnitude, int significant, RoundedDecimal* out) {
   const double lowest = kPowers[significant - 1];
   const double limit = kPowers[significant];
   // floor(log10(2^b)) is the exponent or one less.
-  int exponent = (std::ilogb(magnitude) * 78913) >> 18;
+  uint64_t bits;
+  std::memcpy(&bits, &magnitude, sizeof bits);
+  const int binary_exponent = static_cast<int>((bits >> 52) & 0x7ff) - 1023;  // normal only
+  int exponent = (binary_exponent * 78913) >> 18;
   for (int attempt = 0; attempt < 2; ++attempt, ++exponent) {
     const int scale = significant - 1 - exponent;
     if (scale > kLargest || -scale > kLargest) return false;
@@ -125,16 +128,16 @@ bool scaled_decimal(double magnitude, int significant, RoundedDecimal* out) {
       error = std::fma(-scaled, kPowers[-scale], magnitude);
     }
     if (scaled >= limit) continue;
-    const double whole = std::floor(scaled);
-    const double fraction = scaled - whole;
+    const auto whole = static_cast<uint64_t>(scaled);  // below 1e15: exact, and the floor
+    const double fraction = scaled - static_cast<double>(whole);
     bool up = fraction > 0.5;
-    if (fraction == 0.5) up = error > 0 || (error == 0 && std::fmod(whole, 2.0) != 0);
-    const double rounded = whole + (up ? 1.0 : 0.0);
-    if (rounded < lowest) return false;
-    const bool carried = rounded >= limit;
+    if (fraction == 0.5) up = error > 0 || (error == 0 && (whole & 1) != 0);
+    const uint64_t rounded = whole + (up ? 1 : 0);
+    if (static_cast<double>(rounded) < lowest) return false;
+    const bool carried = static_cast<double>(rounded) >= limit;
     char buffer[24];
     const auto result = std::to_chars(buffer, buffer + sizeof buffer,
-                                      static_cast<uint64_t>(carried ? lowest : rounded));
+                                      carried ? static_cast<uint64_t>(lowest) : rounded);
     out->digits.assign(buffer, result.ptr);
     out->exponent = exponent + (carried ? 1 : 0);
     return true;
