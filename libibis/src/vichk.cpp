@@ -132,10 +132,38 @@ Curve column_curve(const ViTable& table, int column, bool from_reference, double
   return points;
 }
 
+// The current on segment a-b at v: the segment's ends exactly, else along it (a vertical
+// step gives the side v is on).
+double current_on(const IPwlEntry& a, const IPwlEntry& b, double v) {
+  if (v == a.v) return a.i;
+  if (v == b.v) return b.i;
+  const double dv = b.v - a.v;
+  if (dv < kTiny) return v < a.v ? a.i : b.i;
+  return a.i + (b.i - a.i) * (v - a.v) / dv;
+}
+
+// VICHK_CurrentAt for voltages that only rise: the segment is found by walking on from the
+// last one instead of searching the whole curve each time.
+class RisingProbe {
+ public:
+  explicit RisingProbe(std::span<const IPwlEntry> curve) : curve_(curve) {}
+  double at(double v) {
+    if (curve_.size() == 1) return curve_[0].i;
+    while (end_ + 1 < curve_.size() && curve_[end_].v < v) ++end_;
+    return current_on(curve_[end_ - 1], curve_[end_], v);
+  }
+
+ private:
+  std::span<const IPwlEntry> curve_;
+  size_t end_ = 1;  // the segment's upper point
+};
+
 // Two rising curves added over the voltages of both, merged in one pass.
 Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b) {
   Curve sum;
   sum.reserve(a.size() + b.size());
+  RisingProbe on_a(a);
+  RisingProbe on_b(b);
   size_t ia = 0;
   size_t ib = 0;
   while (ia < a.size() || ib < b.size()) {
@@ -143,7 +171,7 @@ Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b) {
     const double v = from_a ? a[ia++].v : b[ib++].v;
     // A voltage both curves hold, or one holds twice, is one point of the sum.
     if (!sum.empty() && sum.back().v == v) continue;
-    sum.push_back(IPwlEntry{v, VICHK_CurrentAt(a, v) + VICHK_CurrentAt(b, v)});
+    sum.push_back(IPwlEntry{v, on_a.at(v) + on_b.at(v)});
   }
   return sum;
 }
@@ -429,13 +457,7 @@ double VICHK_CurrentAt(std::span<const IPwlEntry> curve, double v) {
   const auto inner_end = curve.end() - 1;
   const auto it = std::lower_bound(curve.begin() + 1, inner_end, v,
                                    [](const IPwlEntry& e, double x) { return e.v < x; });
-  const IPwlEntry& a = *(it - 1);
-  const IPwlEntry& b = *it;
-  if (v == a.v) return a.i;
-  if (v == b.v) return b.i;
-  const double dv = b.v - a.v;
-  if (dv < kTiny) return v < a.v ? a.i : b.i;
-  return a.i + (b.i - a.i) * (v - a.v) / dv;
+  return current_on(*(it - 1), *it, v);
 }
 
 void VICHK_DriveThrough(const IbisModel* model) {
