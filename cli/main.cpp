@@ -17,6 +17,7 @@
 #include "tarn/compile.h"
 #include "tarn/document.h"
 #include "tarn/documentation.h"
+#include "tarn/plot.h"
 #include "tarn/ibis_comp_mdls.h"
 #include "tarn/navig_prs.h"
 #include "tarn/reader.h"
@@ -55,6 +56,11 @@ constexpr const char* kUsage =
     "  -h, --help      show this help\n"
     "  --version       show the version\n"
     "\n"
+    "  plot FILE [--component NAME] [--model NAME] --output DIR\n"
+    "                  plot files, SVG plots and an index.html of the curves of every model\n"
+    "                  (or of model NAME, or of the models component NAME uses)\n"
+    "  report PATH... --output report.html\n"
+    "                  one self-contained HTML page: results, findings, components, models\n"
     "exit status: 0 every file passed (compile, doc: OUT was written), 1 a file has errors\n"
     "(compile, doc: nothing written), 2 usage error or unreadable file\n";
 
@@ -430,6 +436,42 @@ int run_doc(const std::vector<const char*>& args) {
   return written ? kExitPassed : kExitFailed;
 }
 
+int run_plot(const std::vector<const char*>& args) {
+  // --model is taken out first; the rest is a one-component command's arguments.
+  const char* model = "";
+  std::vector<const char*> rest;
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string_view arg = args[i];
+    if (arg == "--model" && i + 1 < args.size()) model = args[++i];
+    else if (arg.starts_with("--model=")) model = args[i] + 8;
+    else if (arg == "--model") return usage_error("plot: --model needs a value");
+    else rest.push_back(args[i]);
+  }
+  ComponentArgs parsed;
+  std::string error;
+  if (!parse_component_args("plot", rest, &parsed, &error)) return usage_error(error);
+  if (!parsed.output) return usage_error("plot: --output DIR is required");
+  if (!readable_source(parsed.file)) return kExitUsage;
+  const bool written = tarn::write_plots(parsed.file, parsed.component ? parsed.component : "",
+                                         model, parsed.output, stderr);
+  return written ? kExitPassed : kExitFailed;
+}
+
+int run_report(const std::vector<const char*>& args) {
+  std::vector<std::string> paths;
+  const char* output = nullptr;
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string_view arg = args[i];
+    if (arg == "--output" && i + 1 < args.size()) output = args[++i];
+    else if (arg.starts_with("--output=")) output = args[i] + 9;
+    else if (arg.starts_with("-")) return usage_error("report: unknown option '" + std::string(arg) + "'");
+    else paths.emplace_back(arg);
+  }
+  if (paths.empty()) return usage_error("report: no PATH given");
+  if (!output || !*output) return usage_error("report: --output report.html is required");
+  return tarn::write_report(paths, output, stderr) ? kExitPassed : kExitFailed;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -449,5 +491,7 @@ int main(int argc, char** argv) {
   if (command == "index") return run_index(rest);
   if (command == "lib") return run_lib(rest);
   if (command == "doc") return run_doc(take_accept_newer(rest));
+  if (command == "plot") return run_plot(rest);
+  if (command == "report") return run_report(rest);
   return usage_error("unknown command '" + std::string(command) + "'");
 }

@@ -1,0 +1,20 @@
+// What the plot, SVG and report writers share: locale-proof numbers and HTML escaping.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tarn/document.h"
+
+namespace tarn {
+
+/// The shortest text that reads back as `value`, in the C locale whatever the host's.
+std::string PLT_Number(double value);
+/// A value's number, or "NA" where the file gives none.
+std::string PLT_Cell(const Value& value);
+/// `text` with the five XML specials escaped.
+std::string PLT_Escape(std::string_view text);
+/// `name` with every character but letters, digits, '-', '_' and '.' turned into '_'.
+std::string PLT_SafeName(std::string_view name);
+
+}  // namespace tarn
