@@ -183,7 +183,7 @@ std::vector<ModelView> chosen_models(const DocumentView& document, std::string_v
 
 std::string index_page(std::string_view source, const std::vector<ModelView>& models) {
   std::string out =
-      "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>Plots of " +
+      "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"/><title>Plots of " +
       PLT_Escape(source) +
       "</title><style>body{font-family:sans-serif;margin:1em}img{margin:4px;border:1px solid "
       "#ccc}</style></head><body>\n<h1>Plots of " + PLT_Escape(source) + "</h1>\n";
@@ -192,7 +192,7 @@ std::string index_page(std::string_view source, const std::vector<ModelView>& mo
     for (const Curve& curve : model_curves(model)) {
       const std::string stem = PLT_SafeName(model.name()) + "_" + curve.file_stem;
       out += "<a href=\"" + stem + ".txt\"><img src=\"" + stem + ".svg\" alt=\"" +
-             PLT_Escape(curve.title) + "\"></a>";
+             PLT_Escape(curve.title) + "\"/></a>";
     }
     out += "</p>\n";
   }

@@ -78,7 +78,7 @@ void put_findings(std::string& out, const ReadResult& result, SourceLines& lines
 
 void put_components(std::string& out, const DocumentView& document) {
   for (const ComponentView& component : document.components()) {
-    out += "<details open><summary>Component " + PLT_Escape(component.name()) + " (" +
+    out += "<details open=\"open\"><summary>Component " + PLT_Escape(component.name()) + " (" +
            std::to_string(component.pins().size()) + " pins)</summary>\n";
     out += "<table><tr><th>Pin</th><th>Signal</th><th>Model</th></tr>\n";
     for (const PinInfo& pin : component.pins())
@@ -89,7 +89,7 @@ void put_components(std::string& out, const DocumentView& document) {
 }
 
 void put_model(std::string& out, size_t file, const ModelView& model) {
-  out += "<details open id=\"" + anchor(file, model.name()) + "\"><summary>Model " +
+  out += "<details open=\"open\" id=\"" + anchor(file, model.name()) + "\"><summary>Model " +
          PLT_Escape(model.name()) + " &#8212; " + PLT_Escape(to_text(model.type())) +
          "</summary>\n<table>";
   const auto row = [&](const char* name, const std::string& value) {
@@ -139,7 +139,7 @@ std::string contents(std::span<const std::string> sources, const std::vector<Rea
     for (const ModelView& model : results[i].document().models())
       models += (models.empty() ? "" : ", ") + std::string("<a href=\"#") +
                 anchor(i, model.name()) + "\">" + PLT_Escape(model.name()) + "</a>";
-    if (!models.empty()) out += "<br>Models: " + models;
+    if (!models.empty()) out += "<br/>Models: " + models;
     out += "</li>\n";
   }
   return out + "</ul></nav>\n";
@@ -151,8 +151,8 @@ std::string report_html(std::span<const std::string> sources) {
   std::vector<ReadResult> results;
   for (const std::string& path : sources) results.push_back(read_file(path));
   std::string out =
-      "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\">"
-      "<meta name=\"viewport\" content=\"width=device-width\"><title>IBIS check report</title>"
+      "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"/>"
+      "<meta name=\"viewport\" content=\"width=device-width\"/><title>IBIS check report</title>"
       "<style>" + std::string(kStyle) + "</style></head><body>\n<h1>IBIS check report</h1>\n";
   out += contents(sources, results);
   for (size_t i = 0; i < sources.size(); ++i) put_source(out, i, sources[i], results[i]);
