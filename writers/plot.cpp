@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <filesystem>
@@ -162,7 +163,17 @@ std::vector<ModelView> chosen_models(const DocumentView& document, std::string_v
     return out;
   }
   if (!component.empty()) {
-    const auto chosen = document.find_component(component);
+    // Component names compared without regard to case, as the other one-component commands do.
+    std::optional<ComponentView> chosen;
+    for (const ComponentView& each : document.components()) {
+      const std::string_view name = each.name();
+      if (!chosen && name.size() == component.size() &&
+          std::equal(name.begin(), name.end(), component.begin(), [](char a, char b) {
+            return std::tolower(static_cast<unsigned char>(a)) ==
+                   std::tolower(static_cast<unsigned char>(b));
+          }))
+        chosen = each;
+    }
     if (!chosen) {
       if (report)
         std::fprintf(report, "tarn: no component '%.*s'\n", int(component.size()), component.data());
