@@ -452,8 +452,10 @@ int run_plot(const std::vector<const char*>& args) {
   if (!parse_component_args("plot", rest, &parsed, &error)) return usage_error(error);
   if (!parsed.output) return usage_error("plot: --output DIR is required");
   if (!readable_source(parsed.file)) return kExitUsage;
+  tarn::ReadOptions options;
+  options.accept_newer = g_accept_newer;
   const bool written = tarn::write_plots(parsed.file, parsed.component ? parsed.component : "",
-                                         model, parsed.output, stderr);
+                                         model, parsed.output, stderr, options);
   return written ? kExitPassed : kExitFailed;
 }
 
@@ -469,7 +471,9 @@ int run_report(const std::vector<const char*>& args) {
   }
   if (paths.empty()) return usage_error("report: no PATH given");
   if (!output || !*output) return usage_error("report: --output report.html is required");
-  return tarn::write_report(paths, output, stderr) ? kExitPassed : kExitFailed;
+  tarn::ReadOptions options;
+  options.accept_newer = g_accept_newer;
+  return tarn::write_report(paths, output, stderr, options) ? kExitPassed : kExitFailed;
 }
 
 }  // namespace
@@ -491,7 +495,7 @@ int main(int argc, char** argv) {
   if (command == "index") return run_index(rest);
   if (command == "lib") return run_lib(rest);
   if (command == "doc") return run_doc(take_accept_newer(rest));
-  if (command == "plot") return run_plot(rest);
-  if (command == "report") return run_report(rest);
+  if (command == "plot") return run_plot(take_accept_newer(rest));
+  if (command == "report") return run_report(take_accept_newer(rest));
   return usage_error("unknown command '" + std::string(command) + "'");
 }

@@ -213,8 +213,11 @@ std::string index_page(std::string_view source, const std::vector<ModelView>& mo
 }  // namespace
 
 bool write_plots(std::string_view source, std::string_view component, std::string_view model,
-                 std::string_view out_dir, std::FILE* report) try {
-  const ReadResult result = read_file(source);
+                 std::string_view out_dir, std::FILE* report, const ReadOptions& options) try {
+  ReadOptions quiet = options;
+  quiet.report = nullptr;
+  quiet.banner = false;
+  const ReadResult result = read_file(source, quiet);
   if (!result.read()) {
     if (report) std::fprintf(report, "tarn: cannot read %.*s\n", int(source.size()), source.data());
     return false;

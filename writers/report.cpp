@@ -16,7 +16,7 @@ constexpr const char* kStyle =
     "body{font-family:sans-serif;max-width:1100px;margin:1em auto;padding:0 1em;color:#222}"
     "table{border-collapse:collapse;margin:.5em 0}td,th{border:1px solid #bbb;padding:2px 6px;"
     "text-align:left;vertical-align:top}th{background:#eee}code{font-size:90%}"
-    ".pass{color:#1a7f37}.fail{color:#b42318}.Error{color:#b42318}.Warning{color:#9a6700}"
+    ".pass{color:#1a7f37}.fail{color:#b42318}.ERROR{color:#b42318}.WARNING{color:#9a6700}"
     "summary{cursor:pointer;font-weight:bold;margin:.4em 0}.plots{display:flex;flex-wrap:wrap;"
     "gap:6px}.plots svg{max-width:100%;height:auto;border:1px solid #ddd}"
     "@media print{body{max-width:none}.plots svg{break-inside:avoid;width:48%}"
@@ -114,8 +114,12 @@ void put_model(std::string& out, size_t file, const ModelView& model) {
 
 void put_source(std::string& out, size_t index, const std::string& path, const ReadResult& result) {
   out += "<section id=\"f" + std::to_string(index) + "\"><h2>" + PLT_Escape(path) + "</h2>\n";
+  SourceLines lines(std::filesystem::path(path).parent_path());
   if (!result.read()) {
-    out += "<p class=\"fail\">Could not be read.</p></section>\n";
+    // Say why: a refused version or an unopenable file comes as a finding.
+    out += "<p class=\"fail\">Could not be read.</p>\n";
+    put_findings(out, result, lines);
+    out += "</section>\n";
     return;
   }
   const Counts counts = result.counts();
@@ -124,7 +128,6 @@ void put_source(std::string& out, size_t index, const std::string& path, const R
          " warnings" +
          (counts.bugs ? ", " + std::to_string(counts.bugs) + " program bugs" : std::string()) +
          "</p>\n";
-  SourceLines lines(std::filesystem::path(path).parent_path());
   put_findings(out, result, lines);
   put_components(out, result.document());
   for (const ModelView& model : result.document().models()) put_model(out, index, model);
@@ -147,9 +150,12 @@ std::string contents(std::span<const std::string> sources, const std::vector<Rea
 
 }  // namespace
 
-std::string report_html(std::span<const std::string> sources) {
+std::string report_html(std::span<const std::string> sources, const ReadOptions& options) {
+  ReadOptions quiet = options;
+  quiet.report = nullptr;
+  quiet.banner = false;
   std::vector<ReadResult> results;
-  for (const std::string& path : sources) results.push_back(read_file(path));
+  for (const std::string& path : sources) results.push_back(read_file(path, quiet));
   std::string out =
       "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"/>"
       "<meta name=\"viewport\" content=\"width=device-width\"/><title>IBIS check report</title>"
@@ -160,8 +166,8 @@ std::string report_html(std::span<const std::string> sources) {
 }
 
 bool write_report(std::span<const std::string> sources, std::string_view output,
-                  std::FILE* report) try {
-  const std::string page = report_html(sources);
+                  std::FILE* report, const ReadOptions& options) try {
+  const std::string page = report_html(sources, options);
   std::ofstream file(std::filesystem::path(output), std::ios::binary);
   file << page;
   file.close();

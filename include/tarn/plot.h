@@ -49,15 +49,18 @@ TARN_API std::string curve_svg(const Curve& curve, std::string_view model_name);
 /// Reads `source` and writes the plot files and SVGs of its models into `out_dir` (made when
 /// missing) with an index.html. `model` picks one model, `component` the models its pins use;
 /// empty: every model. false, with the reason on `report`, when nothing could be written.
+/// `options` sets how the source is read (its report stream is not used).
 [[nodiscard]] TARN_API bool write_plots(std::string_view source, std::string_view component,
                                         std::string_view model, std::string_view out_dir,
-                                        std::FILE* report);
+                                        std::FILE* report, const ReadOptions& options = {});
 
 /// The HTML check report of `sources` as one self-contained page at `output`.
 [[nodiscard]] TARN_API bool write_report(std::span<const std::string> sources,
-                                         std::string_view output, std::FILE* report);
+                                         std::string_view output, std::FILE* report,
+                                         const ReadOptions& options = {});
 
 /// The page itself, as write_report writes it.
-TARN_API std::string report_html(std::span<const std::string> sources);
+TARN_API std::string report_html(std::span<const std::string> sources,
+                                 const ReadOptions& options = {});
 
 }  // namespace tarn
