@@ -142,9 +142,7 @@ std::string curve_text(const Curve& curve, std::string_view model_name) {
   return out;
 }
 
-namespace {
-
-bool save(const std::filesystem::path& path, const std::string& text, std::FILE* report) {
+bool PLT_Save(const std::filesystem::path& path, const std::string& text, std::FILE* report) {
   std::ofstream file(path, std::ios::binary);
   file << text;
   file.close();
@@ -152,6 +150,12 @@ bool save(const std::filesystem::path& path, const std::string& text, std::FILE*
   if (report) std::fprintf(report, "tarn: cannot write %s\n", path.string().c_str());
   return false;
 }
+
+void PLT_ReportFailure(const std::exception& failure, std::FILE* report) {
+  if (report) std::fprintf(report, "tarn: %s\n", failure.what());
+}
+
+namespace {
 
 // The models to plot: one by name, those a component's pins use, or all.
 std::vector<ModelView> chosen_models(const DocumentView& document, std::string_view component,
@@ -231,14 +235,14 @@ bool write_plots(std::string_view source, std::string_view component, std::strin
   for (const ModelView& each : models) {
     for (const Curve& curve : model_curves(each)) {
       const std::string stem = PLT_SafeName(each.name()) + "_" + curve.file_stem;
-      if (!save(dir / (stem + ".txt"), curve_text(curve, each.name()), report) ||
-          !save(dir / (stem + ".svg"), curve_svg(curve, each.name()), report))
+      if (!PLT_Save(dir / (stem + ".txt"), curve_text(curve, each.name()), report) ||
+          !PLT_Save(dir / (stem + ".svg"), curve_svg(curve, each.name()), report))
         return false;
     }
   }
-  return save(dir / "index.html", index_page(source, models), report);
+  return PLT_Save(dir / "index.html", index_page(source, models), report);
 } catch (const std::exception& e) {
-  if (report) std::fprintf(report, "tarn: %s\n", e.what());
+  PLT_ReportFailure(e, report);
   return false;
 }
 

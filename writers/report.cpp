@@ -167,15 +167,9 @@ std::string report_html(std::span<const std::string> sources, const ReadOptions&
 
 bool write_report(std::span<const std::string> sources, std::string_view output,
                   std::FILE* report, const ReadOptions& options) try {
-  const std::string page = report_html(sources, options);
-  std::ofstream file(std::filesystem::path(output), std::ios::binary);
-  file << page;
-  file.close();
-  if (file) return true;
-  if (report) std::fprintf(report, "tarn: cannot write %.*s\n", int(output.size()), output.data());
-  return false;
+  return PLT_Save(std::filesystem::path(output), report_html(sources, options), report);
 } catch (const std::exception& e) {
-  if (report) std::fprintf(report, "tarn: %s\n", e.what());
+  PLT_ReportFailure(e, report);
   return false;
 }
 
