@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "check_output.h"
 #include "service/source_index.h"
 #include "service/source_selectors.h"
 #include "tarn/compile.h"
@@ -32,8 +33,15 @@ constexpr const char* kUsage =
     "usage: tarn <command> [arguments]\n"
     "\n"
     "commands:\n"
-    "  check FILE...   read and check IBIS sources (.ibs, .pkg, .ebd); the report goes to\n"
-    "                  standard output, one summary line per file\n"
+    "  check [OPTIONS] FILE|FOLDER|-...\n"
+    "                  read and check IBIS sources (.ibs, .pkg, .ebd; a FOLDER is searched\n"
+    "                  for them, hidden folders skipped); the report goes to standard\n"
+    "                  output, one summary line per file\n"
+    "      --format text|gcc|json  the report as text (default), as FILE:LINE: error:\n"
+    "                  MESSAGE lines, or as one JSON document\n"
+    "      --stdin-name NAME  the name of the source read from '-' (standard input)\n"
+    "      -q, --quiet  no report; the exit status tells\n"
+    "      --werror    a warning fails the file\n"
     "  compile FILE [--component NAME] --output OUT\n"
     "                  read and check FILE as check does and, when it has no errors, write\n"
     "                  the compiled model file of component NAME (without NAME, the file's\n"
@@ -96,11 +104,9 @@ bool readable_source(const char* path) {
 }
 
 // Why the reader refused a source's version, for the user who sees only the report's
-// "Unsupported or Illegal IBIS Version Number": a folder, no [IBIS Ver] line where the first
+// "Unsupported or Illegal IBIS Version Number": no [IBIS Ver] line where the first
 // keyword should be, or a version this reader does not take.
 std::string version_finding(const char* path) {
-  std::error_code ec;
-  if (std::filesystem::is_directory(path, ec)) return "is a directory";
   std::ifstream in(path, std::ios::binary);
   constexpr size_t kProbeLimit = 64 * 1024;  // a keyword is near the top, if anywhere
   std::string head(kProbeLimit, '\0');
@@ -135,26 +141,144 @@ void explain_refused_versions(const std::vector<const char*>& sources) {
   }
 }
 
-int run_check(const std::vector<const char*>& args) {
-  if (args.empty()) return usage_error("check: no FILE given");
-  std::vector<const char*> sources;
-  bool unreadable = false;
-  for (const char* path : args) {
-    if (path[0] == '-' && path[1] != '\0') return usage_error(std::string("check: unknown option '") + path + "'");
-    if (readable_source(path)) sources.push_back(path);
-    else unreadable = true;
+// The options of check besides its sources.
+struct CheckArgs {
+  std::vector<std::string> paths;
+  tarn::cli::Format format = tarn::cli::Format::Text;
+  const char* stdin_name = nullptr;
+  bool quiet = false;
+  bool werror = false;
+};
+
+bool parse_check_args(const std::vector<const char*>& args, CheckArgs* out, std::string* error) {
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string_view arg = args[i];
+    std::string_view value;
+    const auto take = [&](std::string_view name) {
+      if (arg == name && i + 1 < args.size()) {
+        value = args[++i];
+        return true;
+      }
+      if (arg.size() > name.size() && arg.starts_with(name) && arg[name.size()] == '=') {
+        value = arg.substr(name.size() + 1);
+        return true;
+      }
+      return false;
+    };
+    if (arg == "--quiet" || arg == "-q") out->quiet = true;
+    else if (arg == "--werror") out->werror = true;
+    else if (take("--format")) {
+      if (!tarn::cli::parse_format(std::string(value), &out->format)) {
+        *error = "check: --format takes text, gcc or json, not '" + std::string(value) + "'";
+        return false;
+      }
+    } else if (take("--stdin-name")) {
+      out->stdin_name = value.data();
+    } else if (arg == "--format" || arg == "--stdin-name") {
+      *error = "check: " + std::string(arg) + " needs a value";
+      return false;
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      *error = "check: unknown option '" + std::string(arg) + "'";
+      return false;
+    } else {
+      out->paths.emplace_back(arg);
+    }
   }
-  bool passed = true;
+  if (out->paths.empty()) {
+    *error = "check: no FILE given";
+    return false;
+  }
+  return true;
+}
+
+bool is_ibis_name(const std::filesystem::path& path) {
+  return tarn::IBIS_KindOf(path.string().c_str()) != 0;
+}
+
+// The sources under a folder, sorted; hidden folders (.git, .cache) are skipped.
+std::vector<std::string> sources_in_folder(const std::filesystem::path& folder) {
+  std::vector<std::string> found;
+  std::error_code ec;
+  std::filesystem::recursive_directory_iterator it(folder, ec), end;
+  for (; !ec && it != end; it.increment(ec)) {
+    const std::string name = it->path().filename().string();
+    if (it->is_directory(ec)) {
+      if (name.starts_with(".")) it.disable_recursion_pending();
+      continue;
+    }
+    if (it->is_regular_file(ec) && is_ibis_name(it->path())) found.push_back(it->path().string());
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
+std::string read_stdin() {
+  std::string text;
+  char buffer[65536];
+  size_t n = 0;
+  while ((n = std::fread(buffer, 1, sizeof buffer, stdin)) > 0) text.append(buffer, n);
+  return text;
+}
+
+// Folders become the sources under them; "-" stays as it is.
+bool expand_paths(const CheckArgs& args, std::vector<std::string>* sources) {
+  bool all_readable = true;
+  for (const std::string& path : args.paths) {
+    std::error_code ec;
+    if (path != "-" && std::filesystem::is_directory(path, ec)) {
+      const std::vector<std::string> found = sources_in_folder(path);
+      if (found.empty()) {
+        std::fprintf(stderr, "tarn: '%s' holds no IBIS source (.ibs, .pkg or .ebd)\n",
+                     path.c_str());
+        all_readable = false;
+      }
+      sources->insert(sources->end(), found.begin(), found.end());
+    } else if (path == "-" || readable_source(path.c_str())) {
+      sources->push_back(path);
+    } else {
+      all_readable = false;
+    }
+  }
+  return all_readable;
+}
+
+int run_check(const std::vector<const char*>& raw) {
+  CheckArgs args;
+  std::string error;
+  if (!parse_check_args(raw, &args, &error)) return usage_error(error);
+  const bool reads_stdin = std::count(args.paths.begin(), args.paths.end(), "-") > 0;
+  if (reads_stdin && !args.stdin_name)
+    return usage_error("check: '-' needs --stdin-name NAME (its extension tells the kind)");
+  std::vector<std::string> sources;
+  const bool all_readable = expand_paths(args, &sources);
+  const bool text = args.format == tarn::cli::Format::Text;
   tarn::ReadOptions options;
-  options.report = stdout;
-  options.banner = true;
+  options.report = text && !args.quiet ? stdout : nullptr;
+  options.banner = text && !args.quiet;
   options.accept_newer = g_accept_newer;
-  for (const char* path : sources) {
-    if (!tarn::read_file(path, options).passed()) passed = false;
+  std::vector<tarn::cli::CheckedFile> checked;
+  bool passed = true;
+  for (const std::string& path : sources) {
+    tarn::cli::CheckedFile file;
+    file.path = path == "-" ? args.stdin_name : path;
+    file.result = path == "-" ? tarn::read_text(read_stdin(), file.path, options)
+                              : tarn::read_file(path, options);
+    if (tarn::cli::file_failed(file.result, args.werror)) passed = false;
+    if (args.format == tarn::cli::Format::Gcc && !args.quiet)
+      std::fputs(tarn::cli::gcc_lines(file).c_str(), stdout);
+    checked.push_back(std::move(file));
   }
+  if (args.format == tarn::cli::Format::Json && !args.quiet)
+    std::fputs(tarn::cli::json_report(checked, args.werror).c_str(), stdout);
   std::fflush(stdout);
-  explain_refused_versions(sources);
-  if (unreadable) return kExitUsage;
+  std::vector<const char*> on_disk;
+  for (const std::string& path : sources)
+    if (path != "-") on_disk.push_back(path.c_str());
+  explain_refused_versions(on_disk);
+  // On standard error, so the report on standard output stays as it always was.
+  if (checked.size() > 1 && !args.quiet && args.format != tarn::cli::Format::Json)
+    std::fputs(("tarn: " + tarn::cli::totals_line(checked, args.werror)).c_str(), stderr);
+  if (!all_readable) return kExitUsage;
   return passed ? kExitPassed : kExitFailed;
 }
 

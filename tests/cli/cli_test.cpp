@@ -8,6 +8,9 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "test_support.h"
 
@@ -48,7 +51,7 @@ TEST(Tool, UsageAndVersion) {
   const ToolRun help = run_tool("--help", dir);
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("usage: tarn <command>"), std::string::npos);
-  EXPECT_NE(help.out.find("check FILE..."), std::string::npos);
+  EXPECT_NE(help.out.find("check [OPTIONS] FILE|FOLDER|-..."), std::string::npos);
   EXPECT_NE(help.out.find("doc FILE [--component NAME] --output OUT"), std::string::npos);
   const ToolRun version = run_tool("--version", dir);
   EXPECT_EQ(version.status, 0);
@@ -117,7 +120,6 @@ TEST(Tool, UnreadableFilesAreToolErrorsAndTheOthersAreStillRead) {
 // The report keeps the reader's own line; the tool says on standard error what it found.
 TEST(Tool, ARefusedVersionIsExplainedInOneLine) {
   tarn::test::TempDir dir;
-  std::filesystem::create_directory(dir.path() / "folder.ibs");
   dir.write("empty.ibs", "");
   dir.write("binary.ibs", std::string("\x7f"
                                       "ELF\x02\x01\x00\x00\n\xff\xfe",
@@ -129,7 +131,6 @@ TEST(Tool, ARefusedVersionIsExplainedInOneLine) {
     const char* explained;
   };
   for (const Case& c : {
-           Case{"folder.ibs", "tarn: 'folder.ibs' is a directory\n"},
            Case{"empty.ibs", "tarn: 'empty.ibs' is empty: it has no [IBIS Ver] line\n"},
            Case{"binary.ibs", "tarn: 'binary.ibs' has no [IBIS Ver] line\n"},
            Case{"later.ibs",
@@ -411,3 +412,124 @@ TEST(Tool, ShippedExamplePasses) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// check's other report forms, sources from folders and standard input, and its switches.
+
+constexpr const char* kWarned =
+    "[IBIS Ver] 3.2\n[File Name] warned.ibs\n[Component] Part\n[Manufacturer] Acme\n[Package]\n"
+    "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n"
+    "2 A n\n[Model] n\nModel_type Input\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
+constexpr const char* kBroken = "[IBIS Ver] 3.2\n[End]\n";
+
+struct CheckDir : tarn::test::TempDir {
+  CheckDir() {
+    write("good.ibs", kGood);
+    write("warned.ibs", kWarned);
+    write("bad.ibs", kBroken);
+  }
+};
+
+TEST(Check, GccLinesAndTotals) {
+  CheckDir dir;
+  struct Case {
+    const char* args;
+    int status;
+    const char* out;
+    const char* err;
+  };
+  const Case cases[] = {
+      {"check --format gcc good.ibs", 0, "", ""},
+      {"check --format=gcc bad.ibs warned.ibs", 1,
+       "bad.ibs: error: Required keyword 'Component' not found.\n"
+       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinl set\n"
+       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinh set\n",
+       "tarn: 2 files: 1 passed, 1 failed; 1 error, 2 warnings\n"},
+      {"check --format gcc --werror good.ibs warned.ibs", 1,
+       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinl set\n"
+       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinh set\n",
+       "tarn: 2 files: 1 passed, 1 failed; 0 errors, 2 warnings\n"},
+      {"check --quiet good.ibs bad.ibs", 1, "", ""},
+      {"check -q --werror warned.ibs", 1, "", ""},
+      {"check --quiet warned.ibs", 0, "", ""},
+      {"check --format xml good.ibs", 2, "",
+       "tarn: check: --format takes text, gcc or json, not 'xml'\nTry 'tarn --help'.\n"},
+      {"check - < good.ibs", 2, "",
+       "tarn: check: '-' needs --stdin-name NAME (its extension tells the kind)\n"
+       "Try 'tarn --help'.\n"},
+  };
+  for (const Case& c : cases) {
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, c.status) << c.args;
+    EXPECT_EQ(r.out, c.out) << c.args;
+    EXPECT_EQ(r.err, c.err) << c.args;
+  }
+}
+
+TEST(Check, GccLinesCarryTheSourceLine) {
+  tarn::test::TempDir dir;
+  std::string faulty = kWarned;
+  faulty.replace(faulty.find("Model_type Input"), 16, "Model_type Inputt");
+  dir.write("warned.ibs", faulty);
+  const ToolRun r = run_tool("check --format gcc warned.ibs", dir);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out.substr(0, r.out.find('\n') + 1),
+            "warned.ibs:13: error: Invalid Model_type (\"Inputt\")\n");
+}
+
+TEST(Check, JsonParsesBackWithEveryFile) {
+  CheckDir dir;
+  const ToolRun r = run_tool("check --format json good.ibs bad.ibs warned.ibs", dir);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "");
+  const nlohmann::json doc = nlohmann::json::parse(r.out);
+  EXPECT_EQ(doc["tool"], "tarn");
+  EXPECT_EQ(doc["version"], TARN_VERSION);
+  ASSERT_EQ(doc["files"].size(), 3u);
+  const nlohmann::json& good = doc["files"][0];
+  EXPECT_EQ(good["path"], "good.ibs");
+  EXPECT_EQ(good["ibis_version"], 3);
+  EXPECT_EQ(good["result"], "passed");
+  EXPECT_EQ(good["findings"], nlohmann::json::array());
+  const nlohmann::json& bad = doc["files"][1];
+  EXPECT_EQ(bad["result"], "failed");
+  EXPECT_EQ(bad["counts"], (nlohmann::json{{"errors", 1}, {"warnings", 0}, {"bugs", 0}}));
+  EXPECT_EQ(bad["findings"][0],
+            (nlohmann::json{{"severity", "error"},
+                            {"line", nullptr},
+                            {"message", "Required keyword 'Component' not found."}}));
+  const nlohmann::json& warned = doc["files"][2];
+  EXPECT_EQ(warned["result"], "passed");
+  EXPECT_EQ(warned["findings"][1]["severity"], "warning");
+}
+
+TEST(Check, FoldersAreSearchedSortedSkippingHiddenOnes) {
+  tarn::test::TempDir dir;
+  std::filesystem::create_directories(dir.path() / "lib/b/deep");
+  std::filesystem::create_directories(dir.path() / "lib/.git");
+  std::filesystem::create_directories(dir.path() / "empty");
+  dir.write("lib/z.ibs", kGood);
+  dir.write("lib/b/deep/a.ibs", kGood);
+  dir.write("lib/a.pkg", "not read: its extension is checked");
+  dir.write("lib/notes.txt", "ignored");
+  dir.write("lib/.git/hidden.ibs", kBroken);
+  const ToolRun r = run_tool("check --format json lib", dir);
+  const nlohmann::json doc = nlohmann::json::parse(r.out);
+  std::vector<std::string> paths;
+  for (const nlohmann::json& file : doc["files"]) paths.push_back(file["path"]);
+  EXPECT_EQ(paths, (std::vector<std::string>{"lib/a.pkg", "lib/b/deep/a.ibs", "lib/z.ibs"}));
+
+  const ToolRun none = run_tool("check empty", dir);
+  EXPECT_EQ(none.status, 2);
+  EXPECT_EQ(none.err, "tarn: 'empty' holds no IBIS source (.ibs, .pkg or .ebd)\n");
+}
+
+TEST(Check, StandardInputReadsUnderTheGivenName) {
+  CheckDir dir;
+  const ToolRun r = run_tool("check --stdin-name part.ibs - < bad.ibs", dir);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out,
+            "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
+            "ERROR part.ibs - Required keyword 'Component' not found.\n"
+            "File part.ibs  Errors: 1  Compile Failed\n\n");
+}
