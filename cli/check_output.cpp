@@ -1,5 +1,7 @@
 #include "check_output.h"
 
+#include <algorithm>
+
 #include <nlohmann/json.hpp>
 
 #include "tarn/tarn.h"
@@ -29,12 +31,32 @@ std::string plural(unsigned n, const char* word) {
   return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
 }
 
+// The message with its quoted names blanked: "Model 'n': Ramp Not Defined" becomes
+// "Model '{}': Ramp Not Defined", so every model's finding falls under one rule.
+std::string message_template(const std::string& message) {
+  std::string out;
+  char quote = 0;
+  for (char c : message) {
+    if (quote) {
+      if (c != quote) continue;
+      out += "{}";
+      quote = 0;
+    } else if (c == '\'' || c == '"') {
+      quote = c;
+    }
+    out += c;
+  }
+  if (quote) out += "{}";
+  return one_line(out);
+}
+
 }  // namespace
 
 bool parse_format(const std::string& name, Format* format) {
   if (name == "text") *format = Format::Text;
   else if (name == "gcc") *format = Format::Gcc;
   else if (name == "json") *format = Format::Json;
+  else if (name == "sarif") *format = Format::Sarif;
   else return false;
   return true;
 }
@@ -81,6 +103,35 @@ std::string json_report(const std::vector<CheckedFile>& files, bool werror) {
     doc["files"].push_back(std::move(entry));
   }
   return doc.dump(2) + "\n";
+}
+
+std::string sarif_report(const std::vector<CheckedFile>& files) {
+  using nlohmann::ordered_json;
+  ordered_json rules = ordered_json::array();
+  ordered_json results = ordered_json::array();
+  std::vector<std::string> rule_ids;
+  for (const CheckedFile& file : files) {
+    for (const Finding& f : file.result.findings()) {
+      // The template is the rule's id: stable from run to run without a numbering to keep.
+      const std::string id = message_template(f.message);
+      if (std::find(rule_ids.begin(), rule_ids.end(), id) == rule_ids.end()) {
+        rule_ids.push_back(id);
+        rules.push_back({{"id", id}, {"shortDescription", {{"text", id}}}});
+      }
+      ordered_json location = {{"artifactLocation", {{"uri", file.path}}}};
+      if (f.line) location["region"] = {{"startLine", *f.line}};
+      results.push_back({{"ruleId", id},
+                         {"level", f.severity == Severity::Warning ? "warning" : "error"},
+                         {"message", {{"text", one_line(f.message)}}},
+                         {"locations", {{{"physicalLocation", location}}}}});
+    }
+  }
+  ordered_json driver = {{"name", "tarn"}, {"version", tarn_version()}, {"rules", rules}};
+  ordered_json log = {
+      {"version", "2.1.0"},
+      {"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
+      {"runs", {{{"tool", {{"driver", driver}}}, {"results", results}}}}};
+  return log.dump(2) + "\n";
 }
 
 std::string totals_line(const std::vector<CheckedFile>& files, bool werror) {

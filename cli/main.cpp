@@ -37,8 +37,8 @@ constexpr const char* kUsage =
     "                  read and check IBIS sources (.ibs, .pkg, .ebd; a FOLDER is searched\n"
     "                  for them, hidden folders skipped); the report goes to standard\n"
     "                  output, one summary line per file\n"
-    "      --format text|gcc|json  the report as text (default), as FILE:LINE: error:\n"
-    "                  MESSAGE lines, or as one JSON document\n"
+    "      --format text|gcc|json|sarif  the report as text (default), as FILE:LINE:\n"
+    "                  error: MESSAGE lines, as one JSON document or as a SARIF 2.1.0 log\n"
     "      --stdin-name NAME  the name of the source read from '-' (standard input)\n"
     "      -q, --quiet  no report; the exit status tells\n"
     "      --werror    a warning fails the file\n"
@@ -169,7 +169,7 @@ bool parse_check_args(const std::vector<const char*>& args, CheckArgs* out, std:
     else if (arg == "--werror") out->werror = true;
     else if (take("--format")) {
       if (!tarn::cli::parse_format(std::string(value), &out->format)) {
-        *error = "check: --format takes text, gcc or json, not '" + std::string(value) + "'";
+        *error = "check: --format takes text, gcc, json or sarif, not '" + std::string(value) + "'";
         return false;
       }
     } else if (take("--stdin-name")) {
@@ -270,13 +270,17 @@ int run_check(const std::vector<const char*>& raw) {
   }
   if (args.format == tarn::cli::Format::Json && !args.quiet)
     std::fputs(tarn::cli::json_report(checked, args.werror).c_str(), stdout);
+  if (args.format == tarn::cli::Format::Sarif && !args.quiet)
+    std::fputs(tarn::cli::sarif_report(checked).c_str(), stdout);
   std::fflush(stdout);
   std::vector<const char*> on_disk;
   for (const std::string& path : sources)
     if (path != "-") on_disk.push_back(path.c_str());
   explain_refused_versions(on_disk);
   // On standard error, so the report on standard output stays as it always was.
-  if (checked.size() > 1 && !args.quiet && args.format != tarn::cli::Format::Json)
+  const bool one_document =
+      args.format == tarn::cli::Format::Json || args.format == tarn::cli::Format::Sarif;
+  if (checked.size() > 1 && !args.quiet && !one_document)
     std::fputs(("tarn: " + tarn::cli::totals_line(checked, args.werror)).c_str(), stderr);
   if (!all_readable) return kExitUsage;
   return passed ? kExitPassed : kExitFailed;

@@ -453,7 +453,7 @@ TEST(Check, GccLinesAndTotals) {
       {"check -q --werror warned.ibs", 1, "", ""},
       {"check --quiet warned.ibs", 0, "", ""},
       {"check --format xml good.ibs", 2, "",
-       "tarn: check: --format takes text, gcc or json, not 'xml'\nTry 'tarn --help'.\n"},
+       "tarn: check: --format takes text, gcc, json or sarif, not 'xml'\nTry 'tarn --help'.\n"},
       {"check - < good.ibs", 2, "",
        "tarn: check: '-' needs --stdin-name NAME (its extension tells the kind)\n"
        "Try 'tarn --help'.\n"},
@@ -532,4 +532,46 @@ TEST(Check, StandardInputReadsUnderTheGivenName) {
             "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
             "ERROR part.ibs - Required keyword 'Component' not found.\n"
             "File part.ibs  Errors: 1  Compile Failed\n\n");
+}
+
+TEST(Check, SarifHasOneRunWithRulesByTemplate) {
+  CheckDir dir;
+  std::string two_models = kWarned;
+  two_models.replace(two_models.find("2 A n\n"), 6, "2 A n\n3 B p\n");
+  two_models.insert(two_models.find("[End]"),
+                    "[Model] p\nModel_type Input\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n");
+  dir.write("warned.ibs", two_models);
+  const ToolRun r = run_tool("check --format sarif good.ibs bad.ibs warned.ibs", dir);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "");
+  const nlohmann::json log = nlohmann::json::parse(r.out);
+  EXPECT_EQ(log["version"], "2.1.0");
+  EXPECT_EQ(log["$schema"], "https://json.schemastore.org/sarif-2.1.0.json");
+  ASSERT_EQ(log["runs"].size(), 1u);
+  const nlohmann::json& run = log["runs"][0];
+  EXPECT_EQ(run["tool"]["driver"]["name"], "tarn");
+  std::vector<std::string> rules;
+  for (const nlohmann::json& rule : run["tool"]["driver"]["rules"]) rules.push_back(rule["id"]);
+  // The Vinl and Vinh findings of both models fall under two rules.
+  EXPECT_EQ(rules, (std::vector<std::string>{"Required keyword '{}' not found.",
+                                             "Model '{}': Model_type '{}' must have Vinl set",
+                                             "Model '{}': Model_type '{}' must have Vinh set"}));
+  ASSERT_EQ(run["results"].size(), 5u);
+  const nlohmann::json& first = run["results"][0];
+  EXPECT_EQ(first["ruleId"], rules[0]);
+  EXPECT_EQ(first["level"], "error");
+  EXPECT_EQ(first["message"]["text"], "Required keyword 'Component' not found.");
+  EXPECT_EQ(first["locations"][0]["physicalLocation"]["artifactLocation"]["uri"], "bad.ibs");
+  EXPECT_EQ(run["results"][1]["level"], "warning");
+}
+
+TEST(Check, SarifRegionCarriesTheSourceLine) {
+  tarn::test::TempDir dir;
+  std::string faulty = kWarned;
+  faulty.replace(faulty.find("Model_type Input"), 16, "Model_type Inputt");
+  dir.write("warned.ibs", faulty);
+  const nlohmann::json log =
+      nlohmann::json::parse(run_tool("check --format sarif warned.ibs", dir).out);
+  const nlohmann::json& location = log["runs"][0]["results"][0]["locations"][0];
+  EXPECT_EQ(location["physicalLocation"]["region"]["startLine"], 13);
 }
