@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -11,6 +12,8 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include <unistd.h>
 
 #include "check_output.h"
 #include "service/source_index.h"
@@ -42,6 +45,8 @@ constexpr const char* kUsage =
     "      --stdin-name NAME  the name of the source read from '-' (standard input)\n"
     "      -q, --quiet  no report; the exit status tells\n"
     "      --werror    a warning fails the file\n"
+    "      --color auto|always|never  colour ERROR and WARNING (auto: when standard\n"
+    "                  output is a terminal and NO_COLOR is not set)\n"
     "  compile FILE [--component NAME] --output OUT\n"
     "                  read and check FILE as check does and, when it has no errors, write\n"
     "                  the compiled model file of component NAME (without NAME, the file's\n"
@@ -148,6 +153,7 @@ struct CheckArgs {
   const char* stdin_name = nullptr;
   bool quiet = false;
   bool werror = false;
+  std::string color = "auto";
 };
 
 bool parse_check_args(const std::vector<const char*>& args, CheckArgs* out, std::string* error) {
@@ -172,9 +178,15 @@ bool parse_check_args(const std::vector<const char*>& args, CheckArgs* out, std:
         *error = "check: --format takes text, gcc, json or sarif, not '" + std::string(value) + "'";
         return false;
       }
+    } else if (take("--color")) {
+      out->color = value;
+      if (out->color != "auto" && out->color != "always" && out->color != "never") {
+        *error = "check: --color takes auto, always or never, not '" + out->color + "'";
+        return false;
+      }
     } else if (take("--stdin-name")) {
       out->stdin_name = value.data();
-    } else if (arg == "--format" || arg == "--stdin-name") {
+    } else if (arg == "--format" || arg == "--stdin-name" || arg == "--color") {
       *error = "check: " + std::string(arg) + " needs a value";
       return false;
     } else if (arg.size() > 1 && arg[0] == '-') {
@@ -210,6 +222,32 @@ std::vector<std::string> sources_in_folder(const std::filesystem::path& folder) 
   }
   std::sort(found.begin(), found.end());
   return found;
+}
+
+// An explicit --color=always wins over NO_COLOR; auto colours only a terminal.
+bool wants_color(const std::string& color) {
+  if (color != "auto") return color == "always";
+  const char* no_color = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) && !(no_color && *no_color);
+}
+
+// The report with each ERROR red and each WARNING yellow where a line starts with it.
+void print_colored(std::string_view report) {
+  while (!report.empty()) {
+    const size_t end = report.find('\n');
+    const std::string_view line = report.substr(0, end == std::string_view::npos ? end : end + 1);
+    report.remove_prefix(line.size());
+    const char* color = line.starts_with("ERROR")     ? "31"
+                        : line.starts_with("WARNING") ? "33"
+                                                      : nullptr;
+    if (!color) {
+      std::fwrite(line.data(), 1, line.size(), stdout);
+      continue;
+    }
+    const size_t word = line.find(' ');
+    std::printf("\033[1;%sm%.*s\033[0m", color, static_cast<int>(word), line.data());
+    std::fwrite(line.data() + word, 1, line.size() - word, stdout);
+  }
 }
 
 std::string read_stdin() {
@@ -253,7 +291,9 @@ int run_check(const std::vector<const char*>& raw) {
   const bool all_readable = expand_paths(args, &sources);
   const bool text = args.format == tarn::cli::Format::Text;
   tarn::ReadOptions options;
-  options.report = text && !args.quiet ? stdout : nullptr;
+  const bool color = text && !args.quiet && wants_color(args.color);
+  options.report = text && !args.quiet && !color ? stdout : nullptr;
+  options.keep_report_text = color;
   options.banner = text && !args.quiet;
   options.accept_newer = g_accept_newer;
   std::vector<tarn::cli::CheckedFile> checked;
@@ -264,6 +304,7 @@ int run_check(const std::vector<const char*>& raw) {
     file.result = path == "-" ? tarn::read_text(read_stdin(), file.path, options)
                               : tarn::read_file(path, options);
     if (tarn::cli::file_failed(file.result, args.werror)) passed = false;
+    if (color) print_colored(file.result.report_text());
     if (args.format == tarn::cli::Format::Gcc && !args.quiet)
       std::fputs(tarn::cli::gcc_lines(file).c_str(), stdout);
     checked.push_back(std::move(file));

@@ -575,3 +575,29 @@ TEST(Check, SarifRegionCarriesTheSourceLine) {
   const nlohmann::json& location = log["runs"][0]["results"][0]["locations"][0];
   EXPECT_EQ(location["physicalLocation"]["region"]["startLine"], 13);
 }
+
+// Colour only where a person reads: on a terminal (through script(1)), unless NO_COLOR.
+TEST(Check, ColourOnATerminalOnly) {
+  CheckDir dir;
+  const std::string red = "\033[1;31mERROR\033[0m bad.ibs - Required keyword 'Component' not found.";
+  const std::string yellow = "\033[1;33mWARNING\033[0m warned.ibs - Model 'n'";
+  struct Case {
+    const char* args;
+    bool colored;
+  };
+  const Case cases[] = {
+      {"script -qec \"'" TARN_CLI "' check bad.ibs warned.ibs\" /dev/null", true},
+      {"script -qec \"NO_COLOR=1 '" TARN_CLI "' check bad.ibs warned.ibs\" /dev/null", false},
+      {"script -qec \"'" TARN_CLI "' check --color never bad.ibs warned.ibs\" /dev/null", false},
+      {"check --color=always bad.ibs warned.ibs", true},
+      {"check bad.ibs warned.ibs", false},
+  };
+  for (const Case& c : cases) {
+    std::string args = c.args;
+    if (args.starts_with("script")) args = "; " + args;  // run_tool puts the tool first
+    const ToolRun r = run_tool(c.args[0] == 's' ? "--version " + args : args, dir);
+    EXPECT_EQ(r.out.find(red) != std::string::npos, c.colored) << c.args << r.out;
+    EXPECT_EQ(r.out.find(yellow) != std::string::npos, c.colored) << c.args;
+    EXPECT_NE(r.out.find("Required keyword 'Component' not found."), std::string::npos) << c.args;
+  }
+}
