@@ -385,6 +385,24 @@ bool parse_component_args(const char* command, const std::vector<const char*>& a
   return true;
 }
 
+// After a failed compile or doc: when the component was missing or unknown, the names the
+// file offers, so the user can pick one (read again, quietly: only on this failing road).
+void list_components_when_unmatched(const char* command, const ComponentArgs& parsed) {
+  tarn::ReadOptions options;
+  options.accept_newer = g_accept_newer;
+  const tarn::ReadResult result = tarn::read_file(parsed.file, options);
+  std::string names;
+  bool matched = false;
+  for (const tarn::ComponentView component : result.document().components()) {
+    matched = matched || (parsed.component && component.name() == parsed.component);
+    names += (names.empty() ? "" : ", ") + std::string(component.name());
+  }
+  const size_t count = result.document().components().size();
+  const bool unmatched = parsed.component ? !matched : count > 1;
+  if (!unmatched || names.empty()) return;
+  std::fprintf(stderr, "tarn: %s: components of '%s': %s\n", command, parsed.file, names.c_str());
+}
+
 int run_compile(const std::vector<const char*>& args) {
   ComponentArgs parsed;
   std::string error;
@@ -396,6 +414,7 @@ int run_compile(const std::vector<const char*>& args) {
   const int written =
       tarn::IBIS_CompileSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
   std::fflush(stdout);
+  if (written != 1) list_components_when_unmatched("compile", parsed);
   return written == 1 ? kExitPassed : kExitFailed;
 }
 
@@ -596,6 +615,7 @@ int run_doc(const std::vector<const char*>& args) {
   const int written =
       tarn::IBIS_DocumentSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
   std::fflush(stdout);
+  if (!written) list_components_when_unmatched("doc", parsed);
   return written ? kExitPassed : kExitFailed;
 }
 

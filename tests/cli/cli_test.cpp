@@ -345,7 +345,10 @@ TEST(Tool, DocWritesTheListingOnlyWhenTheFileHasNoErrors) {
     SCOPED_TRACE(c.args);
     const ToolRun r = run_tool(c.args, dir);
     EXPECT_EQ(r.status, c.status);
-    EXPECT_EQ(r.err, "");
+    // An unknown component is followed by the names the file has.
+    EXPECT_EQ(r.err, std::string(c.args).find("Other") == std::string::npos
+                         ? ""
+                         : "tarn: doc: components of 'part.ibs': Part\n");
     EXPECT_EQ(r.out, c.report);
     if (!c.output) continue;
     const std::string listing = read_file(dir.path() / c.output);
@@ -599,5 +602,32 @@ TEST(Check, ColourOnATerminalOnly) {
     EXPECT_EQ(r.out.find(red) != std::string::npos, c.colored) << c.args << r.out;
     EXPECT_EQ(r.out.find(yellow) != std::string::npos, c.colored) << c.args;
     EXPECT_NE(r.out.find("Required keyword 'Component' not found."), std::string::npos) << c.args;
+  }
+}
+
+TEST(ComponentCommands, NameTheComponentsWhenTheChoiceIsMissingOrUnknown) {
+  tarn::test::TempDir dir;
+  std::string two = kGood;
+  two.replace(two.find("good.ibs"), 8, "two.ibs");
+  two.insert(two.find("[End]"),
+             "[Component] Other\n[Manufacturer] Acme\n[Package]\nR_pkg 0.1 NA NA\n"
+             "L_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n");
+  dir.write("two.ibs", two);
+  struct Case {
+    const char* args;
+    int status;
+    const char* err;
+  };
+  const Case cases[] = {
+      {"compile two.ibs --output x.out", 1, "tarn: compile: components of 'two.ibs': Part, Other\n"},
+      {"doc two.ibs --component Nope --output x.txt", 1,
+       "tarn: doc: components of 'two.ibs': Part, Other\n"},
+      // A known component that fails for another reason lists nothing.
+      {"doc two.ibs --component Other --output x.txt", 1, ""},
+  };
+  for (const Case& c : cases) {
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, c.status) << c.args << r.out;
+    EXPECT_EQ(r.err, c.err) << c.args;
   }
 }
