@@ -3,6 +3,7 @@
 #include <cctype>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -12,6 +13,9 @@
 #include <string_view>
 #include <vector>
 
+#include <unistd.h>
+
+#include "check_output.h"
 #include "service/source_index.h"
 #include "service/source_selectors.h"
 #include "tarn/compile.h"
@@ -33,8 +37,17 @@ constexpr const char* kUsage =
     "usage: tarn <command> [arguments]\n"
     "\n"
     "commands:\n"
-    "  check FILE...   read and check IBIS sources (.ibs, .pkg, .ebd); the report goes to\n"
-    "                  standard output, one summary line per file\n"
+    "  check [OPTIONS] FILE|FOLDER|-...\n"
+    "                  read and check IBIS sources (.ibs, .pkg, .ebd; a FOLDER is searched\n"
+    "                  for them, hidden folders skipped); the report goes to standard\n"
+    "                  output, one summary line per file\n"
+    "      --format text|gcc|json|sarif  the report as text (default), as FILE:LINE:\n"
+    "                  error: MESSAGE lines, as one JSON document or as a SARIF 2.1.0 log\n"
+    "      --stdin-name NAME  the name of the source read from '-' (standard input)\n"
+    "      -q, --quiet  no report; the exit status tells\n"
+    "      --werror    a warning fails the file\n"
+    "      --color auto|always|never  colour ERROR and WARNING (auto: when standard\n"
+    "                  output is a terminal and NO_COLOR is not set)\n"
     "  compile FILE [--component NAME] --output OUT\n"
     "                  read and check FILE as check does and, when it has no errors, write\n"
     "                  the compiled model file of component NAME (without NAME, the file's\n"
@@ -102,11 +115,9 @@ bool readable_source(const char* path) {
 }
 
 // Why the reader refused a source's version, for the user who sees only the report's
-// "Unsupported or Illegal IBIS Version Number": a folder, no [IBIS Ver] line where the first
+// "Unsupported or Illegal IBIS Version Number": no [IBIS Ver] line where the first
 // keyword should be, or a version this reader does not take.
 std::string version_finding(const char* path) {
-  std::error_code ec;
-  if (std::filesystem::is_directory(path, ec)) return "is a directory";
   std::ifstream in(path, std::ios::binary);
   constexpr size_t kProbeLimit = 64 * 1024;  // a keyword is near the top, if anywhere
   std::string head(kProbeLimit, '\0');
@@ -141,26 +152,184 @@ void explain_refused_versions(const std::vector<const char*>& sources) {
   }
 }
 
-int run_check(const std::vector<const char*>& args) {
-  if (args.empty()) return usage_error("check: no FILE given");
-  std::vector<const char*> sources;
-  bool unreadable = false;
-  for (const char* path : args) {
-    if (path[0] == '-' && path[1] != '\0') return usage_error(std::string("check: unknown option '") + path + "'");
-    if (readable_source(path)) sources.push_back(path);
-    else unreadable = true;
+// The options of check besides its sources.
+struct CheckArgs {
+  std::vector<std::string> paths;
+  tarn::cli::Format format = tarn::cli::Format::Text;
+  const char* stdin_name = nullptr;
+  bool quiet = false;
+  bool werror = false;
+  std::string color = "auto";
+};
+
+bool parse_check_args(const std::vector<const char*>& args, CheckArgs* out, std::string* error) {
+  for (size_t i = 0; i < args.size(); ++i) {
+    const std::string_view arg = args[i];
+    std::string_view value;
+    const auto take = [&](std::string_view name) {
+      if (arg == name && i + 1 < args.size()) {
+        value = args[++i];
+        return true;
+      }
+      if (arg.size() > name.size() && arg.starts_with(name) && arg[name.size()] == '=') {
+        value = arg.substr(name.size() + 1);
+        return true;
+      }
+      return false;
+    };
+    if (arg == "--quiet" || arg == "-q") out->quiet = true;
+    else if (arg == "--werror") out->werror = true;
+    else if (take("--format")) {
+      if (!tarn::cli::parse_format(std::string(value), &out->format)) {
+        *error = "check: --format takes text, gcc, json or sarif, not '" + std::string(value) + "'";
+        return false;
+      }
+    } else if (take("--color")) {
+      out->color = value;
+      if (out->color != "auto" && out->color != "always" && out->color != "never") {
+        *error = "check: --color takes auto, always or never, not '" + out->color + "'";
+        return false;
+      }
+    } else if (take("--stdin-name")) {
+      out->stdin_name = value.data();
+    } else if (arg == "--format" || arg == "--stdin-name" || arg == "--color") {
+      *error = "check: " + std::string(arg) + " needs a value";
+      return false;
+    } else if (arg.size() > 1 && arg[0] == '-') {
+      *error = "check: unknown option '" + std::string(arg) + "'";
+      return false;
+    } else {
+      out->paths.emplace_back(arg);
+    }
   }
-  bool passed = true;
+  if (out->paths.empty()) {
+    *error = "check: no FILE given";
+    return false;
+  }
+  return true;
+}
+
+bool is_ibis_name(const std::filesystem::path& path) {
+  return tarn::IBIS_KindOf(path.string().c_str()) != 0;
+}
+
+// The sources under a folder, sorted; hidden folders (.git, .cache) are skipped.
+std::vector<std::string> sources_in_folder(const std::filesystem::path& folder) {
+  std::vector<std::string> found;
+  std::error_code ec;
+  std::filesystem::recursive_directory_iterator it(folder, ec), end;
+  for (; !ec && it != end; it.increment(ec)) {
+    const std::string name = it->path().filename().string();
+    if (it->is_directory(ec)) {
+      if (name.starts_with(".")) it.disable_recursion_pending();
+      continue;
+    }
+    if (it->is_regular_file(ec) && is_ibis_name(it->path())) found.push_back(it->path().string());
+  }
+  std::sort(found.begin(), found.end());
+  return found;
+}
+
+// An explicit --color=always wins over NO_COLOR; auto colours only a terminal.
+bool wants_color(const std::string& color) {
+  if (color != "auto") return color == "always";
+  const char* no_color = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) && !(no_color && *no_color);
+}
+
+// The report with each ERROR red and each WARNING yellow where a line starts with it.
+void print_colored(std::string_view report) {
+  while (!report.empty()) {
+    const size_t end = report.find('\n');
+    const std::string_view line = report.substr(0, end == std::string_view::npos ? end : end + 1);
+    report.remove_prefix(line.size());
+    const char* color = line.starts_with("ERROR")     ? "31"
+                        : line.starts_with("WARNING") ? "33"
+                                                      : nullptr;
+    if (!color) {
+      std::fwrite(line.data(), 1, line.size(), stdout);
+      continue;
+    }
+    const size_t word = line.find(' ');
+    std::printf("\033[1;%sm%.*s\033[0m", color, static_cast<int>(word), line.data());
+    std::fwrite(line.data() + word, 1, line.size() - word, stdout);
+  }
+}
+
+std::string read_stdin() {
+  std::string text;
+  char buffer[65536];
+  size_t n = 0;
+  while ((n = std::fread(buffer, 1, sizeof buffer, stdin)) > 0) text.append(buffer, n);
+  return text;
+}
+
+// Folders become the sources under them; "-" stays as it is.
+bool expand_paths(const CheckArgs& args, std::vector<std::string>* sources) {
+  bool all_readable = true;
+  for (const std::string& path : args.paths) {
+    std::error_code ec;
+    if (path != "-" && std::filesystem::is_directory(path, ec)) {
+      const std::vector<std::string> found = sources_in_folder(path);
+      if (found.empty()) {
+        std::fprintf(stderr, "tarn: '%s' holds no IBIS source (.ibs, .pkg or .ebd)\n",
+                     path.c_str());
+        all_readable = false;
+      }
+      sources->insert(sources->end(), found.begin(), found.end());
+    } else if (path == "-" || readable_source(path.c_str())) {
+      sources->push_back(path);
+    } else {
+      all_readable = false;
+    }
+  }
+  return all_readable;
+}
+
+int run_check(const std::vector<const char*>& raw) {
+  CheckArgs args;
+  std::string error;
+  if (!parse_check_args(raw, &args, &error)) return usage_error(error);
+  const bool reads_stdin = std::count(args.paths.begin(), args.paths.end(), "-") > 0;
+  if (reads_stdin && !args.stdin_name)
+    return usage_error("check: '-' needs --stdin-name NAME (its extension tells the kind)");
+  std::vector<std::string> sources;
+  const bool all_readable = expand_paths(args, &sources);
+  const bool text = args.format == tarn::cli::Format::Text;
   tarn::ReadOptions options;
-  options.report = stdout;
-  options.banner = true;
+  const bool color = text && !args.quiet && wants_color(args.color);
+  options.report = text && !args.quiet && !color ? stdout : nullptr;
+  options.keep_report_text = color;
+  options.banner = text && !args.quiet;
   options.accept_newer = g_accept_newer;
-  for (const char* path : sources) {
-    if (!tarn::read_file(path, options).passed()) passed = false;
+  std::vector<tarn::cli::CheckedFile> checked;
+  bool passed = true;
+  for (const std::string& path : sources) {
+    tarn::cli::CheckedFile file;
+    file.path = path == "-" ? args.stdin_name : path;
+    file.result = path == "-" ? tarn::read_text(read_stdin(), file.path, options)
+                              : tarn::read_file(path, options);
+    if (tarn::cli::file_failed(file.result, args.werror)) passed = false;
+    if (color) print_colored(file.result.report_text());
+    if (args.format == tarn::cli::Format::Gcc && !args.quiet)
+      std::fputs(tarn::cli::gcc_lines(file).c_str(), stdout);
+    checked.push_back(std::move(file));
   }
+  if (args.format == tarn::cli::Format::Json && !args.quiet)
+    std::fputs(tarn::cli::json_report(checked, args.werror).c_str(), stdout);
+  if (args.format == tarn::cli::Format::Sarif && !args.quiet)
+    std::fputs(tarn::cli::sarif_report(checked).c_str(), stdout);
   std::fflush(stdout);
-  explain_refused_versions(sources);
-  if (unreadable) return kExitUsage;
+  std::vector<const char*> on_disk;
+  for (const std::string& path : sources)
+    if (path != "-") on_disk.push_back(path.c_str());
+  explain_refused_versions(on_disk);
+  // On standard error, so the report on standard output stays as it always was.
+  const bool one_document =
+      args.format == tarn::cli::Format::Json || args.format == tarn::cli::Format::Sarif;
+  if (checked.size() > 1 && !args.quiet && !one_document)
+    std::fputs(("tarn: " + tarn::cli::totals_line(checked, args.werror)).c_str(), stderr);
+  if (!all_readable) return kExitUsage;
   return passed ? kExitPassed : kExitFailed;
 }
 
@@ -222,6 +391,24 @@ bool parse_component_args(const char* command, const std::vector<const char*>& a
   return true;
 }
 
+// After a failed compile or doc: when the component was missing or unknown, the names the
+// file offers, so the user can pick one (read again, quietly: only on this failing road).
+void list_components_when_unmatched(const char* command, const ComponentArgs& parsed) {
+  tarn::ReadOptions options;
+  options.accept_newer = g_accept_newer;
+  const tarn::ReadResult result = tarn::read_file(parsed.file, options);
+  std::string names;
+  bool matched = false;
+  for (const tarn::ComponentView component : result.document().components()) {
+    matched = matched || (parsed.component && component.name() == parsed.component);
+    names += (names.empty() ? "" : ", ") + std::string(component.name());
+  }
+  const size_t count = result.document().components().size();
+  const bool unmatched = parsed.component ? !matched : count > 1;
+  if (!unmatched || names.empty()) return;
+  std::fprintf(stderr, "tarn: %s: components of '%s': %s\n", command, parsed.file, names.c_str());
+}
+
 int run_compile(const std::vector<const char*>& args) {
   ComponentArgs parsed;
   std::string error;
@@ -233,6 +420,7 @@ int run_compile(const std::vector<const char*>& args) {
   const int written =
       tarn::IBIS_CompileSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
   std::fflush(stdout);
+  if (written != 1) list_components_when_unmatched("compile", parsed);
   return written == 1 ? kExitPassed : kExitFailed;
 }
 
@@ -433,6 +621,7 @@ int run_doc(const std::vector<const char*>& args) {
   const int written =
       tarn::IBIS_DocumentSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
   std::fflush(stdout);
+  if (!written) list_components_when_unmatched("doc", parsed);
   return written ? kExitPassed : kExitFailed;
 }
 

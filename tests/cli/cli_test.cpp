@@ -8,6 +8,9 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <vector>
+
+#include <nlohmann/json.hpp>
 
 #include "test_support.h"
 
@@ -48,7 +51,7 @@ TEST(Tool, UsageAndVersion) {
   const ToolRun help = run_tool("--help", dir);
   EXPECT_EQ(help.status, 0);
   EXPECT_NE(help.out.find("usage: tarn <command>"), std::string::npos);
-  EXPECT_NE(help.out.find("check FILE..."), std::string::npos);
+  EXPECT_NE(help.out.find("check [OPTIONS] FILE|FOLDER|-..."), std::string::npos);
   EXPECT_NE(help.out.find("doc FILE [--component NAME] --output OUT"), std::string::npos);
   const ToolRun version = run_tool("--version", dir);
   EXPECT_EQ(version.status, 0);
@@ -117,7 +120,6 @@ TEST(Tool, UnreadableFilesAreToolErrorsAndTheOthersAreStillRead) {
 // The report keeps the reader's own line; the tool says on standard error what it found.
 TEST(Tool, ARefusedVersionIsExplainedInOneLine) {
   tarn::test::TempDir dir;
-  std::filesystem::create_directory(dir.path() / "folder.ibs");
   dir.write("empty.ibs", "");
   dir.write("binary.ibs", std::string("\x7f"
                                       "ELF\x02\x01\x00\x00\n\xff\xfe",
@@ -129,7 +131,6 @@ TEST(Tool, ARefusedVersionIsExplainedInOneLine) {
     const char* explained;
   };
   for (const Case& c : {
-           Case{"folder.ibs", "tarn: 'folder.ibs' is a directory\n"},
            Case{"empty.ibs", "tarn: 'empty.ibs' is empty: it has no [IBIS Ver] line\n"},
            Case{"binary.ibs", "tarn: 'binary.ibs' has no [IBIS Ver] line\n"},
            Case{"later.ibs",
@@ -344,7 +345,10 @@ TEST(Tool, DocWritesTheListingOnlyWhenTheFileHasNoErrors) {
     SCOPED_TRACE(c.args);
     const ToolRun r = run_tool(c.args, dir);
     EXPECT_EQ(r.status, c.status);
-    EXPECT_EQ(r.err, "");
+    // An unknown component is followed by the names the file has.
+    EXPECT_EQ(r.err, std::string(c.args).find("Other") == std::string::npos
+                         ? ""
+                         : "tarn: doc: components of 'part.ibs': Part\n");
     EXPECT_EQ(r.out, c.report);
     if (!c.output) continue;
     const std::string listing = read_file(dir.path() / c.output);
@@ -411,3 +415,219 @@ TEST(Tool, ShippedExamplePasses) {
 }
 
 }  // namespace
+
+// ---------------------------------------------------------------------------------------------
+// check's other report forms, sources from folders and standard input, and its switches.
+
+constexpr const char* kWarned =
+    "[IBIS Ver] 3.2\n[File Name] warned.ibs\n[Component] Part\n[Manufacturer] Acme\n[Package]\n"
+    "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n"
+    "2 A n\n[Model] n\nModel_type Input\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
+constexpr const char* kBroken = "[IBIS Ver] 3.2\n[End]\n";
+
+struct CheckDir : tarn::test::TempDir {
+  CheckDir() {
+    write("good.ibs", kGood);
+    write("warned.ibs", kWarned);
+    write("bad.ibs", kBroken);
+  }
+};
+
+TEST(Check, GccLinesAndTotals) {
+  CheckDir dir;
+  struct Case {
+    const char* args;
+    int status;
+    const char* out;
+    const char* err;
+  };
+  const Case cases[] = {
+      {"check --format gcc good.ibs", 0, "", ""},
+      {"check --format=gcc bad.ibs warned.ibs", 1,
+       "bad.ibs: error: Required keyword 'Component' not found.\n"
+       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinl set\n"
+       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinh set\n",
+       "tarn: 2 files: 1 passed, 1 failed; 1 error, 2 warnings\n"},
+      {"check --format gcc --werror good.ibs warned.ibs", 1,
+       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinl set\n"
+       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinh set\n",
+       "tarn: 2 files: 1 passed, 1 failed; 0 errors, 2 warnings\n"},
+      {"check --quiet good.ibs bad.ibs", 1, "", ""},
+      {"check -q --werror warned.ibs", 1, "", ""},
+      {"check --quiet warned.ibs", 0, "", ""},
+      {"check --format xml good.ibs", 2, "",
+       "tarn: check: --format takes text, gcc, json or sarif, not 'xml'\nTry 'tarn --help'.\n"},
+      {"check - < good.ibs", 2, "",
+       "tarn: check: '-' needs --stdin-name NAME (its extension tells the kind)\n"
+       "Try 'tarn --help'.\n"},
+  };
+  for (const Case& c : cases) {
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, c.status) << c.args;
+    EXPECT_EQ(r.out, c.out) << c.args;
+    EXPECT_EQ(r.err, c.err) << c.args;
+  }
+}
+
+TEST(Check, GccLinesCarryTheSourceLine) {
+  tarn::test::TempDir dir;
+  std::string faulty = kWarned;
+  faulty.replace(faulty.find("Model_type Input"), 16, "Model_type Inputt");
+  dir.write("warned.ibs", faulty);
+  const ToolRun r = run_tool("check --format gcc warned.ibs", dir);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out.substr(0, r.out.find('\n') + 1),
+            "warned.ibs:13: error: Invalid Model_type (\"Inputt\")\n");
+}
+
+TEST(Check, JsonParsesBackWithEveryFile) {
+  CheckDir dir;
+  const ToolRun r = run_tool("check --format json good.ibs bad.ibs warned.ibs", dir);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "");
+  const nlohmann::json doc = nlohmann::json::parse(r.out);
+  EXPECT_EQ(doc["tool"], "tarn");
+  EXPECT_EQ(doc["version"], TARN_VERSION);
+  ASSERT_EQ(doc["files"].size(), 3u);
+  const nlohmann::json& good = doc["files"][0];
+  EXPECT_EQ(good["path"], "good.ibs");
+  EXPECT_EQ(good["ibis_version"], 3);
+  EXPECT_EQ(good["result"], "passed");
+  EXPECT_EQ(good["findings"], nlohmann::json::array());
+  const nlohmann::json& bad = doc["files"][1];
+  EXPECT_EQ(bad["result"], "failed");
+  EXPECT_EQ(bad["counts"], (nlohmann::json{{"errors", 1}, {"warnings", 0}, {"bugs", 0}}));
+  EXPECT_EQ(bad["findings"][0],
+            (nlohmann::json{{"severity", "error"},
+                            {"line", nullptr},
+                            {"message", "Required keyword 'Component' not found."}}));
+  const nlohmann::json& warned = doc["files"][2];
+  EXPECT_EQ(warned["result"], "passed");
+  EXPECT_EQ(warned["findings"][1]["severity"], "warning");
+}
+
+TEST(Check, FoldersAreSearchedSortedSkippingHiddenOnes) {
+  tarn::test::TempDir dir;
+  std::filesystem::create_directories(dir.path() / "lib/b/deep");
+  std::filesystem::create_directories(dir.path() / "lib/.git");
+  std::filesystem::create_directories(dir.path() / "empty");
+  dir.write("lib/z.ibs", kGood);
+  dir.write("lib/b/deep/a.ibs", kGood);
+  dir.write("lib/a.pkg", "not read: its extension is checked");
+  dir.write("lib/notes.txt", "ignored");
+  dir.write("lib/.git/hidden.ibs", kBroken);
+  const ToolRun r = run_tool("check --format json lib", dir);
+  const nlohmann::json doc = nlohmann::json::parse(r.out);
+  std::vector<std::string> paths;
+  for (const nlohmann::json& file : doc["files"]) paths.push_back(file["path"]);
+  EXPECT_EQ(paths, (std::vector<std::string>{"lib/a.pkg", "lib/b/deep/a.ibs", "lib/z.ibs"}));
+
+  const ToolRun none = run_tool("check empty", dir);
+  EXPECT_EQ(none.status, 2);
+  EXPECT_EQ(none.err, "tarn: 'empty' holds no IBIS source (.ibs, .pkg or .ebd)\n");
+}
+
+TEST(Check, StandardInputReadsUnderTheGivenName) {
+  CheckDir dir;
+  const ToolRun r = run_tool("check --stdin-name part.ibs - < bad.ibs", dir);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.out,
+            "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
+            "ERROR part.ibs - Required keyword 'Component' not found.\n"
+            "File part.ibs  Errors: 1  Compile Failed\n\n");
+}
+
+TEST(Check, SarifHasOneRunWithRulesByTemplate) {
+  CheckDir dir;
+  std::string two_models = kWarned;
+  two_models.replace(two_models.find("2 A n\n"), 6, "2 A n\n3 B p\n");
+  two_models.insert(two_models.find("[End]"),
+                    "[Model] p\nModel_type Input\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n");
+  dir.write("warned.ibs", two_models);
+  const ToolRun r = run_tool("check --format sarif good.ibs bad.ibs warned.ibs", dir);
+  EXPECT_EQ(r.status, 1);
+  EXPECT_EQ(r.err, "");
+  const nlohmann::json log = nlohmann::json::parse(r.out);
+  EXPECT_EQ(log["version"], "2.1.0");
+  EXPECT_EQ(log["$schema"], "https://json.schemastore.org/sarif-2.1.0.json");
+  ASSERT_EQ(log["runs"].size(), 1u);
+  const nlohmann::json& run = log["runs"][0];
+  EXPECT_EQ(run["tool"]["driver"]["name"], "tarn");
+  std::vector<std::string> rules;
+  for (const nlohmann::json& rule : run["tool"]["driver"]["rules"]) rules.push_back(rule["id"]);
+  // The Vinl and Vinh findings of both models fall under two rules.
+  EXPECT_EQ(rules, (std::vector<std::string>{"Required keyword '{}' not found.",
+                                             "Model '{}': Model_type '{}' must have Vinl set",
+                                             "Model '{}': Model_type '{}' must have Vinh set"}));
+  ASSERT_EQ(run["results"].size(), 5u);
+  const nlohmann::json& first = run["results"][0];
+  EXPECT_EQ(first["ruleId"], rules[0]);
+  EXPECT_EQ(first["level"], "error");
+  EXPECT_EQ(first["message"]["text"], "Required keyword 'Component' not found.");
+  EXPECT_EQ(first["locations"][0]["physicalLocation"]["artifactLocation"]["uri"], "bad.ibs");
+  EXPECT_EQ(run["results"][1]["level"], "warning");
+}
+
+TEST(Check, SarifRegionCarriesTheSourceLine) {
+  tarn::test::TempDir dir;
+  std::string faulty = kWarned;
+  faulty.replace(faulty.find("Model_type Input"), 16, "Model_type Inputt");
+  dir.write("warned.ibs", faulty);
+  const nlohmann::json log =
+      nlohmann::json::parse(run_tool("check --format sarif warned.ibs", dir).out);
+  const nlohmann::json& location = log["runs"][0]["results"][0]["locations"][0];
+  EXPECT_EQ(location["physicalLocation"]["region"]["startLine"], 13);
+}
+
+// Colour only where a person reads: on a terminal (through script(1)), unless NO_COLOR.
+TEST(Check, ColourOnATerminalOnly) {
+  CheckDir dir;
+  const std::string red = "\033[1;31mERROR\033[0m bad.ibs - Required keyword 'Component' not found.";
+  const std::string yellow = "\033[1;33mWARNING\033[0m warned.ibs - Model 'n'";
+  struct Case {
+    const char* args;
+    bool colored;
+  };
+  const Case cases[] = {
+      {"script -qec \"'" TARN_CLI "' check bad.ibs warned.ibs\" /dev/null", true},
+      {"script -qec \"NO_COLOR=1 '" TARN_CLI "' check bad.ibs warned.ibs\" /dev/null", false},
+      {"script -qec \"'" TARN_CLI "' check --color never bad.ibs warned.ibs\" /dev/null", false},
+      {"check --color=always bad.ibs warned.ibs", true},
+      {"check bad.ibs warned.ibs", false},
+  };
+  for (const Case& c : cases) {
+    std::string args = c.args;
+    if (args.starts_with("script")) args = "; " + args;  // run_tool puts the tool first
+    const ToolRun r = run_tool(c.args[0] == 's' ? "--version " + args : args, dir);
+    EXPECT_EQ(r.out.find(red) != std::string::npos, c.colored) << c.args << r.out;
+    EXPECT_EQ(r.out.find(yellow) != std::string::npos, c.colored) << c.args;
+    EXPECT_NE(r.out.find("Required keyword 'Component' not found."), std::string::npos) << c.args;
+  }
+}
+
+TEST(ComponentCommands, NameTheComponentsWhenTheChoiceIsMissingOrUnknown) {
+  tarn::test::TempDir dir;
+  std::string two = kGood;
+  two.replace(two.find("good.ibs"), 8, "two.ibs");
+  two.insert(two.find("[End]"),
+             "[Component] Other\n[Manufacturer] Acme\n[Package]\nR_pkg 0.1 NA NA\n"
+             "L_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n");
+  dir.write("two.ibs", two);
+  struct Case {
+    const char* args;
+    int status;
+    const char* err;
+  };
+  const Case cases[] = {
+      {"compile two.ibs --output x.out", 1, "tarn: compile: components of 'two.ibs': Part, Other\n"},
+      {"doc two.ibs --component Nope --output x.txt", 1,
+       "tarn: doc: components of 'two.ibs': Part, Other\n"},
+      // A known component that fails for another reason lists nothing.
+      {"doc two.ibs --component Other --output x.txt", 1, ""},
+  };
+  for (const Case& c : cases) {
+    const ToolRun r = run_tool(c.args, dir);
+    EXPECT_EQ(r.status, c.status) << c.args << r.out;
+    EXPECT_EQ(r.err, c.err) << c.args;
+  }
+}

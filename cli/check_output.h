@@ -1,0 +1,37 @@
+// The forms `tarn check` gives its results in besides the text report.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tarn/document.h"
+
+namespace tarn::cli {
+
+enum class Format { Text, Gcc, Json, Sarif };
+
+// "text", "gcc", "json" or "sarif"; false for anything else.
+bool parse_format(const std::string& name, Format* format);
+
+// One checked source: the name shown for it and what the reading gave.
+struct CheckedFile {
+  std::string path;
+  ReadResult result;
+};
+
+// Whether the file counts as failed; with `werror` a warning fails it too.
+bool file_failed(const ReadResult& result, bool werror);
+
+// `FILE:LINE: error: MESSAGE` lines, one per finding.
+std::string gcc_lines(const CheckedFile& file);
+
+// The whole run as one JSON document.
+std::string json_report(const std::vector<CheckedFile>& files, bool werror);
+
+// The whole run as a SARIF 2.1.0 log with one run.
+std::string sarif_report(const std::vector<CheckedFile>& files);
+
+// "3 files: 2 passed, 1 failed; 4 errors, 1 warning".
+std::string totals_line(const std::vector<CheckedFile>& files, bool werror);
+
+}  // namespace tarn::cli
