@@ -44,7 +44,7 @@ constexpr const char* kUsage =
     "      --format text|gcc|json|sarif  the report as text (default), as FILE:LINE:\n"
     "                  error: MESSAGE lines, as one JSON document or as a SARIF 2.1.0 log\n"
     "      --stdin-name NAME  the name of the source read from '-' (standard input)\n"
-    "      -q, --quiet  no report; the exit status tells\n"
+    "      -q, --quiet  only the findings of the files that fail, and the totals\n"
     "      --werror    a warning fails the file\n"
     "      --color auto|always|never  colour ERROR and WARNING (auto: when standard\n"
     "                  output is a terminal and NO_COLOR is not set)\n"
@@ -297,9 +297,11 @@ int run_check(const std::vector<const char*>& raw) {
   const bool all_readable = expand_paths(args, &sources);
   const bool text = args.format == tarn::cli::Format::Text;
   tarn::ReadOptions options;
-  const bool color = text && !args.quiet && wants_color(args.color);
-  options.report = text && !args.quiet && !color ? stdout : nullptr;
-  options.keep_report_text = color;
+  const bool color = text && wants_color(args.color);
+  // Quiet keeps each report and shows only those of the files that failed.
+  const bool keep = color || (text && args.quiet);
+  options.report = text && !keep ? stdout : nullptr;
+  options.keep_report_text = keep;
   options.banner = text && !args.quiet;
   options.accept_newer = g_accept_newer;
   std::vector<tarn::cli::CheckedFile> checked;
@@ -309,9 +311,14 @@ int run_check(const std::vector<const char*>& raw) {
     file.path = path == "-" ? args.stdin_name : path;
     file.result = path == "-" ? tarn::read_text(read_stdin(), file.path, options)
                               : tarn::read_file(path, options);
-    if (tarn::cli::file_failed(file.result, args.werror)) passed = false;
-    if (color) print_colored(file.result.report_text());
-    if (args.format == tarn::cli::Format::Gcc && !args.quiet)
+    const bool failed = tarn::cli::file_failed(file.result, args.werror);
+    if (failed) passed = false;
+    const bool shown = !args.quiet || failed;
+    if (keep && shown) {
+      if (color) print_colored(file.result.report_text());
+      else std::fwrite(file.result.report_text().data(), 1, file.result.report_text().size(), stdout);
+    }
+    if (args.format == tarn::cli::Format::Gcc && shown)
       std::fputs(tarn::cli::gcc_lines(file).c_str(), stdout);
     checked.push_back(std::move(file));
   }
@@ -327,7 +334,7 @@ int run_check(const std::vector<const char*>& raw) {
   // On standard error, so the report on standard output stays as it always was.
   const bool one_document =
       args.format == tarn::cli::Format::Json || args.format == tarn::cli::Format::Sarif;
-  if (checked.size() > 1 && !args.quiet && !one_document)
+  if ((checked.size() > 1 || args.quiet) && !one_document)
     std::fputs(("tarn: " + tarn::cli::totals_line(checked, args.werror)).c_str(), stderr);
   if (!all_readable) return kExitUsage;
   return passed ? kExitPassed : kExitFailed;

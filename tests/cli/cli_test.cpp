@@ -452,9 +452,17 @@ TEST(Check, GccLinesAndTotals) {
        "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinl set\n"
        "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinh set\n",
        "tarn: 2 files: 1 passed, 1 failed; 0 errors, 2 warnings\n"},
-      {"check --quiet good.ibs bad.ibs", 1, "", ""},
-      {"check -q --werror warned.ibs", 1, "", ""},
-      {"check --quiet warned.ibs", 0, "", ""},
+      // Quiet: only the reports of failing files, and the totals.
+      {"check --quiet good.ibs bad.ibs", 1,
+       "ERROR bad.ibs - Required keyword 'Component' not found.\n"
+       "File bad.ibs  Errors: 1  Compile Failed\n\n",
+       "tarn: 2 files: 1 passed, 1 failed; 1 error, 0 warnings\n"},
+      {"check -q --werror warned.ibs", 1,
+       "WARNING warned.ibs - Model 'n': Model_type 'Input' must have Vinl set\n"
+       "WARNING warned.ibs - Model 'n': Model_type 'Input' must have Vinh set\n"
+       "File warned.ibs  Errors: 0  Warnings: 2  Compile Passed\n\n",
+       "tarn: 1 file: 0 passed, 1 failed; 0 errors, 2 warnings\n"},
+      {"check --quiet warned.ibs", 0, "", "tarn: 1 file: 1 passed, 0 failed; 0 errors, 2 warnings\n"},
       {"check --format xml good.ibs", 2, "",
        "tarn: check: --format takes text, gcc, json or sarif, not 'xml'\nTry 'tarn --help'.\n"},
       {"check - < good.ibs", 2, "",
