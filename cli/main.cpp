@@ -460,14 +460,7 @@ class ToolLibrary : public CIbisCompMdls {
 };
 
 const char* status_text(const CIbisCompInfo& info) {
-  switch (info.GetStatus()) {
-    case eIbisCurrent:
-      return "compiled information current";
-    case eIbisOutOfDateKept:
-      return "compiled information out of date, kept";
-    default:
-      return CIbisCompInfo::GetIbisStatusText(info.GetStatus());
-  }
+  return CIbisCompInfo::GetIbisStatusLine(info.GetStatus());
 }
 
 std::string pin_text(const CIbisCompInfo& info, eIbisParam id, int pin) {

@@ -345,6 +345,17 @@ int CIbisCompInfo::FindIndex4Pin(int value, eIbisParam id) const {
   return -1;
 }
 
+const char* CIbisCompInfo::GetIbisStatusLine(eIbisStatus status) {
+  switch (status) {
+    case eIbisCurrent:
+      return "compiled information current";
+    case eIbisOutOfDateKept:
+      return "compiled information out of date, kept";
+    default:
+      return GetIbisStatusText(status);
+  }
+}
+
 // Callers only ask for 0 to 5; any other status reads as an empty text rather than past the table.
 const char* CIbisCompInfo::GetIbisStatusText(eIbisStatus status) {
   constexpr int kTexts = static_cast<int>(std::size(kStatusTexts));

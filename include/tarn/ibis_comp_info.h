@@ -73,6 +73,8 @@ class TARN_API CIbisCompInfo {
 
   /// The status texts for 0 to 5; the two usable statuses have none (an empty text).
   static const char* GetIbisStatusText(eIbisStatus status);
+  /// The status as a user reads it, for every status (the usable ones included).
+  static const char* GetIbisStatusLine(eIbisStatus status);
   /// The text of a model_type code, empty for a code without one.
   static const char* GetModelTypeText(int type);
 
