@@ -52,4 +52,16 @@ read_run "$work/read"
 cmake -S "$source/examples/read" -B "$work/cmake-read" -DCMAKE_PREFIX_PATH="$work/prefix" >/dev/null
 cmake --build "$work/cmake-read" >/dev/null
 read_run "$work/cmake-read/read"
+# The installed Python module with its stubs beside it, run from the prefix on the example
+# library (only when the build made it).
+module="$(find "$work/prefix" -name 'tarn.cpython-*.so')"
+if [ -n "$module" ]; then
+  site="$(dirname "$module")"
+  [ -f "$site/tarn.pyi" ]
+  out="$(cd "$work" && PYTHONPATH="$site" /usr/bin/python3 -c "
+import tarn
+info = tarn.Library('$work/cache-py', indexes=['$work/src/ibisindex.ibx']).component('TDEMO2')
+print(info.status, info.status_text, [p.name for p in info.pins], tarn.__file__)")"
+  grep -q "^7 compiled information current \['1', '2', '3', '4'\] $site/" <<<"$out"
+fi
 echo "installed client and reading example: built with pkg-config and with find_package, ran"

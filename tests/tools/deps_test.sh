@@ -96,16 +96,16 @@ apt-get -qq update (noninteractive)
 apt-get install -y -qq --no-install-recommends clang libclang-rt-14-dev (noninteractive)
 EOF
 check "not root: through sudo, with the locale" 1000 yes fresh run no 0 asan <<'EOF'
-tools/deps: installing Debian packages for asan: libgtest-dev pkg-config locales libpugixml-dev chromium (through sudo)
+tools/deps: installing Debian packages for asan: libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium (through sudo)
 tools/deps: generating the de_DE.UTF-8 locale
 --
 sudo
-apt-get install -y -qq --no-install-recommends libgtest-dev pkg-config locales libpugixml-dev chromium (noninteractive)
+apt-get install -y -qq --no-install-recommends libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium (noninteractive)
 sudo
 localedef -i de_DE -f UTF-8 de_DE.UTF-8
 EOF
 check "no root, no sudo: one line, nothing run" 1000 no none none no 1 test <<'EOF'
-tools/deps: missing Debian packages g++ cmake make nlohmann-json3-dev libgtest-dev pkg-config locales libpugixml-dev chromium; as root: apt-get update && apt-get install -y g++ cmake make nlohmann-json3-dev libgtest-dev pkg-config locales libpugixml-dev chromium && localedef -i de_DE -f UTF-8 de_DE.UTF-8
+tools/deps: missing Debian packages g++ cmake make nlohmann-json3-dev libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium; as root: apt-get update && apt-get install -y g++ cmake make nlohmann-json3-dev libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium && localedef -i de_DE -f UTF-8 de_DE.UTF-8
 --
 EOF
 check "no root, no sudo, only the locale: go on" 1000 no fresh test no 0 test run <<'EOF'
@@ -118,10 +118,10 @@ tools/deps: installing Debian packages for run bench: libbenchmark-dev
 apt-get install -y -qq --no-install-recommends libbenchmark-dev (noninteractive)
 EOF
 BROKEN=1 check "a package whose proof file never appears" 0 no fresh run yes 1 test <<'EOF'
-tools/deps: installing Debian packages for test: libgtest-dev pkg-config locales libpugixml-dev chromium
+tools/deps: installing Debian packages for test: libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium
 tools/deps: libgtest-dev is installed but /usr/include/gtest/gtest.h is not there
 --
-apt-get install -y -qq --no-install-recommends libgtest-dev pkg-config locales libpugixml-dev chromium (noninteractive)
+apt-get install -y -qq --no-install-recommends libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium (noninteractive)
 EOF
 check "unknown target" 0 no fresh none no 2 run tests <<'EOF'
 tools/deps: unknown target 'tests' (asan bench fuzz run test tsan)
