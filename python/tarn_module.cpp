@@ -130,20 +130,19 @@ py::dict selectors_of(const Document& doc) {
   return selectors;
 }
 
-// Read options are keyword arguments of read() and read_text(); new ones join here.
-struct ReadArgs {
-  static tarn::ReadOptions options() {
-    tarn::ReadOptions options;
-    options.keep_report_text = true;
-    return options;
-  }
-};
+// Read options are keyword-only arguments of read() and read_text(); new ones join here.
+tarn::ReadOptions read_options(bool accept_newer) {
+  tarn::ReadOptions options;
+  options.keep_report_text = true;
+  options.accept_newer = accept_newer;
+  return options;
+}
 
 std::shared_ptr<tarn::ReadResult> keep(tarn::ReadResult result) {
   return std::make_shared<tarn::ReadResult>(std::move(result));
 }
 
-std::shared_ptr<tarn::ReadResult> read_path(const std::string& path) {
+std::shared_ptr<tarn::ReadResult> read_path(const std::string& path, bool accept_newer) {
   // The reader reports an unopenable file as a finding; Python callers expect an exception.
   std::error_code error;
   if (!std::filesystem::is_regular_file(path, error)) {
@@ -158,12 +157,13 @@ std::shared_ptr<tarn::ReadResult> read_path(const std::string& path) {
     throw py::error_already_set();
   }
   py::gil_scoped_release release;
-  return keep(tarn::read_file(path, ReadArgs::options()));
+  return keep(tarn::read_file(path, read_options(accept_newer)));
 }
 
-std::shared_ptr<tarn::ReadResult> read_string(const std::string& text, const std::string& name) {
+std::shared_ptr<tarn::ReadResult> read_string(const std::string& text, const std::string& name,
+                                             bool accept_newer) {
   py::gil_scoped_release release;
-  return keep(tarn::read_text(text, name, ReadArgs::options()));
+  return keep(tarn::read_text(text, name, read_options(accept_newer)));
 }
 
 // The tool's library manager: source indexes from the caller, no message boxes.
@@ -330,10 +330,12 @@ void bind_reading(py::module_& m) {
         return py::cast(Document{r, r->document()});
       }, "None when the source could not be read at all.");
 
-  m.def("read", &read_path, py::arg("path"),
+  m.def("read", &read_path, py::arg("path"), py::kw_only(), py::arg("accept_newer") = false,
         "Read and check an .ibs, .pkg or .ebd file. Raises OSError (FileNotFoundError) when the "
-        "path cannot be opened; problems in the content are findings.");
-  m.def("read_text", &read_string, py::arg("text"), py::arg("name"),
+        "path cannot be opened; problems in the content are findings. accept_newer=True reads IBIS "
+        "4.0 to 7.2, with a warning for each newer keyword.");
+  m.def("read_text", &read_string, py::arg("text"), py::arg("name"), py::kw_only(),
+        py::arg("accept_newer") = false,
         "Read and check `text` as the source `name` (its extension tells the kind).");
 }
 
