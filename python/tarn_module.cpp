@@ -67,9 +67,12 @@ py::object corners_or_none(const std::optional<tarn::TypMinMax>& values) {
 // Python code compares severities as lower-case words, the program bug as "bug".
 std::string severity_word(tarn::Severity severity) {
   switch (severity) {
-    case tarn::Severity::Error: return "error";
-    case tarn::Severity::Warning: return "warning";
-    case tarn::Severity::ProgramBug: return "bug";
+    case tarn::Severity::Error:
+      return "error";
+    case tarn::Severity::Warning:
+      return "warning";
+    case tarn::Severity::ProgramBug:
+      return "bug";
   }
   return "";
 }
@@ -161,7 +164,7 @@ std::shared_ptr<tarn::ReadResult> read_path(const std::string& path, bool accept
 }
 
 std::shared_ptr<tarn::ReadResult> read_string(const std::string& text, const std::string& name,
-                                             bool accept_newer) {
+                                              bool accept_newer) {
   py::gil_scoped_release release;
   return keep(tarn::read_text(text, name, read_options(accept_newer)));
 }
@@ -199,7 +202,8 @@ class Library {
       PyErr_SetFromErrnoWithFilename(PyExc_OSError, cache.c_str());
       throw py::error_already_set();
     }
-    for (const std::string& index : indexes) (void)manager_.AddSrcIndex(index.c_str(), index.c_str());
+    for (const std::string& index : indexes)
+      (void)manager_.AddSrcIndex(index.c_str(), index.c_str());
     manager_.SetSearchPaths(1);
   }
   ~Library() { close(); }
@@ -214,11 +218,21 @@ class Library {
   }
 
   ComponentInfo component(const std::string& name) {
-    py::gil_scoped_release release;
-    std::lock_guard lock(mutex_);
+    std::optional<ComponentInfo> out;
+    {
+      py::gil_scoped_release release;
+      std::lock_guard lock(mutex_);
+      if (open_) out = find(name);
+    }
+    // As with a closed Python file: using a closed library is the caller's mistake.
+    if (!out) throw py::value_error("the library is closed");
+    return std::move(*out);
+  }
+
+ private:
+  ComponentInfo find(const std::string& name) {
     ComponentInfo out;
     out.name = name;
-    if (!open_) return out;
     eRdIbisResult result = eRdIbisNone;
     const CIbisCompInfo* info = manager_.GetIbisCompInfo(name.c_str(), &result, 0);
     out.log_path = manager_.GetCompileLogPath();
@@ -237,7 +251,6 @@ class Library {
     return out;
   }
 
- private:
   std::mutex mutex_;
   LibraryManager manager_;
   bool open_ = true;
@@ -257,10 +270,12 @@ void bind_document(py::module_& m) {
 
   py::class_<Model>(m, "Model", "One [Model].")
       .def_property_readonly("name", [](const Model& x) { return std::string(x.view.name()); })
-      .def_property_readonly("type", [](const Model& x) { return std::string(x.view.type_text()); },
-                             "Model_type as the file spells it; empty when not given.")
-      .def_property_readonly("pullup", [](const Model& x) { return table_or_none(x.view.pullup()); },
-                             "(n, 4) float64: voltage, typ, min, max; NaN for NA; None without one.")
+      .def_property_readonly(
+          "type", [](const Model& x) { return std::string(x.view.type_text()); },
+          "Model_type as the file spells it; empty when not given.")
+      .def_property_readonly(
+          "pullup", [](const Model& x) { return table_or_none(x.view.pullup()); },
+          "(n, 4) float64: voltage, typ, min, max; NaN for NA; None without one.")
       .def_property_readonly("pulldown",
                              [](const Model& x) { return table_or_none(x.view.pulldown()); })
       .def_property_readonly("gnd_clamp",
@@ -271,9 +286,11 @@ void bind_document(py::module_& m) {
                              [](const Model& x) { return waveforms(x.view.rising_waveforms()); })
       .def_property_readonly("falling_waveforms",
                              [](const Model& x) { return waveforms(x.view.falling_waveforms()); })
-      .def_property_readonly("c_comp", [](const Model& x) { return corners_or_none(x.view.c_comp()); },
-                             "(typ, min, max), None for a corner without a number.")
-      .def("__repr__", [](const Model& x) { return "<tarn.Model " + std::string(x.view.name()) + ">"; });
+      .def_property_readonly(
+          "c_comp", [](const Model& x) { return corners_or_none(x.view.c_comp()); },
+          "(typ, min, max), None for a corner without a number.")
+      .def("__repr__",
+           [](const Model& x) { return "<tarn.Model " + std::string(x.view.name()) + ">"; });
 
   py::class_<Component>(m, "Component", "One [Component].")
       .def_property_readonly("name", [](const Component& c) { return std::string(c.view.name()); })
@@ -287,15 +304,18 @@ void bind_document(py::module_& m) {
       });
 
   py::class_<Document>(m, "Document", "The records of one reading, in file order.")
-      .def_property_readonly("ibis_version",
-                             [](const Document& d) { return text_or_none(d.view.header().ibis_version); })
-      .def_property_readonly("file_name",
-                             [](const Document& d) { return text_or_none(d.view.header().file_name); })
-      .def_property_readonly("components", [](const Document& d) {
-        std::vector<Component> list;
-        for (const tarn::ComponentView& c : d.view.components()) list.push_back({d.owner, c});
-        return list;
-      })
+      .def_property_readonly(
+          "ibis_version",
+          [](const Document& d) { return text_or_none(d.view.header().ibis_version); })
+      .def_property_readonly(
+          "file_name", [](const Document& d) { return text_or_none(d.view.header().file_name); })
+      .def_property_readonly("components",
+                             [](const Document& d) {
+                               std::vector<Component> list;
+                               for (const tarn::ComponentView& c : d.view.components())
+                                 list.push_back({d.owner, c});
+                               return list;
+                             })
       .def_property_readonly("models", &models_of, "Mapping of model name to Model.")
       .def_property_readonly("selectors", &selectors_of,
                              "Mapping of [Model Selector] name to [(model, description)].");
@@ -303,9 +323,9 @@ void bind_document(py::module_& m) {
 
 void bind_reading(py::module_& m) {
   py::class_<tarn::Finding>(m, "Finding", "One line of the report.")
-      .def_property_readonly("severity",
-                             [](const tarn::Finding& f) { return severity_word(f.severity); },
-                             "\"error\", \"warning\" or \"bug\".")
+      .def_property_readonly(
+          "severity", [](const tarn::Finding& f) { return severity_word(f.severity); },
+          "\"error\", \"warning\" or \"bug\".")
       .def_property_readonly("line", [](const tarn::Finding& f) { return f.line; })
       .def_readonly("message", &tarn::Finding::message)
       .def_readonly("file", &tarn::Finding::file)
@@ -319,16 +339,21 @@ void bind_reading(py::module_& m) {
       .def_property_readonly("errors", [](const tarn::ReadResult& r) { return r.counts().errors; })
       .def_property_readonly("warnings",
                              [](const tarn::ReadResult& r) { return r.counts().warnings; })
-      .def_property_readonly("findings", [](const tarn::ReadResult& r) {
-        return std::vector<tarn::Finding>(r.findings().begin(), r.findings().end());
-      })
-      .def_property_readonly("report",
-                             [](const tarn::ReadResult& r) { return std::string(r.report_text()); },
-                             "The text report, as `tarn check` prints it.")
-      .def_property_readonly("document", [](const std::shared_ptr<tarn::ReadResult>& r) -> py::object {
-        if (!r->read()) return py::none();
-        return py::cast(Document{r, r->document()});
-      }, "None when the source could not be read at all.");
+      .def_property_readonly("findings",
+                             [](const tarn::ReadResult& r) {
+                               return std::vector<tarn::Finding>(r.findings().begin(),
+                                                                 r.findings().end());
+                             })
+      .def_property_readonly(
+          "report", [](const tarn::ReadResult& r) { return std::string(r.report_text()); },
+          "The text report, as `tarn check` prints it.")
+      .def_property_readonly(
+          "document",
+          [](const std::shared_ptr<tarn::ReadResult>& r) -> py::object {
+            if (!r->read()) return py::none();
+            return py::cast(Document{r, r->document()});
+          },
+          "None when the source could not be read at all.");
 
   m.def("read", &read_path, py::arg("path"), py::kw_only(), py::arg("accept_newer") = false,
         "Read and check an .ibs, .pkg or .ebd file. Raises OSError (FileNotFoundError) when the "
@@ -340,7 +365,8 @@ void bind_reading(py::module_& m) {
 }
 
 void bind_library(py::module_& m) {
-  py::class_<ComponentInfo>(m, "ComponentInfo", "A component of the library, as `tarn lib` shows it.")
+  py::class_<ComponentInfo>(m, "ComponentInfo",
+                            "A component of the library, as `tarn lib` shows it.")
       .def_readonly("name", &ComponentInfo::name)
       .def_readonly("source", &ComponentInfo::source)
       .def_readonly("compiled_file", &ComponentInfo::compiled_file)
@@ -356,8 +382,9 @@ void bind_library(py::module_& m) {
            py::arg("indexes") = std::vector<std::string>{})
       .def("component", &Library::component, py::arg("name"),
            "The component's information, compiled from its source when needed.")
-      .def("close", &Library::close, "Save the library's state; later calls find nothing.")
-      .def("__enter__", [](Library& l) -> Library& { return l; }, py::return_value_policy::reference)
+      .def("close", &Library::close, "Save the library's state; later calls raise ValueError.")
+      .def(
+          "__enter__", [](Library& l) -> Library& { return l; }, py::return_value_policy::reference)
       .def("__exit__", [](Library& l, py::args) { l.close(); });
 }
 
