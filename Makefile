@@ -47,6 +47,7 @@ asan:
 
 # The same tests under ThreadSanitizer: the library shared by threads, any race aborts.
 tsan:
+	@tools/deps tsan
 	cmake --preset tsan >/dev/null
 	cmake --build --preset tsan -j $(JOBS)
 	ctest --preset tsan -j $(JOBS)
