@@ -8,7 +8,7 @@ BIN = build/bin/tarn
 FUZZ_SECONDS ?= 60
 FUZZ_SEED ?= 1
 
-.PHONY: all build run test bench asan tsan fuzz clean
+.PHONY: all build run test bench asan tsan coverage fuzz clean
 
 all: build
 
@@ -51,6 +51,18 @@ tsan:
 	cmake --preset tsan >/dev/null
 	cmake --build --preset tsan -j $(JOBS)
 	ctest --preset tsan -j $(JOBS)
+
+# Line coverage of the library (not of the tests, tools or examples) by the whole suite; the
+# summary goes to the terminal, the detail to build-coverage/coverage.html.
+COVERED = --filter 'libibis/' --filter 'service/' --filter 'writers/' --filter 'api/' --filter 'navig/' --filter 'include/'
+coverage:
+	@tools/deps coverage
+	cmake --preset coverage >/dev/null
+	cmake --build --preset coverage -j $(JOBS)
+	find build-coverage -name '*.gcda' -delete
+	ctest --preset coverage -j $(JOBS)
+	gcovr -r . build-coverage $(COVERED) --exclude-unreachable-branches \
+	  --html-details build-coverage/coverage.html --print-summary | tail -n 3
 
 bench:
 	@tools/deps bench

@@ -124,7 +124,7 @@ tools/deps: libgtest-dev is installed but /usr/include/gtest/gtest.h is not ther
 apt-get install -y -qq --no-install-recommends libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium (noninteractive)
 EOF
 check "unknown target" 0 no fresh none no 2 run tests <<'EOF'
-tools/deps: unknown target 'tests' (asan bench fuzz run test tsan)
+tools/deps: unknown target 'tests' (asan bench coverage fuzz run test tsan)
 --
 EOF
 
