@@ -61,13 +61,19 @@ bool parse_format(const std::string& name, Format* format) {
   return true;
 }
 
-bool file_failed(const ReadResult& result, bool werror) {
-  return !result.passed() || (werror && result.counts().warnings > 0);
+CheckedFile checked_file(std::string path, const ReadResult& result) {
+  const std::span<const Finding> findings = result.findings();
+  return {std::move(path), result.ibis_version(), result.passed(), result.counts(),
+          std::vector<Finding>(findings.begin(), findings.end())};
+}
+
+bool file_failed(const CheckedFile& file, bool werror) {
+  return !file.passed || (werror && file.counts.warnings > 0);
 }
 
 std::string gcc_lines(const CheckedFile& file) {
   std::string out;
-  for (const Finding& f : file.result.findings()) {
+  for (const Finding& f : file.findings) {
     out += file.path;
     if (f.line) out += ":" + std::to_string(*f.line);
     // Editors know "error" and "warning"; a program bug is an error to them.
@@ -83,17 +89,16 @@ std::string json_report(const std::vector<CheckedFile>& files, bool werror) {
   doc["version"] = tarn_version();
   doc["files"] = nlohmann::ordered_json::array();
   for (const CheckedFile& file : files) {
-    const ReadResult& r = file.result;
     nlohmann::ordered_json entry;
     entry["path"] = file.path;
-    entry["ibis_version"] =
-        r.ibis_version() > 0 ? nlohmann::ordered_json(r.ibis_version()) : nlohmann::ordered_json();
-    entry["result"] = file_failed(r, werror) ? "failed" : "passed";
-    const Counts counts = r.counts();
+    entry["ibis_version"] = file.ibis_version > 0 ? nlohmann::ordered_json(file.ibis_version)
+                                                  : nlohmann::ordered_json();
+    entry["result"] = file_failed(file, werror) ? "failed" : "passed";
+    const Counts& counts = file.counts;
     entry["counts"] = {{"errors", counts.errors}, {"warnings", counts.warnings},
                        {"bugs", counts.bugs}};
     entry["findings"] = nlohmann::ordered_json::array();
-    for (const Finding& f : r.findings()) {
+    for (const Finding& f : file.findings) {
       nlohmann::ordered_json finding;
       finding["severity"] = severity_word(f.severity);
       finding["line"] = f.line ? nlohmann::ordered_json(*f.line) : nlohmann::ordered_json();
@@ -111,7 +116,7 @@ std::string sarif_report(const std::vector<CheckedFile>& files) {
   ordered_json results = ordered_json::array();
   std::vector<std::string> rule_ids;
   for (const CheckedFile& file : files) {
-    for (const Finding& f : file.result.findings()) {
+    for (const Finding& f : file.findings) {
       // The template is the rule's id: stable from run to run without a numbering to keep.
       const std::string id = message_template(f.message);
       if (std::find(rule_ids.begin(), rule_ids.end(), id) == rule_ids.end()) {
@@ -137,14 +142,31 @@ std::string sarif_report(const std::vector<CheckedFile>& files) {
 std::string totals_line(const std::vector<CheckedFile>& files, bool werror) {
   unsigned failed = 0, errors = 0, warnings = 0;
   for (const CheckedFile& file : files) {
-    if (file_failed(file.result, werror)) ++failed;
-    errors += file.result.counts().errors + file.result.counts().bugs;
-    warnings += file.result.counts().warnings;
+    if (file_failed(file, werror)) ++failed;
+    errors += file.counts.errors + file.counts.bugs;
+    warnings += file.counts.warnings;
   }
   const unsigned total = static_cast<unsigned>(files.size());
   return plural(total, "file") + ": " + std::to_string(total - failed) + " passed, " +
          std::to_string(failed) + " failed; " + plural(errors, "error") + ", " +
          plural(warnings, "warning") + "\n";
+}
+
+std::string structured_report(Format format, const std::vector<CheckedFile>& files, bool werror) {
+  switch (format) {
+    case Format::Gcc: {
+      std::string lines;
+      for (const CheckedFile& file : files) lines += gcc_lines(file);
+      return lines;
+    }
+    case Format::Json:
+      return json_report(files, werror);
+    case Format::Sarif:
+      return sarif_report(files);
+    case Format::Text:
+      break;
+  }
+  return {};
 }
 
 }  // namespace tarn::cli

@@ -15,7 +15,9 @@
 
 #include <unistd.h>
 
+#include "arguments.h"
 #include "check_output.h"
+#include "component_findings.h"
 #include "service/source_index.h"
 #include "service/source_selectors.h"
 #include "tarn/compile.h"
@@ -29,75 +31,11 @@
 
 namespace {
 
-constexpr int kExitPassed = 0;
-constexpr int kExitFailed = 1;
-constexpr int kExitUsage = 2;
-
-constexpr const char* kUsage =
-    "usage: tarn <command> [arguments]\n"
-    "\n"
-    "commands:\n"
-    "  check [OPTIONS] FILE|FOLDER|-...\n"
-    "                  read and check IBIS sources (.ibs, .pkg, .ebd; a FOLDER is searched\n"
-    "                  for them, hidden folders skipped); the report goes to standard\n"
-    "                  output, one summary line per file\n"
-    "      --format text|gcc|json|sarif  the report as text (default), as FILE:LINE:\n"
-    "                  error: MESSAGE lines, as one JSON document or as a SARIF 2.1.0 log\n"
-    "      --stdin-name NAME  the name of the source read from '-' (standard input)\n"
-    "      -q, --quiet  only the findings of the files that fail, and the totals\n"
-    "      --werror    a warning fails the file\n"
-    "      --color auto|always|never  colour ERROR and WARNING (auto: when standard\n"
-    "                  output is a terminal and NO_COLOR is not set)\n"
-    "  compile FILE [--component NAME] --output OUT\n"
-    "                  read and check FILE as check does and, when it has no errors, write\n"
-    "                  the compiled model file of component NAME (without NAME, the file's\n"
-    "                  only component) to OUT\n"
-    "  index FOLDER    read every .ibs file of FOLDER and write its source index,\n"
-    "                  FOLDER/ibisindex.ibx (component name to file)\n"
-    "  lib --cache DIR --index FILE [--index FILE...] COMPONENT\n"
-    "                  ask the model library (compiled files and log in DIR, sources found\n"
-    "                  through the indexes) for COMPONENT, compiling it when needed, and\n"
-    "                  show its status, compiled file and pins; exit 0 when usable\n"
-    "  doc FILE [--component NAME] --output OUT\n"
-    "                  read and check FILE as check does and, when it has no errors, write\n"
-    "                  the documentation of component NAME (without NAME, the file's only\n"
-    "                  component) to OUT\n"
-    "\n"
-    "options:\n"
-    "  --accept-newer  check, compile, doc: read sources of IBIS 4.0 to 7.2 by the IBIS 3.2\n"
-    "                  rules, with one warning per later keyword or subparameter read past\n"
-    "  -h, --help      show this help\n"
-    "  --version       show the version\n"
-    "\n"
-    "  plot FILE [--component NAME] [--model NAME] --output DIR\n"
-    "                  plot files, SVG plots and an index.html of the curves of every model\n"
-    "                  (or of model NAME, or of the models component NAME uses)\n"
-    "  report PATH... --output report.html\n"
-    "                  one self-contained HTML page: results, findings, components, models\n"
-    "exit status: 0 every file passed (compile, doc: OUT was written), 1 a file has errors\n"
-    "(compile, doc: nothing written), 2 usage error or unreadable file\n";
-
-// Set by --accept-newer; the readings through the reading API take it from their options.
-bool g_accept_newer = false;
-
-// --accept-newer, anywhere among a command's arguments, is taken out and set for the reading.
-std::vector<const char*> take_accept_newer(std::vector<const char*> args) {
-  const auto it = std::remove_if(args.begin(), args.end(), [](const char* arg) {
-    return std::string_view(arg) == "--accept-newer";
-  });
-  if (it != args.end()) {
-    tarn::IBIS_SetAcceptNewer(1);
-    g_accept_newer = true;
-  }
-  args.erase(it, args.end());
-  return args;
-}
-
-int usage_error(const std::string& message) {
-  std::fprintf(stderr, "tarn: %s\n", message.c_str());
-  std::fprintf(stderr, "Try 'tarn --help'.\n");
-  return kExitUsage;
-}
+using tarn::cli::Arguments;
+using tarn::cli::kExitFailed;
+using tarn::cli::kExitPassed;
+using tarn::cli::kExitUsage;
+using tarn::cli::usage_error;
 
 // A file that cannot be read is the tool's error, not a finding of the report.
 bool readable_source(const char* path) {
@@ -150,63 +88,6 @@ void explain_refused_versions(const std::vector<const char*>& sources) {
     if (tarn::IBIS_DetectVersion(path, nullptr, tarn::IBIS_KindOf(path)) != 0) continue;
     std::fprintf(stderr, "tarn: '%s' %s\n", path, version_finding(path).c_str());
   }
-}
-
-// The options of check besides its sources.
-struct CheckArgs {
-  std::vector<std::string> paths;
-  tarn::cli::Format format = tarn::cli::Format::Text;
-  const char* stdin_name = nullptr;
-  bool quiet = false;
-  bool werror = false;
-  std::string color = "auto";
-};
-
-bool parse_check_args(const std::vector<const char*>& args, CheckArgs* out, std::string* error) {
-  for (size_t i = 0; i < args.size(); ++i) {
-    const std::string_view arg = args[i];
-    std::string_view value;
-    const auto take = [&](std::string_view name) {
-      if (arg == name && i + 1 < args.size()) {
-        value = args[++i];
-        return true;
-      }
-      if (arg.size() > name.size() && arg.starts_with(name) && arg[name.size()] == '=') {
-        value = arg.substr(name.size() + 1);
-        return true;
-      }
-      return false;
-    };
-    if (arg == "--quiet" || arg == "-q") out->quiet = true;
-    else if (arg == "--werror") out->werror = true;
-    else if (take("--format")) {
-      if (!tarn::cli::parse_format(std::string(value), &out->format)) {
-        *error = "check: --format takes text, gcc, json or sarif, not '" + std::string(value) + "'";
-        return false;
-      }
-    } else if (take("--color")) {
-      out->color = value;
-      if (out->color != "auto" && out->color != "always" && out->color != "never") {
-        *error = "check: --color takes auto, always or never, not '" + out->color + "'";
-        return false;
-      }
-    } else if (take("--stdin-name")) {
-      out->stdin_name = value.data();
-    } else if (arg == "--format" || arg == "--stdin-name" || arg == "--color") {
-      *error = "check: " + std::string(arg) + " needs a value";
-      return false;
-    } else if (arg.size() > 1 && arg[0] == '-') {
-      *error = "check: unknown option '" + std::string(arg) + "'";
-      return false;
-    } else {
-      out->paths.emplace_back(arg);
-    }
-  }
-  if (out->paths.empty()) {
-    *error = "check: no FILE given";
-    return false;
-  }
-  return true;
 }
 
 bool is_ibis_name(const std::filesystem::path& path) {
@@ -265,9 +146,9 @@ std::string read_stdin() {
 }
 
 // Folders become the sources under them; "-" stays as it is.
-bool expand_paths(const CheckArgs& args, std::vector<std::string>* sources) {
+bool expand_paths(const Arguments& args, std::vector<std::string>* sources) {
   bool all_readable = true;
-  for (const std::string& path : args.paths) {
+  for (const std::string& path : args.operands) {
     std::error_code ec;
     if (path != "-" && std::filesystem::is_directory(path, ec)) {
       const std::vector<std::string> found = sources_in_folder(path);
@@ -286,13 +167,10 @@ bool expand_paths(const CheckArgs& args, std::vector<std::string>* sources) {
   return all_readable;
 }
 
-int run_check(const std::vector<const char*>& raw) {
-  CheckArgs args;
-  std::string error;
-  if (!parse_check_args(raw, &args, &error)) return usage_error(error);
-  const bool reads_stdin = std::count(args.paths.begin(), args.paths.end(), "-") > 0;
-  if (reads_stdin && !args.stdin_name)
-    return usage_error("check: '-' needs --stdin-name NAME (its extension tells the kind)");
+int run_check(const Arguments& args) {
+  const bool reads_stdin = std::count(args.operands.begin(), args.operands.end(), "-") > 0;
+  if (reads_stdin && args.stdin_name.empty())
+    return usage_error("check", "'-' needs --stdin-name NAME (its extension tells the kind)");
   std::vector<std::string> sources;
   const bool all_readable = expand_paths(args, &sources);
   const bool text = args.format == tarn::cli::Format::Text;
@@ -303,143 +181,95 @@ int run_check(const std::vector<const char*>& raw) {
   options.report = text && !keep ? stdout : nullptr;
   options.keep_report_text = keep;
   options.banner = text && !args.quiet;
-  options.accept_newer = g_accept_newer;
+  options.accept_newer = args.accept_newer;
   std::vector<tarn::cli::CheckedFile> checked;
   bool passed = true;
   for (const std::string& path : sources) {
-    tarn::cli::CheckedFile file;
-    file.path = path == "-" ? args.stdin_name : path;
-    file.result = path == "-" ? tarn::read_text(read_stdin(), file.path, options)
-                              : tarn::read_file(path, options);
-    const bool failed = tarn::cli::file_failed(file.result, args.werror);
+    const std::string shown = path == "-" ? args.stdin_name : path;
+    const tarn::ReadResult result = path == "-" ? tarn::read_text(read_stdin(), shown, options)
+                                                : tarn::read_file(path, options);
+    tarn::cli::CheckedFile file = tarn::cli::checked_file(shown, result);
+    const bool failed = tarn::cli::file_failed(file, args.werror);
     if (failed) passed = false;
-    const bool shown = !args.quiet || failed;
-    if (keep && shown) {
-      if (color) print_colored(file.result.report_text());
-      else std::fwrite(file.result.report_text().data(), 1, file.result.report_text().size(), stdout);
+    const bool listed = !args.quiet || failed;
+    if (keep && listed) {
+      if (color) print_colored(result.report_text());
+      else std::fwrite(result.report_text().data(), 1, result.report_text().size(), stdout);
     }
-    if (args.format == tarn::cli::Format::Gcc && shown)
+    if (args.format == tarn::cli::Format::Gcc && listed)
       std::fputs(tarn::cli::gcc_lines(file).c_str(), stdout);
     checked.push_back(std::move(file));
   }
-  if (args.format == tarn::cli::Format::Json && !args.quiet)
-    std::fputs(tarn::cli::json_report(checked, args.werror).c_str(), stdout);
-  if (args.format == tarn::cli::Format::Sarif && !args.quiet)
-    std::fputs(tarn::cli::sarif_report(checked).c_str(), stdout);
+  const bool one_document =
+      args.format == tarn::cli::Format::Json || args.format == tarn::cli::Format::Sarif;
+  if (one_document && !args.quiet)
+    std::fputs(tarn::cli::structured_report(args.format, checked, args.werror).c_str(), stdout);
   std::fflush(stdout);
   std::vector<const char*> on_disk;
   for (const std::string& path : sources)
     if (path != "-") on_disk.push_back(path.c_str());
   explain_refused_versions(on_disk);
   // On standard error, so the report on standard output stays as it always was.
-  const bool one_document =
-      args.format == tarn::cli::Format::Json || args.format == tarn::cli::Format::Sarif;
   if ((checked.size() > 1 || args.quiet) && !one_document)
     std::fputs(("tarn: " + tarn::cli::totals_line(checked, args.werror)).c_str(), stderr);
   if (!all_readable) return kExitUsage;
   return passed ? kExitPassed : kExitFailed;
 }
 
-// The arguments of a command that works on one component of one source.
-struct ComponentArgs {
-  const char* file = nullptr;
-  const char* component = nullptr;
-  const char* output = nullptr;
-};
-
-// FILE with --component NAME and --output OUT (each also as --option=VALUE), in any order.
-bool parse_component_args(const char* command, const std::vector<const char*>& args,
-                          ComponentArgs* out, std::string* error) {
-  const std::string prefix = std::string(command) + ": ";
-  struct Option {
-    std::string_view name;
-    const char** value;
-  };
-  const Option options[] = {{"--component", &out->component}, {"--output", &out->output}};
-  for (size_t i = 0; i < args.size(); ++i) {
-    const std::string_view arg = args[i];
-    const Option* matched = nullptr;
-    for (const Option& option : options) {
-      if (arg == option.name) {
-        if (i + 1 == args.size()) {
-          *error = prefix + std::string(option.name) + " needs a value";
-          return false;
-        }
-        *option.value = args[++i];
-        matched = &option;
-      } else if (arg.size() > option.name.size() && arg.starts_with(option.name) &&
-                 arg[option.name.size()] == '=') {
-        *option.value = args[i] + option.name.size() + 1;
-        matched = &option;
-      }
-      if (matched) break;
-    }
-    if (matched) {
-      if (**matched->value == '\0') {
-        *error = prefix + std::string(matched->name) + " needs a value";
-        return false;
-      }
-      continue;
-    }
-    if (arg.size() > 1 && arg[0] == '-') {
-      *error = prefix + "unknown option '" + std::string(arg) + "'";
-      return false;
-    }
-    if (out->file) {
-      *error = prefix + "one FILE only";
-      return false;
-    }
-    out->file = args[i];
-  }
-  if (!out->file) {
-    *error = prefix + "no FILE given";
-    return false;
-  }
-  return true;
-}
-
 // After a failed compile or doc: when the component was missing or unknown, the names the
 // file offers, so the user can pick one (read again, quietly: only on this failing road).
-void list_components_when_unmatched(const char* command, const ComponentArgs& parsed) {
+void list_components_when_unmatched(const Arguments& args) {
   tarn::ReadOptions options;
-  options.accept_newer = g_accept_newer;
-  const tarn::ReadResult result = tarn::read_file(parsed.file, options);
+  options.accept_newer = args.accept_newer;
+  const std::string& file = args.operands.front();
+  const tarn::ReadResult result = tarn::read_file(file, options);
   std::string names;
   bool matched = false;
   for (const tarn::ComponentView component : result.document().components()) {
-    matched = matched || (parsed.component && component.name() == parsed.component);
+    matched = matched || component.name() == args.component;
     names += (names.empty() ? "" : ", ") + std::string(component.name());
   }
   const size_t count = result.document().components().size();
-  const bool unmatched = parsed.component ? !matched : count > 1;
+  const bool unmatched = !args.component.empty() ? !matched : count > 1;
   if (!unmatched || names.empty()) return;
-  std::fprintf(stderr, "tarn: %s: components of '%s': %s\n", command, parsed.file, names.c_str());
+  std::fprintf(stderr, "tarn: %s: components of '%s': %s\n", args.command.c_str(), file.c_str(),
+               names.c_str());
 }
 
-int run_compile(const std::vector<const char*>& args) {
-  ComponentArgs parsed;
-  std::string error;
-  if (!parse_component_args("compile", args, &parsed, &error)) return usage_error(error);
-  // The library takes "-" as "check only"; on the command line it would look like stdout.
-  if (!parsed.output || !*parsed.output || std::string_view(parsed.output) == "-")
-    return usage_error("compile: --output OUT is required (a file name)");
-  if (!readable_source(parsed.file)) return kExitUsage;
-  const int written =
-      tarn::IBIS_CompileSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
+// compile and doc: check FILE and, when it passed, write one of its components to OUT.
+int run_component_writer(const Arguments& args, tarn::cli::ComponentWriter write) {
+  const std::string& file = args.operands.front();
+  if (!readable_source(file.c_str())) return kExitUsage;
+  const char* component = args.component.empty() ? nullptr : args.component.c_str();
+  bool written = false;
+  if (args.format == tarn::cli::Format::Text) {
+    written = write(file.c_str(), component, args.output.c_str(), stdout) == 1;
+  } else {
+    tarn::cli::CheckedFile checked;
+    written = tarn::cli::write_collecting(write, file, component, args.output, &checked);
+    std::fputs(tarn::cli::structured_report(args.format, {checked}, false).c_str(), stdout);
+  }
   std::fflush(stdout);
-  if (written != 1) list_components_when_unmatched("compile", parsed);
-  return written == 1 ? kExitPassed : kExitFailed;
+  if (!written) list_components_when_unmatched(args);
+  return written ? kExitPassed : kExitFailed;
 }
 
-int run_index(const std::vector<const char*>& args) {
-  if (args.size() != 1) return usage_error("index: one FOLDER expected");
-  if (args[0][0] == '-') return usage_error(std::string("index: unknown option '") + args[0] + "'");
+int run_compile(const Arguments& args) {
+  return run_component_writer(args, tarn::IBIS_CompileSourceToStream);
+}
+
+int run_doc(const Arguments& args) {
+  return run_component_writer(args, tarn::IBIS_DocumentSourceToStream);
+}
+
+int run_index(const Arguments& args) {
+  const char* folder = args.operands.front().c_str();
   std::error_code ec;
-  if (!std::filesystem::is_directory(args[0], ec)) {
-    std::fprintf(stderr, "tarn: '%s' is not a folder\n", args[0]);
+  if (!std::filesystem::is_directory(folder, ec)) {
+    std::fprintf(stderr, "tarn: '%s' is not a folder\n", folder);
     return kExitUsage;
   }
-  const tarn::SourceIndexResult result = tarn::LIB_IndexFolder(args[0]);
+  const tarn::SourceIndexResult result = tarn::LIB_IndexFolder(folder);
   std::fflush(stdout);
   for (const std::string& file : result.unread)
     std::fprintf(stderr, "tarn: index: '%s' could not be read (no component found)\n",
@@ -561,31 +391,12 @@ void print_pins(const CIbisCompInfo& info) {
   selectors.print_used();
 }
 
-int run_lib(const std::vector<const char*>& args) {
-  const char* cache = nullptr;
-  const char* component = nullptr;
-  std::vector<const char*> indexes;
-  for (size_t i = 0; i < args.size(); ++i) {
-    const std::string_view arg = args[i];
-    if (arg == "--cache" || arg == "--index") {
-      if (i + 1 == args.size()) return usage_error("lib: " + std::string(arg) + " needs a value");
-      if (arg == "--cache")
-        cache = args[++i];
-      else indexes.push_back(args[++i]);
-    } else if (arg.size() > 1 && arg[0] == '-') {
-      return usage_error("lib: unknown option '" + std::string(arg) + "'");
-    } else if (component) {
-      return usage_error("lib: one COMPONENT only");
-    } else {
-      component = args[i];
-    }
-  }
-  if (!cache) return usage_error("lib: --cache DIR is required");
-  if (indexes.empty()) return usage_error("lib: at least one --index FILE is required");
-  if (!component) return usage_error("lib: no COMPONENT given");
+int run_lib(const Arguments& args) {
+  const char* component = args.operands.front().c_str();
   ToolLibrary library;
-  if (!library.Init(cache)) return usage_error("lib: cannot use the cache folder");
-  for (const char* index : indexes) (void)library.AddSrcIndex(index, index);
+  if (!library.Init(args.cache.c_str())) return usage_error("lib", "cannot use the cache folder");
+  for (const std::string& index : args.indexes)
+    (void)library.AddSrcIndex(index.c_str(), index.c_str());
   library.SetSearchPaths(1);
   eRdIbisResult result = eRdIbisNone;
   const CIbisCompInfo* info = library.GetIbisCompInfo(component, &result, 0);
@@ -612,79 +423,39 @@ int run_lib(const std::vector<const char*>& args) {
   return usable ? kExitPassed : kExitFailed;
 }
 
-int run_doc(const std::vector<const char*>& args) {
-  ComponentArgs parsed;
-  std::string error;
-  if (!parse_component_args("doc", args, &parsed, &error)) return usage_error(error);
-  if (!parsed.output) return usage_error("doc: --output OUT is required");
-  if (!readable_source(parsed.file)) return kExitUsage;
-  const int written =
-      tarn::IBIS_DocumentSourceToStream(parsed.file, parsed.component, parsed.output, stdout);
-  std::fflush(stdout);
-  if (!written) list_components_when_unmatched("doc", parsed);
+
+int run_plot(const Arguments& args) {
+  const std::string& file = args.operands.front();
+  if (!readable_source(file.c_str())) return kExitUsage;
+  tarn::ReadOptions options;
+  options.accept_newer = args.accept_newer;
+  const bool written =
+      tarn::write_plots(file, args.component, args.model, args.output, stderr, options);
   return written ? kExitPassed : kExitFailed;
 }
 
-int run_plot(const std::vector<const char*>& args) {
-  // --model is taken out first; the rest is a one-component command's arguments.
-  const char* model = "";
-  std::vector<const char*> rest;
-  for (size_t i = 0; i < args.size(); ++i) {
-    const std::string_view arg = args[i];
-    if (arg == "--model" && i + 1 < args.size()) model = args[++i];
-    else if (arg.starts_with("--model=")) model = args[i] + 8;
-    else if (arg == "--model") return usage_error("plot: --model needs a value");
-    else rest.push_back(args[i]);
-  }
-  ComponentArgs parsed;
-  std::string error;
-  if (!parse_component_args("plot", rest, &parsed, &error)) return usage_error(error);
-  if (!parsed.output) return usage_error("plot: --output DIR is required");
-  if (!readable_source(parsed.file)) return kExitUsage;
+int run_report(const Arguments& args) {
   tarn::ReadOptions options;
-  options.accept_newer = g_accept_newer;
-  const bool written = tarn::write_plots(parsed.file, parsed.component ? parsed.component : "",
-                                         model, parsed.output, stderr, options);
-  return written ? kExitPassed : kExitFailed;
-}
-
-int run_report(const std::vector<const char*>& args) {
-  std::vector<std::string> paths;
-  const char* output = nullptr;
-  for (size_t i = 0; i < args.size(); ++i) {
-    const std::string_view arg = args[i];
-    if (arg == "--output" && i + 1 < args.size()) output = args[++i];
-    else if (arg.starts_with("--output=")) output = args[i] + 9;
-    else if (arg.starts_with("-")) return usage_error("report: unknown option '" + std::string(arg) + "'");
-    else paths.emplace_back(arg);
-  }
-  if (paths.empty()) return usage_error("report: no PATH given");
-  if (!output || !*output) return usage_error("report: --output report.html is required");
-  tarn::ReadOptions options;
-  options.accept_newer = g_accept_newer;
-  return tarn::write_report(paths, output, stderr, options) ? kExitPassed : kExitFailed;
+  options.accept_newer = args.accept_newer;
+  return tarn::write_report(args.operands, args.output, stderr, options) ? kExitPassed
+                                                                           : kExitFailed;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 2) return usage_error("no command given");
-  const std::string_view command = argv[1];
-  if (command == "-h" || command == "--help" || command == "help") {
-    std::fputs(kUsage, stdout);
-    return kExitPassed;
-  }
-  if (command == "--version") {
-    std::printf("tarn %s\n", tarn_version());
-    return kExitPassed;
-  }
-  const std::vector<const char*> rest(argv + 2, argv + argc);
-  if (command == "check") return run_check(take_accept_newer(rest));
-  if (command == "compile") return run_compile(take_accept_newer(rest));
-  if (command == "index") return run_index(rest);
-  if (command == "lib") return run_lib(rest);
-  if (command == "doc") return run_doc(take_accept_newer(rest));
-  if (command == "plot") return run_plot(take_accept_newer(rest));
-  if (command == "report") return run_report(take_accept_newer(rest));
-  return usage_error("unknown command '" + std::string(command) + "'");
+  Arguments args;
+  if (const int status = tarn::cli::parse_arguments(argc, argv, &args); status >= 0) return status;
+  // The compile and doc writers read through the library's own setting.
+  if (args.accept_newer) tarn::IBIS_SetAcceptNewer(1);
+  struct Command {
+    const char* name;
+    int (*run)(const Arguments&);
+  };
+  for (const Command command : {Command{"check", run_check}, Command{"compile", run_compile},
+                                Command{"doc", run_doc}, Command{"index", run_index},
+                                Command{"lib", run_lib}, Command{"plot", run_plot},
+                                Command{"report", run_report}})
+    if (args.command == command.name) return command.run(args);
+  return kExitUsage;
 }

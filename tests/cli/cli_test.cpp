@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -16,138 +15,22 @@
 
 namespace {
 
-struct ToolRun {
-  int status = -1;
-  std::string out;
-  std::string err;
-};
-
-ToolRun run_tool(const std::string& args, const tarn::test::TempDir& dir) {
-  const std::string err_file = (dir.path() / "stderr.txt").string();
-  const std::string command =
-      "cd '" + dir.path().string() + "' && '" TARN_CLI "' " + args + " 2>'" + err_file + "'";
-  ToolRun r;
-  std::FILE* pipe = popen(command.c_str(), "r");
-  if (!pipe) return r;
-  char buffer[4096];
-  size_t n = 0;
-  while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.out.append(buffer, n);
-  const int status = pclose(pipe);
-  r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  std::ifstream in(err_file);
-  std::stringstream s;
-  s << in.rdbuf();
-  r.err = s.str();
-  return r;
-}
-
 constexpr const char* kGood =
     "[IBIS Ver] 3.2\n[File Name] good.ibs\n[Component] Part\n[Manufacturer] Acme\n[Package]\n"
     "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n"
     "[End]\n";
-
-TEST(Tool, UsageAndVersion) {
-  tarn::test::TempDir dir;
-  const ToolRun help = run_tool("--help", dir);
-  EXPECT_EQ(help.status, 0);
-  EXPECT_NE(help.out.find("usage: tarn <command>"), std::string::npos);
-  EXPECT_NE(help.out.find("check [OPTIONS] FILE|FOLDER|-..."), std::string::npos);
-  EXPECT_NE(help.out.find("doc FILE [--component NAME] --output OUT"), std::string::npos);
-  const ToolRun version = run_tool("--version", dir);
-  EXPECT_EQ(version.status, 0);
-  EXPECT_EQ(version.out, "tarn " TARN_VERSION "\n");
-
-  struct Case {
-    const char* args;
-    const char* first_error_line;
-  };
-  const Case usage_errors[] = {
-      {"", "tarn: no command given\n"},
-      {"frobnicate", "tarn: unknown command 'frobnicate'\n"},
-      {"check", "tarn: check: no FILE given\n"},
-      {"check --fast good.ibs", "tarn: check: unknown option '--fast'\n"},
-      {"doc", "tarn: doc: no FILE given\n"},
-      {"doc good.ibs", "tarn: doc: --output OUT is required\n"},
-      {"doc good.ibs --output", "tarn: doc: --output needs a value\n"},
-      {"doc good.ibs --output=", "tarn: doc: --output needs a value\n"},
-      {"doc good.ibs --component '' --output x.txt", "tarn: doc: --component needs a value\n"},
-      {"doc good.ibs --fast --output x.txt", "tarn: doc: unknown option '--fast'\n"},
-      {"doc good.ibs other.ibs --output x.txt", "tarn: doc: one FILE only\n"},
-      {"doc missing.ibs --output x.txt",
-       "tarn: cannot open 'missing.ibs': No such file or directory\n"},
-  };
-  for (const Case& c : usage_errors) {
-    const ToolRun r = run_tool(c.args, dir);
-    EXPECT_EQ(r.status, 2) << c.args;
-    EXPECT_EQ(r.out, "") << c.args;
-    EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1), c.first_error_line) << c.args;
-  }
-}
-
-TEST(Tool, CheckReportsEachFileWithItsSummary) {
-  tarn::test::TempDir dir;
-  dir.write("good.ibs", kGood);
-  dir.write("bad.ibs", "[IBIS Ver] 3.2\n[End]\n");
-  const ToolRun pass = run_tool("check good.ibs", dir);
-  EXPECT_EQ(pass.status, 0);
-  EXPECT_EQ(pass.out,
-            "\nChecking good.ibs for IBIS 3.2 Compatibility...\n\n"
-            "File good.ibs  Errors: 0  Compile Passed\n\n");
-  EXPECT_EQ(pass.err, "");
-
-  const ToolRun fail = run_tool("check good.ibs bad.ibs", dir);
-  EXPECT_EQ(fail.status, 1);
-  EXPECT_EQ(fail.out,
-            "\nChecking good.ibs for IBIS 3.2 Compatibility...\n\n"
-            "File good.ibs  Errors: 0  Compile Passed\n\n"
-            "\nChecking bad.ibs for IBIS 3.2 Compatibility...\n\n"
-            "ERROR bad.ibs - Required keyword 'Component' not found.\n"
-            "File bad.ibs  Errors: 1  Compile Failed\n\n");
-}
-
-TEST(Tool, UnreadableFilesAreToolErrorsAndTheOthersAreStillRead) {
-  tarn::test::TempDir dir;
-  dir.write("good.ibs", kGood);
-  dir.write("notes.txt", "[IBIS Ver] 3.2\n");
-  const ToolRun r = run_tool("check missing.ibs good.ibs notes.txt", dir);
-  EXPECT_EQ(r.status, 2);
-  EXPECT_EQ(r.err,
-            "tarn: cannot open 'missing.ibs': No such file or directory\n"
-            "tarn: 'notes.txt' is not an IBIS source (.ibs, .pkg or .ebd)\n");
-  EXPECT_NE(r.out.find("File good.ibs  Errors: 0  Compile Passed\n"), std::string::npos);
-}
-
-// The report keeps the reader's own line; the tool says on standard error what it found.
-TEST(Tool, ARefusedVersionIsExplainedInOneLine) {
-  tarn::test::TempDir dir;
-  dir.write("empty.ibs", "");
-  dir.write("binary.ibs", std::string("\x7f"
-                                      "ELF\x02\x01\x00\x00\n\xff\xfe",
-                                      12));
-  dir.write("later.ibs", "| a comment\n[IBIS Ver]   4.1  | the newer rules\n[Component] X\n");
-  dir.write("headless.ibs", "[Component] X\n[IBIS Ver] 3.2\n");
-  struct Case {
-    const char* file;
-    const char* explained;
-  };
-  for (const Case& c : {
-           Case{"empty.ibs", "tarn: 'empty.ibs' is empty: it has no [IBIS Ver] line\n"},
-           Case{"binary.ibs", "tarn: 'binary.ibs' has no [IBIS Ver] line\n"},
-           Case{"later.ibs",
-                "tarn: 'later.ibs' declares IBIS version 4.1; this reader takes versions 1.1 to "
-                "3.2 (4.0 to 7.2 with --accept-newer)\n"},
-           Case{"headless.ibs",
-                "tarn: 'headless.ibs' has no [IBIS Ver] line before its first keyword\n"},
-       }) {
-    const ToolRun r = run_tool(std::string("check ") + c.file, dir);
-    EXPECT_EQ(r.status, 1) << c.file;
-    EXPECT_EQ(r.out, std::string("ERROR ") + c.file +
-                         " - Unsupported or Illegal IBIS Version Number\nFile " + c.file +
-                         "  Errors: 1  Compile Failed\n\n")
-        << c.file;
-    EXPECT_EQ(r.err, c.explained);
-  }
-}
+constexpr const char* kWarned =
+    "[IBIS Ver] 3.2\n[File Name] warned.ibs\n[Component] Part\n[Manufacturer] Acme\n[Package]\n"
+    "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n"
+    "2 A n\n[Model] n\nModel_type Input\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
+constexpr const char* kCompilable =
+    "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
+    "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 "
+    "IN buf\n2 VCC POWER\n[Model] buf\nModel_type Input\n"
+    "Vinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
+constexpr const char* kSecondComponent =
+    "[Component] Other\n[Manufacturer] Acme\n[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\n"
+    "C_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n";
 
 std::string read_file(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -156,341 +39,239 @@ std::string read_file(const std::filesystem::path& path) {
   return s.str();
 }
 
-constexpr const char* kCompilable =
-    "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
-    "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 "
-    "IN buf\n2 VCC POWER\n[Model] buf\nModel_type Input\n"
-    "Vinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
-
-TEST(Tool, CompileWritesOnlyWhatPassed) {
-  tarn::test::TempDir dir;
-  dir.write("part.ibs", kCompilable);
-  dir.write("good.ibs", kGood);
-  dir.write("bad.ibs", "[IBIS Ver] 3.2\n[End]\n");
-
-  const ToolRun written = run_tool("compile part.ibs --component part --output part.cbs", dir);
-  EXPECT_EQ(written.status, 0);
-  EXPECT_EQ(written.out,
-            "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
-            "File part.ibs  Errors: 0  Compile Passed\n\n");
-  const std::string head = "File_Rev 3 0\nSrc_Name \"part.ibs\"\nComponent \"Part\"\n";
-  EXPECT_EQ(read_file(dir.path() / "part.cbs").substr(0, head.size()), head);
-
-  struct Case {
-    const char* args;
-    const char* report_tail;  // the writer's findings and the summary
-  };
-  const Case failures[] = {
-      {"compile good.ibs --output o.cbs",
-       "ERROR good.ibs - Unable to find model information.\n"
-       "File good.ibs  Errors: 1  Compile Failed\n\n"},
-      {"compile bad.ibs --output o.cbs",
-       "ERROR bad.ibs - Required keyword 'Component' not found.\n"
-       "File bad.ibs  Errors: 1  Compile Failed\n\n"},
-      {"compile --component=Nope part.ibs --output=o.cbs",
-       "ERROR part.ibs - Unable to find component \"Nope\" in ibis file\n"
-       "File part.ibs  Errors: 1  Compile Failed\n\n"},
-  };
-  for (const Case& c : failures) {
-    const ToolRun r = run_tool(c.args, dir);
-    EXPECT_EQ(r.status, 1) << c.args;
-    const std::string tail = c.report_tail;
-    EXPECT_EQ(r.out.substr(r.out.size() - std::min(r.out.size(), tail.size())), tail) << c.args;
-    EXPECT_FALSE(std::filesystem::exists(dir.path() / "o.cbs")) << c.args;
-  }
+std::string banner(const std::string& file) {
+  return "\nChecking " + file + " for IBIS 3.2 Compatibility...\n\n";
 }
 
-TEST(Tool, CompileUsageErrors) {
-  tarn::test::TempDir dir;
-  dir.write("part.ibs", kCompilable);
-  struct Case {
-    const char* args;
-    const char* error;
-    int status;
-  };
-  const Case cases[] = {
-      {"compile part.ibs", "tarn: compile: --output OUT is required (a file name)\n", 2},
-      {"compile part.ibs --output -", "tarn: compile: --output OUT is required (a file name)\n", 2},
-      {"compile --output o.cbs", "tarn: compile: no FILE given\n", 2},
-      {"compile part.ibs part.ibs --output o.cbs", "tarn: compile: one FILE only\n", 2},
-      {"compile part.ibs --output", "tarn: compile: --output needs a value\n", 2},
-      {"compile part.ibs --fast --output o.cbs", "tarn: compile: unknown option '--fast'\n", 2},
-      {"compile missing.ibs --output o.cbs",
-       "tarn: cannot open 'missing.ibs': No such file or directory\n", 2},
-  };
-  for (const Case& c : cases) {
-    const ToolRun r = run_tool(c.args, dir);
-    EXPECT_EQ(r.status, c.status) << c.args;
-    EXPECT_EQ(r.out, "") << c.args;
-    EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1), c.error) << c.args;
-  }
-  EXPECT_FALSE(std::filesystem::exists(dir.path() / "o.cbs"));
+std::string passed(const std::string& file) {
+  return banner(file) + "File " + file + "  Errors: 0  Compile Passed\n\n";
 }
 
-TEST(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
-  tarn::test::TempDir dir;
-  std::filesystem::create_directory(dir.path() / "src");
-  dir.write("src/part.ibs", kCompilable);
-  dir.write("src/later.ibs", "[IBIS Ver] 4.0\n[Component] Later\n[End]\n");
-  dir.write("src/bad.ibs", "[IBIS Ver] 3.2\n[File Name] bad.ibs\n[Component] Bad\n[End]\n");
-  const ToolRun index = run_tool("index src", dir);
-  EXPECT_EQ(index.status, 1) << "a source could not be read";
-  EXPECT_EQ(index.err, "tarn: index: 'later.ibs' could not be read (no component found)\n");
-  const std::string summary = "src/ibisindex.ibx: 2 components\n";
-  ASSERT_GE(index.out.size(), summary.size());
-  EXPECT_EQ(index.out.substr(index.out.size() - summary.size()), summary);
-
-  const char* ask = "lib --cache cache --index src/ibisindex.ibx Part";
-  const ToolRun first = run_tool(ask, dir);
-  EXPECT_EQ(first.status, 0) << first.out << first.err;
-  EXPECT_NE(first.out.find("status: 7 compiled information current\n"
-                           "compiled file: cache/ib000000.cbs\n"
-                           "compiled: now (report in cache/tarn_rdr.txt)\n"),
-            std::string::npos)
-      << first.out;
-  EXPECT_NE(first.out.find("\n1      IN           buf            input"), std::string::npos)
-      << first.out;
-  const ToolRun second = run_tool(ask, dir);
-  EXPECT_EQ(second.status, 0);
-  EXPECT_NE(second.out.find("compiled: no compile needed\n"), std::string::npos) << second.out;
-  EXPECT_EQ(second.out.find("Checking"), std::string::npos) << "the source was not read again";
-
-  const ToolRun unknown = run_tool("lib --cache cache --index src/ibisindex.ibx Nowhere", dir);
-  EXPECT_EQ(unknown.status, 1);
-  EXPECT_NE(unknown.out.find("status: 1 IBIS source not found\n"), std::string::npos);
-  const ToolRun failed = run_tool("lib --cache cache --index src/ibisindex.ibx Bad", dir);
-  EXPECT_EQ(failed.status, 1);
-  EXPECT_NE(failed.out.find("status: 2 IBIS source has syntax errors\ncompiled file: -\n"
-                            "compiled: failed (report in cache/tarn_rdr.txt)\n"),
-            std::string::npos)
-      << failed.out;
-
-  struct Case {
-    const char* args;
-    const char* error;
-  };
-  for (const Case& c :
-       {Case{"index", "tarn: index: one FOLDER expected\n"},
-        Case{"index nowhere", "tarn: 'nowhere' is not a folder\n"},
-        Case{"lib Part", "tarn: lib: --cache DIR is required\n"},
-        Case{"lib --cache c Part", "tarn: lib: at least one --index FILE is required\n"},
-        Case{"lib --cache c --index i", "tarn: lib: no COMPONENT given\n"}}) {
-    const ToolRun r = run_tool(c.args, dir);
-    EXPECT_EQ(r.status, 2) << c.args;
-    EXPECT_EQ(r.err.substr(0, r.err.find('\n') + 1), c.error) << c.args;
-  }
+// A report that failed on one error without a line.
+std::string failed(const std::string& file, const std::string& error) {
+  return banner(file) + "ERROR " + file + " - " + error + "\nFile " + file +
+         "  Errors: 1  Compile Failed\n\n";
 }
 
-// The compiled file keeps only a selector's name, as a pin of no type; lib names the models
-// it offers, whether it compiled just now or found the compiled file current.
-TEST(Tool, LibShowsTheModelsASelectorOffers) {
-  tarn::test::TempDir dir;
-  std::filesystem::create_directory(dir.path() / "src");
-  dir.write("src/part.ibs",
-            "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
-            "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n"
-            "[Pin] signal_name model_name\n1 IN sel\n2 VCC POWER\n"
-            "[Model Selector] sel\nslow Slow input\nfast Fast input\n"
-            "[Model] slow\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 3p NA NA\n"
-            "[Voltage Range] 3.3 NA NA\n"
-            "[Model] fast\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n"
-            "[Voltage Range] 3.3 NA NA\n[End]\n");
-  ASSERT_EQ(run_tool("index src", dir).status, 0);
-  for (const char* run : {"compiling", "compiled file current"}) {
-    const ToolRun r = run_tool("lib --cache cache --index src/ibisindex.ibx Part", dir);
-    EXPECT_EQ(r.status, 0) << run << r.err;
-    EXPECT_NE(r.out.find("\n1      IN           sel            model selector            -"),
-              std::string::npos)
-        << run << r.out;
-    EXPECT_NE(r.out.find("\n2      VCC          POWER          no type (pwr, gnd or NC)"),
-              std::string::npos)
-        << run << r.out;
-    EXPECT_NE(r.out.find("\nmodel selector sel: slow (default), fast\n"), std::string::npos)
-        << run << r.out;
-    EXPECT_EQ(r.out.find("Checking", r.out.find("\npin ")), std::string::npos)
-        << run << ": the look-up is no check the user asked for\n" << r.out;
-  }
+std::string usage(const std::string& command, const std::string& message) {
+  const std::string prefix = command.empty() ? "" : command + ": ";
+  return "tarn: " + prefix + message + "\nTry 'tarn " + command + (command.empty() ? "" : " ") +
+         "--help'.\n";
 }
 
-TEST(Tool, DocWritesTheListingOnlyWhenTheFileHasNoErrors) {
-  tarn::test::TempDir dir;
-  dir.write("part.ibs", kCompilable);
-  dir.write("bad.ibs", "[IBIS Ver] 3.2\n[File Name] bad.ibs\n[Component] Part\n[End]\n");
-  struct Case {
-    const char* args;
-    int status;
-    const char* output;  // the listing's name when one is written
-    const char* report;
-  };
-  const Case cases[] = {
-      {"doc part.ibs --output part.txt", 0, "part.txt",
-       "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
-       "File part.ibs  Errors: 0  Compile Passed\n\n"},
-      {"doc --component=PART --output=upper.txt part.ibs", 0, "upper.txt",
-       "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
-       "File part.ibs  Errors: 0  Compile Passed\n\n"},
-      // What the writer refuses counts in the summary.
-      {"doc part.ibs --component Other --output other.txt", 1, nullptr,
-       "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
-       "ERROR part.ibs - Unable to find component \"Other\" in ibis file\n"
-       "File part.ibs  Errors: 1  Compile Failed\n\n"},
-      {"doc bad.ibs --output bad.txt", 1, nullptr,
-       "\nChecking bad.ibs for IBIS 3.2 Compatibility...\n\n"
-       "ERROR bad.ibs - Required keyword 'Manufacturer' not defined for Component 'Part'.\n"
-       "ERROR bad.ibs - Keyword 'Package' not defined for Component 'Part'.\n"
-       "ERROR bad.ibs - Unable to find Pin keyword data for Component 'Part'.\n"
-       "File bad.ibs  Errors: 3  Compile Failed\n\n"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.args);
-    const ToolRun r = run_tool(c.args, dir);
-    EXPECT_EQ(r.status, c.status);
-    // An unknown component is followed by the names the file has.
-    EXPECT_EQ(r.err, std::string(c.args).find("Other") == std::string::npos
-                         ? ""
-                         : "tarn: doc: components of 'part.ibs': Part\n");
-    EXPECT_EQ(r.out, c.report);
-    if (!c.output) continue;
-    const std::string listing = read_file(dir.path() / c.output);
-    EXPECT_TRUE(listing.starts_with("| =====")) << listing;
-    EXPECT_NE(listing.find("\n[Component]     Part\n"), std::string::npos) << listing;
-    EXPECT_NE(listing.find("\n[Model]        buf\n"), std::string::npos) << listing;
-    EXPECT_TRUE(listing.ends_with("\n[End]\n")) << listing;
-  }
-  // The refused runs wrote nothing.
-  EXPECT_FALSE(std::filesystem::exists(dir.path() / "other.txt"));
-  EXPECT_FALSE(std::filesystem::exists(dir.path() / "bad.txt"));
-}
-
-// A 5.1 source: refused by default; with --accept-newer its [Algorithmic Model] is read past
-// and its component is checked, compiled and documented.
-TEST(Tool, LaterVersionsOnRequest) {
-  tarn::test::TempDir dir;
-  std::string later = kCompilable;
-  later.replace(later.find("3.2"), 3, "5.1");
-  later.insert(later.find("[End]"), "[Algorithmic Model]\nExecutable linux tx.so tx.ami\n"
-                                     "[End Algorithmic Model]\n");
-  dir.write("part.ibs", later);
-  const char* banner = "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n";
-  const std::string read_past = std::string(banner) +
-                                "WARNING part.ibs (line   18) - [Algorithmic Model] (IBIS 5.0) not "
-                                "checked by this reader\n"
-                                "File part.ibs  Errors: 0  Warnings: 1  Compile Passed\n\n";
-  struct Case {
-    const char* args;
-    int status;
-    std::string report;
-    const char* err;
-    const char* written;
-  };
-  const Case cases[] = {
-      {"check part.ibs", 1,
-       "ERROR part.ibs - Unsupported or Illegal IBIS Version Number\n"
-       "File part.ibs  Errors: 1  Compile Failed\n\n",
-       "tarn: 'part.ibs' declares IBIS version 5.1; this reader takes versions 1.1 to 3.2 "
-       "(4.0 to 7.2 with --accept-newer)\n",
-       nullptr},
-      {"check --accept-newer part.ibs", 0, read_past, "", nullptr},
-      {"compile part.ibs --output part.cbs --accept-newer", 0, read_past, "", "part.cbs"},
-      {"doc --accept-newer part.ibs --output part.txt", 0, read_past, "", "part.txt"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.args);
-    const ToolRun r = run_tool(c.args, dir);
-    EXPECT_EQ(r.status, c.status);
-    EXPECT_EQ(r.err, c.err);
-    EXPECT_EQ(r.out, c.report);
-    if (c.written) {
-      EXPECT_TRUE(std::filesystem::exists(dir.path() / c.written));
-    }
-  }
-}
-
-TEST(Tool, ShippedExamplePasses) {
-  tarn::test::TempDir dir;
-  const ToolRun r = run_tool("check '" TARN_SOURCE_DIR "/examples/tarn_demo.ibs'", dir);
-  EXPECT_EQ(r.status, 0) << r.out;
-  EXPECT_EQ(r.out.find("ERROR"), std::string::npos) << r.out;
-  EXPECT_EQ(r.out.find("WARNING"), std::string::npos) << r.out;
-}
-
-}  // namespace
-
-// ---------------------------------------------------------------------------------------------
-// check's other report forms, sources from folders and standard input, and its switches.
-
-constexpr const char* kWarned =
-    "[IBIS Ver] 3.2\n[File Name] warned.ibs\n[Component] Part\n[Manufacturer] Acme\n[Package]\n"
-    "R_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n"
-    "2 A n\n[Model] n\nModel_type Input\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
-constexpr const char* kBroken = "[IBIS Ver] 3.2\n[End]\n";
-
-struct CheckDir : tarn::test::TempDir {
-  CheckDir() {
-    write("good.ibs", kGood);
-    write("warned.ibs", kWarned);
-    write("bad.ibs", kBroken);
-  }
+struct ToolRun {
+  int status = -1;
+  std::string out;
+  std::string err;
 };
 
-TEST(Check, GccLinesAndTotals) {
-  CheckDir dir;
+struct Expected {
+  std::string args;
+  int status;
+  std::string out;
+  std::string err;
+};
+
+// A folder with the sources most cases read; the tool runs inside it.
+class Tool : public ::testing::Test {
+ protected:
+  Tool() {
+    std::string two = kGood;
+    two.replace(two.find("good.ibs"), 8, "two.ibs");
+    two.insert(two.find("[End]"), kSecondComponent);
+    for (const auto& [name, text] : std::vector<std::pair<const char*, std::string>>{
+             {"good.ibs", kGood},
+             {"warned.ibs", kWarned},
+             {"bad.ibs", "[IBIS Ver] 3.2\n[End]\n"},
+             {"part.ibs", kCompilable},
+             {"two.ibs", two},
+             {"notes.txt", "[IBIS Ver] 3.2\n"}})
+      dir_.write(name, text);
+  }
+
+  ToolRun run(const std::string& args) const {
+    const std::string err_file = (dir_.path() / "stderr.txt").string();
+    const std::string command =
+        "cd '" + dir_.path().string() + "' && '" TARN_CLI "' " + args + " 2>'" + err_file + "'";
+    ToolRun r;
+    std::FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return r;
+    char buffer[4096];
+    size_t n = 0;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.out.append(buffer, n);
+    const int status = pclose(pipe);
+    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    r.err = read_file(err_file);
+    return r;
+  }
+
+  void expect(const std::vector<Expected>& cases) const {
+    for (const Expected& c : cases) {
+      SCOPED_TRACE(c.args);
+      const ToolRun r = run(c.args);
+      EXPECT_EQ(r.status, c.status);
+      EXPECT_EQ(r.out, c.out);
+      EXPECT_EQ(r.err, c.err);
+    }
+  }
+
+  bool exists(const char* name) const { return std::filesystem::exists(dir_.path() / name); }
+
+  tarn::test::TempDir dir_;
+};
+
+TEST_F(Tool, HelpForTheToolAndEachCommand) {
   struct Case {
     const char* args;
-    int status;
-    const char* out;
-    const char* err;
+    std::vector<const char*> shown;
   };
   const Case cases[] = {
-      {"check --format gcc good.ibs", 0, "", ""},
-      {"check --format=gcc bad.ibs warned.ibs", 1,
-       "bad.ibs: error: Required keyword 'Component' not found.\n"
-       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinl set\n"
-       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinh set\n",
-       "tarn: 2 files: 1 passed, 1 failed; 1 error, 2 warnings\n"},
-      {"check --format gcc --werror good.ibs warned.ibs", 1,
-       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinl set\n"
-       "warned.ibs: warning: Model 'n': Model_type 'Input' must have Vinh set\n",
-       "tarn: 2 files: 1 passed, 1 failed; 0 errors, 2 warnings\n"},
-      // Quiet: only the reports of failing files, and the totals.
-      {"check --quiet good.ibs bad.ibs", 1,
-       "ERROR bad.ibs - Required keyword 'Component' not found.\n"
-       "File bad.ibs  Errors: 1  Compile Failed\n\n",
-       "tarn: 2 files: 1 passed, 1 failed; 1 error, 0 warnings\n"},
-      {"check -q --werror warned.ibs", 1,
-       "WARNING warned.ibs - Model 'n': Model_type 'Input' must have Vinl set\n"
-       "WARNING warned.ibs - Model 'n': Model_type 'Input' must have Vinh set\n"
-       "File warned.ibs  Errors: 0  Warnings: 2  Compile Passed\n\n",
-       "tarn: 1 file: 0 passed, 1 failed; 0 errors, 2 warnings\n"},
-      {"check --quiet warned.ibs", 0, "", "tarn: 1 file: 1 passed, 0 failed; 0 errors, 2 warnings\n"},
-      {"check --format xml good.ibs", 2, "",
-       "tarn: check: --format takes text, gcc, json or sarif, not 'xml'\nTry 'tarn --help'.\n"},
-      {"check - < good.ibs", 2, "",
-       "tarn: check: '-' needs --stdin-name NAME (its extension tells the kind)\n"
-       "Try 'tarn --help'.\n"},
+      {"--help",
+       {"Usage: tarn [OPTIONS] [COMMAND]", "\n  check ", "\n  compile ", "\n  doc ",
+        "\n  index ", "\n  lib ", "\n  plot ", "\n  report ", "\nExit status: 0 every file"}},
+      {"help", {"Usage: tarn [OPTIONS] [COMMAND]"}},
+      {"check --help",
+       {"Usage: tarn check [OPTIONS] [PATH...]", "--format text|gcc|json|sarif",
+        "--stdin-name NAME", "-q,--quiet", "--werror", "--color auto|always|never",
+        "--accept-newer"}},
+      {"compile --help",
+       {"Usage: tarn compile [OPTIONS] [FILE]", "--component NAME", "--output OUT",
+        "--format text|gcc|json|sarif", "--accept-newer"}},
+      {"doc --help", {"Usage: tarn doc [OPTIONS] [FILE]", "--component NAME", "--format"}},
+      {"index --help", {"Usage: tarn index [OPTIONS] [FOLDER]"}},
+      {"lib --help", {"Usage: tarn lib [OPTIONS] [COMPONENT]", "--cache DIR", "--index FILE"}},
+      {"plot --help", {"Usage: tarn plot [OPTIONS] [FILE]", "--model NAME", "--output DIR"}},
+      {"report --help", {"Usage: tarn report [OPTIONS] [PATH...]", "--output report.html"}},
   };
   for (const Case& c : cases) {
-    const ToolRun r = run_tool(c.args, dir);
-    EXPECT_EQ(r.status, c.status) << c.args;
-    EXPECT_EQ(r.out, c.out) << c.args;
-    EXPECT_EQ(r.err, c.err) << c.args;
+    SCOPED_TRACE(c.args);
+    const ToolRun r = run(c.args);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, "");
+    for (const char* text : c.shown) EXPECT_NE(r.out.find(text), std::string::npos) << text;
   }
+  expect({{"--version", 0, "tarn " TARN_VERSION "\n", ""}});
 }
 
-TEST(Check, GccLinesCarryTheSourceLine) {
-  tarn::test::TempDir dir;
+TEST_F(Tool, UsageErrorsAreOneLineAndStatusTwo) {
+  const std::vector<Expected> cases = {
+      {"", 2, "", usage("", "no command given")},
+      {"frobnicate", 2, "", usage("", "unknown command 'frobnicate'")},
+      {"--fast check good.ibs", 2, "", usage("", "unknown option '--fast'")},
+      {"check", 2, "", usage("check", "no FILE given")},
+      {"check --fast good.ibs", 2, "", usage("check", "unknown option '--fast'")},
+      {"check --format xml good.ibs", 2, "",
+       usage("check", "--format takes text, gcc, json or sarif, not 'xml'")},
+      {"check --color=sometimes good.ibs", 2, "",
+       usage("check", "--color takes auto, always or never, not 'sometimes'")},
+      {"check - < good.ibs", 2, "",
+       usage("check", "'-' needs --stdin-name NAME (its extension tells the kind)")},
+      {"check good.ibs --stdin-name", 2, "", usage("check", "--stdin-name needs a value")},
+      {"doc", 2, "", usage("doc", "no FILE given")},
+      {"doc good.ibs", 2, "", usage("doc", "--output OUT is required")},
+      {"doc good.ibs --output", 2, "", usage("doc", "--output needs a value")},
+      {"doc good.ibs --output=", 2, "", usage("doc", "--output needs a value")},
+      {"doc good.ibs --component '' --output x.txt", 2, "",
+       usage("doc", "--component needs a value")},
+      {"doc good.ibs --fast --output x.txt", 2, "", usage("doc", "unknown option '--fast'")},
+      {"doc good.ibs other.ibs --output x.txt", 2, "", usage("doc", "one FILE only")},
+      {"compile part.ibs", 2, "", usage("compile", "--output OUT is required (a file name)")},
+      {"compile part.ibs --output -", 2, "",
+       usage("compile", "--output OUT is required (a file name)")},
+      {"compile --format yaml part.ibs --output o.cbs", 2, "",
+       usage("compile", "--format takes text, gcc, json or sarif, not 'yaml'")},
+      {"index", 2, "", usage("index", "one FOLDER expected")},
+      {"index a b", 2, "", usage("index", "one FOLDER expected")},
+      {"index --accept-newer a", 2, "", usage("index", "unknown option '--accept-newer'")},
+      {"lib Part", 2, "", usage("lib", "--cache DIR is required")},
+      {"lib --cache c Part", 2, "", usage("lib", "at least one --index FILE is required")},
+      {"lib --cache c --index i", 2, "", usage("lib", "no COMPONENT given")},
+      // --index takes one value; a second operand is not read as another index.
+      {"lib --cache c --index i A B", 2, "", usage("lib", "one COMPONENT only")},
+      {"plot part.ibs", 2, "", usage("plot", "--output DIR is required")},
+      {"report --output r.html", 2, "", usage("report", "no PATH given")},
+      {"report good.ibs", 2, "", usage("report", "--output report.html is required")},
+      // Not usage errors, but the tool's own: nothing to read.
+      {"doc missing.ibs --output x.txt", 2, "",
+       "tarn: cannot open 'missing.ibs': No such file or directory\n"},
+      {"index nowhere", 2, "", "tarn: 'nowhere' is not a folder\n"},
+  };
+  expect(cases);
+  EXPECT_FALSE(exists("o.cbs"));
+}
+
+TEST_F(Tool, CheckReportsFindingsTotalsAndSwitches) {
+  const std::string bad = failed("bad.ibs", "Required keyword 'Component' not found.");
+  const std::string vinl = "Model 'n': Model_type 'Input' must have Vinl set\n";
+  const std::string vinh = "Model 'n': Model_type 'Input' must have Vinh set\n";
+  const auto refused_of = [](const std::string& file) {
+    return "ERROR " + file + " - Unsupported or Illegal IBIS Version Number\nFile " + file +
+           "  Errors: 1  Compile Failed\n\n";
+  };
+  dir_.write("later.ibs", "| a comment\n[IBIS Ver]   4.1  | the newer rules\n[Component] X\n");
+  dir_.write("empty.ibs", "");
+  dir_.write("headless.ibs", "[Component] X\n[IBIS Ver] 3.2\n");
+  dir_.write("binary.ibs", std::string("\x7f" "ELF\x02\x01\x00\x00\n\xff\xfe", 12));
+  const std::vector<Expected> cases = {
+      {"check good.ibs", 0, passed("good.ibs"), ""},
+      {"check good.ibs bad.ibs", 1, passed("good.ibs") + bad,
+       "tarn: 2 files: 1 passed, 1 failed; 1 error, 0 warnings\n"},
+      {"check --stdin-name part.ibs - < bad.ibs", 1,
+       failed("part.ibs", "Required keyword 'Component' not found."), ""},
+      // An unreadable file is the tool's error; the others are still read.
+      {"check missing.ibs good.ibs notes.txt", 2, passed("good.ibs"),
+       "tarn: cannot open 'missing.ibs': No such file or directory\n"
+       "tarn: 'notes.txt' is not an IBIS source (.ibs, .pkg or .ebd)\n"},
+      // The report keeps the reader's own line; standard error says what was found.
+      {"check later.ibs", 1, refused_of("later.ibs"),
+       "tarn: 'later.ibs' declares IBIS version 4.1; this reader takes versions 1.1 to 3.2 "
+       "(4.0 to 7.2 with --accept-newer)\n"},
+      {"check empty.ibs headless.ibs binary.ibs", 1,
+       refused_of("empty.ibs") + refused_of("headless.ibs") + refused_of("binary.ibs"),
+       "tarn: 'empty.ibs' is empty: it has no [IBIS Ver] line\n"
+       "tarn: 'headless.ibs' has no [IBIS Ver] line before its first keyword\n"
+       "tarn: 'binary.ibs' has no [IBIS Ver] line\n"
+       "tarn: 3 files: 0 passed, 3 failed; 3 errors, 0 warnings\n"},
+      {"check --format gcc good.ibs", 0, "", ""},
+      {"check --format=gcc bad.ibs warned.ibs", 1,
+       "bad.ibs: error: Required keyword 'Component' not found.\nwarned.ibs: warning: " + vinl +
+           "warned.ibs: warning: " + vinh,
+       "tarn: 2 files: 1 passed, 1 failed; 1 error, 2 warnings\n"},
+      {"check --format gcc --werror good.ibs warned.ibs", 1,
+       "warned.ibs: warning: " + vinl + "warned.ibs: warning: " + vinh,
+       "tarn: 2 files: 1 passed, 1 failed; 0 errors, 2 warnings\n"},
+      // Quiet: only the reports of failing files, and the totals.
+      {"check --quiet good.ibs bad.ibs", 1, bad.substr(banner("bad.ibs").size()),
+       "tarn: 2 files: 1 passed, 1 failed; 1 error, 0 warnings\n"},
+      {"check -q --werror warned.ibs", 1,
+       "WARNING warned.ibs - " + vinl + "WARNING warned.ibs - " + vinh +
+           "File warned.ibs  Errors: 0  Warnings: 2  Compile Passed\n\n",
+       "tarn: 1 file: 0 passed, 1 failed; 0 errors, 2 warnings\n"},
+      {"check --quiet warned.ibs", 0, "",
+       "tarn: 1 file: 1 passed, 0 failed; 0 errors, 2 warnings\n"},
+  };
+  expect(cases);
+  const ToolRun shipped = run("check '" TARN_SOURCE_DIR "/examples/tarn_demo.ibs'");
+  EXPECT_EQ(shipped.status, 0);
+  EXPECT_EQ(shipped.out.find("ERROR"), std::string::npos) << shipped.out;
+  EXPECT_EQ(shipped.out.find("WARNING"), std::string::npos) << shipped.out;
+}
+
+TEST_F(Tool, CheckFindingsCarryTheirSourceLine) {
   std::string faulty = kWarned;
   faulty.replace(faulty.find("Model_type Input"), 16, "Model_type Inputt");
-  dir.write("warned.ibs", faulty);
-  const ToolRun r = run_tool("check --format gcc warned.ibs", dir);
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.out.substr(0, r.out.find('\n') + 1),
+  dir_.write("warned.ibs", faulty);
+  const ToolRun gcc = run("check --format gcc warned.ibs");
+  EXPECT_EQ(gcc.status, 1);
+  EXPECT_EQ(gcc.out.substr(0, gcc.out.find('\n') + 1),
             "warned.ibs:13: error: Invalid Model_type (\"Inputt\")\n");
+  const nlohmann::json log = nlohmann::json::parse(run("check --format sarif warned.ibs").out);
+  const nlohmann::json& location = log["runs"][0]["results"][0]["locations"][0];
+  EXPECT_EQ(location["physicalLocation"]["region"]["startLine"], 13);
 }
 
-TEST(Check, JsonParsesBackWithEveryFile) {
-  CheckDir dir;
-  const ToolRun r = run_tool("check --format json good.ibs bad.ibs warned.ibs", dir);
+TEST_F(Tool, JsonParsesBackWithEveryFile) {
+  const ToolRun r = run("check --format json good.ibs bad.ibs warned.ibs");
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "");
   const nlohmann::json doc = nlohmann::json::parse(r.out);
@@ -514,45 +295,13 @@ TEST(Check, JsonParsesBackWithEveryFile) {
   EXPECT_EQ(warned["findings"][1]["severity"], "warning");
 }
 
-TEST(Check, FoldersAreSearchedSortedSkippingHiddenOnes) {
-  tarn::test::TempDir dir;
-  std::filesystem::create_directories(dir.path() / "lib/b/deep");
-  std::filesystem::create_directories(dir.path() / "lib/.git");
-  std::filesystem::create_directories(dir.path() / "empty");
-  dir.write("lib/z.ibs", kGood);
-  dir.write("lib/b/deep/a.ibs", kGood);
-  dir.write("lib/a.pkg", "not read: its extension is checked");
-  dir.write("lib/notes.txt", "ignored");
-  dir.write("lib/.git/hidden.ibs", kBroken);
-  const ToolRun r = run_tool("check --format json lib", dir);
-  const nlohmann::json doc = nlohmann::json::parse(r.out);
-  std::vector<std::string> paths;
-  for (const nlohmann::json& file : doc["files"]) paths.push_back(file["path"]);
-  EXPECT_EQ(paths, (std::vector<std::string>{"lib/a.pkg", "lib/b/deep/a.ibs", "lib/z.ibs"}));
-
-  const ToolRun none = run_tool("check empty", dir);
-  EXPECT_EQ(none.status, 2);
-  EXPECT_EQ(none.err, "tarn: 'empty' holds no IBIS source (.ibs, .pkg or .ebd)\n");
-}
-
-TEST(Check, StandardInputReadsUnderTheGivenName) {
-  CheckDir dir;
-  const ToolRun r = run_tool("check --stdin-name part.ibs - < bad.ibs", dir);
-  EXPECT_EQ(r.status, 1);
-  EXPECT_EQ(r.out,
-            "\nChecking part.ibs for IBIS 3.2 Compatibility...\n\n"
-            "ERROR part.ibs - Required keyword 'Component' not found.\n"
-            "File part.ibs  Errors: 1  Compile Failed\n\n");
-}
-
-TEST(Check, SarifHasOneRunWithRulesByTemplate) {
-  CheckDir dir;
+TEST_F(Tool, SarifHasOneRunWithRulesByTemplate) {
   std::string two_models = kWarned;
   two_models.replace(two_models.find("2 A n\n"), 6, "2 A n\n3 B p\n");
   two_models.insert(two_models.find("[End]"),
                     "[Model] p\nModel_type Input\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n");
-  dir.write("warned.ibs", two_models);
-  const ToolRun r = run_tool("check --format sarif good.ibs bad.ibs warned.ibs", dir);
+  dir_.write("warned.ibs", two_models);
+  const ToolRun r = run("check --format sarif good.ibs bad.ibs warned.ibs");
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.err, "");
   const nlohmann::json log = nlohmann::json::parse(r.out);
@@ -576,21 +325,27 @@ TEST(Check, SarifHasOneRunWithRulesByTemplate) {
   EXPECT_EQ(run["results"][1]["level"], "warning");
 }
 
-TEST(Check, SarifRegionCarriesTheSourceLine) {
-  tarn::test::TempDir dir;
-  std::string faulty = kWarned;
-  faulty.replace(faulty.find("Model_type Input"), 16, "Model_type Inputt");
-  dir.write("warned.ibs", faulty);
-  const nlohmann::json log =
-      nlohmann::json::parse(run_tool("check --format sarif warned.ibs", dir).out);
-  const nlohmann::json& location = log["runs"][0]["results"][0]["locations"][0];
-  EXPECT_EQ(location["physicalLocation"]["region"]["startLine"], 13);
+// The folder is named like a command: it stays an operand of check.
+TEST_F(Tool, FoldersAreSearchedSortedSkippingHiddenOnes) {
+  std::filesystem::create_directories(dir_.path() / "lib/b/deep");
+  std::filesystem::create_directories(dir_.path() / "lib/.git");
+  std::filesystem::create_directories(dir_.path() / "empty");
+  dir_.write("lib/z.ibs", kGood);
+  dir_.write("lib/b/deep/a.ibs", kGood);
+  dir_.write("lib/a.pkg", "not read: its extension is checked");
+  dir_.write("lib/notes.txt", "ignored");
+  dir_.write("lib/.git/hidden.ibs", "[IBIS Ver] 3.2\n[End]\n");
+  const nlohmann::json doc = nlohmann::json::parse(run("check --format json lib").out);
+  std::vector<std::string> paths;
+  for (const nlohmann::json& file : doc["files"]) paths.push_back(file["path"]);
+  EXPECT_EQ(paths, (std::vector<std::string>{"lib/a.pkg", "lib/b/deep/a.ibs", "lib/z.ibs"}));
+  expect({{"check empty", 2, "", "tarn: 'empty' holds no IBIS source (.ibs, .pkg or .ebd)\n"}});
 }
 
 // Colour only where a person reads: on a terminal (through script(1)), unless NO_COLOR.
-TEST(Check, ColourOnATerminalOnly) {
-  CheckDir dir;
-  const std::string red = "\033[1;31mERROR\033[0m bad.ibs - Required keyword 'Component' not found.";
+TEST_F(Tool, ColourOnATerminalOnly) {
+  const std::string red =
+      "\033[1;31mERROR\033[0m bad.ibs - Required keyword 'Component' not found.";
   const std::string yellow = "\033[1;33mWARNING\033[0m warned.ibs - Model 'n'";
   struct Case {
     const char* args;
@@ -604,38 +359,167 @@ TEST(Check, ColourOnATerminalOnly) {
       {"check bad.ibs warned.ibs", false},
   };
   for (const Case& c : cases) {
-    std::string args = c.args;
-    if (args.starts_with("script")) args = "; " + args;  // run_tool puts the tool first
-    const ToolRun r = run_tool(c.args[0] == 's' ? "--version " + args : args, dir);
+    // run() puts the tool first: a terminal run follows a harmless one.
+    const std::string args = c.args[0] == 's' ? std::string("--version ; ") + c.args : c.args;
+    const ToolRun r = run(args);
     EXPECT_EQ(r.out.find(red) != std::string::npos, c.colored) << c.args << r.out;
     EXPECT_EQ(r.out.find(yellow) != std::string::npos, c.colored) << c.args;
     EXPECT_NE(r.out.find("Required keyword 'Component' not found."), std::string::npos) << c.args;
   }
 }
 
-TEST(ComponentCommands, NameTheComponentsWhenTheChoiceIsMissingOrUnknown) {
-  tarn::test::TempDir dir;
-  std::string two = kGood;
-  two.replace(two.find("good.ibs"), 8, "two.ibs");
-  two.insert(two.find("[End]"),
-             "[Component] Other\n[Manufacturer] Acme\n[Package]\nR_pkg 0.1 NA NA\n"
-             "L_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n");
-  dir.write("two.ibs", two);
-  struct Case {
-    const char* args;
-    int status;
-    const char* err;
-  };
-  const Case cases[] = {
-      {"compile two.ibs --output x.out", 1, "tarn: compile: components of 'two.ibs': Part, Other\n"},
-      {"doc two.ibs --component Nope --output x.txt", 1,
-       "tarn: doc: components of 'two.ibs': Part, Other\n"},
+TEST_F(Tool, CompileAndDocWriteOnlyWhatPassed) {
+  const char* unmodelled = "Unable to find model information.";
+  const std::vector<Expected> cases = {
+      {"compile part.ibs --component part --output part.cbs", 0, passed("part.ibs"), ""},
+      {"compile good.ibs --output o.cbs", 1, failed("good.ibs", unmodelled), ""},
+      {"compile bad.ibs --output o.cbs", 1,
+       failed("bad.ibs", "Required keyword 'Component' not found."), ""},
+      // A missing or unknown component is followed by the names the file has.
+      {"compile --component=Nope part.ibs --output=o.cbs", 1,
+       failed("part.ibs", "Unable to find component \"Nope\" in ibis file"),
+       "tarn: compile: components of 'part.ibs': Part\n"},
+      {"compile two.ibs --output o.cbs", 1, failed("two.ibs", unmodelled),
+       "tarn: compile: components of 'two.ibs': Part, Other\n"},
+      {"doc part.ibs --output part.txt", 0, passed("part.ibs"), ""},
+      {"doc --component=PART --output=upper.txt part.ibs", 0, passed("part.ibs"), ""},
+      {"doc part.ibs --component Other --output o.txt", 1,
+       failed("part.ibs", "Unable to find component \"Other\" in ibis file"),
+       "tarn: doc: components of 'part.ibs': Part\n"},
       // A known component that fails for another reason lists nothing.
-      {"doc two.ibs --component Other --output x.txt", 1, ""},
+      {"doc two.ibs --component Other --output o.txt", 1, failed("two.ibs", unmodelled), ""},
+      {"doc bad.ibs --output o.txt", 1,
+       failed("bad.ibs", "Required keyword 'Component' not found."), ""},
+      // The other formats: the reading's and the writer's findings, no banner.
+      {"doc part.ibs --output gcc.txt --format gcc", 0, "", ""},
+      {"doc bad.ibs --output o.txt --format=gcc", 1,
+       "bad.ibs: error: Required keyword 'Component' not found.\n", ""},
+      {"compile part.ibs --component Nope --output o.cbs --format gcc", 1,
+       "part.ibs: error: Unable to find component \"Nope\" in ibis file\n",
+       "tarn: compile: components of 'part.ibs': Part\n"},
   };
-  for (const Case& c : cases) {
-    const ToolRun r = run_tool(c.args, dir);
-    EXPECT_EQ(r.status, c.status) << c.args << r.out;
-    EXPECT_EQ(r.err, c.err) << c.args;
+  expect(cases);
+  EXPECT_FALSE(exists("o.cbs"));
+  EXPECT_FALSE(exists("o.txt"));
+  const std::string head = "File_Rev 3 0\nSrc_Name \"part.ibs\"\nComponent \"Part\"\n";
+  EXPECT_EQ(read_file(dir_.path() / "part.cbs").substr(0, head.size()), head);
+  for (const char* name : {"part.txt", "upper.txt", "gcc.txt"}) {
+    const std::string listing = read_file(dir_.path() / name);
+    EXPECT_TRUE(listing.starts_with("| =====")) << name << listing;
+    EXPECT_NE(listing.find("\n[Component]     Part\n"), std::string::npos) << name;
+    EXPECT_NE(listing.find("\n[Model]        buf\n"), std::string::npos) << name;
+    EXPECT_TRUE(listing.ends_with("\n[End]\n")) << name;
   }
 }
+
+TEST_F(Tool, CompileAndDocInJsonAndSarif) {
+  const ToolRun json = run("compile good.ibs --output o.cbs --format json");
+  EXPECT_EQ(json.status, 1);
+  const nlohmann::json doc = nlohmann::json::parse(json.out);
+  ASSERT_EQ(doc["files"].size(), 1u);
+  const nlohmann::json& file = doc["files"][0];
+  EXPECT_EQ(file["path"], "good.ibs");
+  EXPECT_EQ(file["ibis_version"], 3);
+  EXPECT_EQ(file["result"], "failed");
+  EXPECT_EQ(file["counts"], (nlohmann::json{{"errors", 1}, {"warnings", 0}, {"bugs", 0}}));
+  EXPECT_EQ(file["findings"][0]["message"], "Unable to find model information.");
+
+  const ToolRun sarif = run("doc warned.ibs --output w.txt --format sarif");
+  EXPECT_EQ(sarif.status, 0);
+  EXPECT_TRUE(exists("w.txt"));
+  const nlohmann::json log = nlohmann::json::parse(sarif.out);
+  const nlohmann::json& results = log["runs"][0]["results"];
+  ASSERT_EQ(results.size(), 2u);
+  EXPECT_EQ(results[0]["level"], "warning");
+  EXPECT_EQ(results[1]["message"]["text"], "Model 'n': Model_type 'Input' must have Vinh set");
+}
+
+// A 5.1 source: refused by default; with --accept-newer its [Algorithmic Model] is read past
+// and its component is checked, compiled and documented.
+TEST_F(Tool, LaterVersionsOnRequest) {
+  std::string later = kCompilable;
+  later.replace(later.find("3.2"), 3, "5.1");
+  later.insert(later.find("[End]"), "[Algorithmic Model]\nExecutable linux tx.so tx.ami\n"
+                                     "[End Algorithmic Model]\n");
+  dir_.write("part.ibs", later);
+  const std::string read_past = banner("part.ibs") +
+                                "WARNING part.ibs (line   18) - [Algorithmic Model] (IBIS 5.0) not "
+                                "checked by this reader\n"
+                                "File part.ibs  Errors: 0  Warnings: 1  Compile Passed\n\n";
+  expect({
+      {"check part.ibs", 1,
+       "ERROR part.ibs - Unsupported or Illegal IBIS Version Number\n"
+       "File part.ibs  Errors: 1  Compile Failed\n\n",
+       "tarn: 'part.ibs' declares IBIS version 5.1; this reader takes versions 1.1 to 3.2 "
+       "(4.0 to 7.2 with --accept-newer)\n"},
+      {"check --accept-newer part.ibs", 0, read_past, ""},
+      {"compile part.ibs --output part.cbs --accept-newer", 0, read_past, ""},
+      {"doc --accept-newer part.ibs --output part.txt", 0, read_past, ""},
+  });
+  EXPECT_TRUE(exists("part.cbs"));
+  EXPECT_TRUE(exists("part.txt"));
+}
+
+TEST_F(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
+  std::filesystem::create_directory(dir_.path() / "src");
+  dir_.write("src/part.ibs", kCompilable);
+  dir_.write("src/later.ibs", "[IBIS Ver] 4.0\n[Component] Later\n[End]\n");
+  dir_.write("src/bad.ibs", "[IBIS Ver] 3.2\n[File Name] bad.ibs\n[Component] Bad\n[End]\n");
+  const ToolRun index = run("index src");
+  EXPECT_EQ(index.status, 1) << "a source could not be read";
+  EXPECT_EQ(index.err, "tarn: index: 'later.ibs' could not be read (no component found)\n");
+  EXPECT_TRUE(index.out.ends_with("src/ibisindex.ibx: 2 components\n")) << index.out;
+
+  const char* ask = "lib --cache cache --index src/ibisindex.ibx Part";
+  const ToolRun first = run(ask);
+  EXPECT_EQ(first.status, 0) << first.out << first.err;
+  EXPECT_NE(first.out.find("status: 7 compiled information current\n"
+                           "compiled file: cache/ib000000.cbs\n"
+                           "compiled: now (report in cache/tarn_rdr.txt)\n"),
+            std::string::npos)
+      << first.out;
+  EXPECT_NE(first.out.find("\n1      IN           buf            input"), std::string::npos)
+      << first.out;
+  const ToolRun second = run(ask);
+  EXPECT_EQ(second.status, 0);
+  EXPECT_NE(second.out.find("compiled: no compile needed\n"), std::string::npos) << second.out;
+  EXPECT_EQ(second.out.find("Checking"), std::string::npos) << "the source was not read again";
+
+  const ToolRun unknown = run("lib --cache cache --index src/ibisindex.ibx Nowhere");
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_NE(unknown.out.find("status: 1 IBIS source not found\n"), std::string::npos);
+  const ToolRun failed = run("lib --cache cache --index src/ibisindex.ibx Bad");
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_NE(failed.out.find("status: 2 IBIS source has syntax errors\ncompiled file: -\n"
+                            "compiled: failed (report in cache/tarn_rdr.txt)\n"),
+            std::string::npos)
+      << failed.out;
+}
+
+// The compiled file keeps only a selector's name, as a pin of no type; lib names the models
+// it offers, whether it compiled just now or found the compiled file current.
+TEST_F(Tool, LibShowsTheModelsASelectorOffers) {
+  std::filesystem::create_directory(dir_.path() / "src");
+  dir_.write("src/part.ibs",
+             "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
+             "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n"
+             "[Pin] signal_name model_name\n1 IN sel\n2 VCC POWER\n"
+             "[Model Selector] sel\nslow Slow input\nfast Fast input\n"
+             "[Model] slow\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 3p NA NA\n"
+             "[Voltage Range] 3.3 NA NA\n"
+             "[Model] fast\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n"
+             "[Voltage Range] 3.3 NA NA\n[End]\n");
+  ASSERT_EQ(run("index src").status, 0);
+  for (const char* pass : {"compiling", "compiled file current"}) {
+    const ToolRun r = run("lib --cache cache --index src/ibisindex.ibx Part");
+    EXPECT_EQ(r.status, 0) << pass << r.err;
+    for (const char* line : {"\n1      IN           sel            model selector            -",
+                             "\n2      VCC          POWER          no type (pwr, gnd or NC)",
+                             "\nmodel selector sel: slow (default), fast\n"})
+      EXPECT_NE(r.out.find(line), std::string::npos) << pass << r.out;
+    EXPECT_EQ(r.out.find("Checking", r.out.find("\npin ")), std::string::npos)
+        << pass << ": the look-up is no check the user asked for\n" << r.out;
+  }
+}
+
+}  // namespace

@@ -79,9 +79,9 @@ check "nothing missing, no root needed" 1000 no none test yes 0 test <<'EOF'
 --
 EOF
 check "missing with fresh lists: no update" 0 no fresh none no 0 run <<'EOF'
-tools/deps: installing Debian packages for run: g++ cmake make nlohmann-json3-dev
+tools/deps: installing Debian packages for run: g++ cmake make nlohmann-json3-dev libcli11-dev
 --
-apt-get install -y -qq --no-install-recommends g++ cmake make nlohmann-json3-dev (noninteractive)
+apt-get install -y -qq --no-install-recommends g++ cmake make nlohmann-json3-dev libcli11-dev (noninteractive)
 EOF
 check "empty lists: update first" 0 no none run no 0 bench <<'EOF'
 tools/deps: installing Debian packages for bench: libbenchmark-dev
@@ -105,7 +105,7 @@ sudo
 localedef -i de_DE -f UTF-8 de_DE.UTF-8
 EOF
 check "no root, no sudo: one line, nothing run" 1000 no none none no 1 test <<'EOF'
-tools/deps: missing Debian packages g++ cmake make nlohmann-json3-dev libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium; as root: apt-get update && apt-get install -y g++ cmake make nlohmann-json3-dev libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium && localedef -i de_DE -f UTF-8 de_DE.UTF-8
+tools/deps: missing Debian packages g++ cmake make nlohmann-json3-dev libcli11-dev libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium; as root: apt-get update && apt-get install -y g++ cmake make nlohmann-json3-dev libcli11-dev libgtest-dev pkg-config locales python3-dev python3-pybind11 python3-numpy python3-pytest libpugixml-dev chromium && localedef -i de_DE -f UTF-8 de_DE.UTF-8
 --
 EOF
 check "no root, no sudo, only the locale: go on" 1000 no fresh test no 0 test run <<'EOF'
