@@ -522,4 +522,27 @@ TEST_F(Tool, LibShowsTheModelsASelectorOffers) {
   }
 }
 
+// The page is the help of the tool and of every command, as roff that man reads.
+TEST(ManPage, HoldsEveryCommandsHelp) {
+  const std::string page = read_file(TARN_MAN_PAGE);
+  EXPECT_TRUE(page.starts_with(".TH TARN 1 \"\" \"tarn " TARN_VERSION "\" \"User Commands\"\n"))
+      << page.substr(0, 80);
+  for (const char* command : {"check", "compile", "doc", "index", "lib", "plot", "report"}) {
+    const std::string section = std::string("\n.SS tarn ") + command + "\n.nf\n";
+    const size_t at = page.find(section);
+    ASSERT_NE(at, std::string::npos) << command;
+    const size_t usage = page.find(std::string("\nUsage: tarn ") + command + " [OPTIONS]", at);
+    EXPECT_LT(usage, page.find("\n.fi\n", at)) << command;
+  }
+  EXPECT_NE(page.find("  \\-\\-format text|gcc|json|sarif\n"), std::string::npos);
+  std::istringstream lines(page);
+  for (std::string line; std::getline(lines, line);) {
+    if (!line.starts_with(".")) continue;
+    const std::string request = line.substr(0, line.find(' '));
+    EXPECT_TRUE(request == ".TH" || request == ".SH" || request == ".SS" || request == ".B" ||
+                request == ".nf" || request == ".fi")
+        << line;
+  }
+}
+
 }  // namespace

@@ -10,6 +10,8 @@ work="$(mktemp -d)"
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/prefix" >/dev/null
+# The man page, written from the tool's help, is installed beside the tool.
+grep -qx '\.SS tarn check' "$work/prefix/share/man/man1/tarn.1"
 pc="$(find "$work/prefix" -name tarn.pc)"
 mkdir "$work/src"
 cp "$source/examples/library/tdemo2.ibs" "$source/examples/library/ibisindex.ibx" "$work/src/"
