@@ -38,10 +38,8 @@ TEST(Header, VersionTexts) {
     bool accept_newer = false;
   };
   const Case cases[] = {
-      {"2.0", false, "", 2},
       {"2.1", false, "", 2},
       {"3.0", false, "", 3},
-      {"3.1", false, "", 3},
       {"3.2", false, "", 3},
       {"4.0", false, "ERROR t.ibs (line    1) - Illegal IBIS_Version '4.0'.\n", 2},
       {"3.3", false, "ERROR t.ibs (line    1) - Illegal IBIS_Version '3.3'.\n", 3},
