@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "libibis/src/ibis.h"
+#include "report_table.h"
 #include "test_support.h"
 
 namespace tarn {
@@ -30,11 +31,6 @@ std::string head(const std::string& pins = "2") {
 constexpr const char* kTail =
     "[Reference Designator Map]\nU1 chip.ibs CHIP\n[End Board Description]\n[End]\n";
 
-struct Case {
-  std::string lines;
-  std::string expected;
-};
-
 TEST(BoardDescription, EveryRequiredPartMissing) {
   const auto r = read_lines("[Begin Board Description]\n[End]\n", "t.ebd");
   EXPECT_EQ(r.report,
@@ -49,7 +45,10 @@ TEST(BoardDescription, EveryRequiredPartMissing) {
 
 TEST(BoardDescription, KeywordLines) {
   const std::string begin = "[Begin Board Description] B\n";
-  const Case cases[] = {
+  const auto report = [](const std::string& lines) {
+    return line_findings(read_lines(lines + "[End]\n", "t.ebd").report);
+  };
+  test::expect_reports(report, {
       {"[Pin List] signal_name\nP1 S\n",
        "ERROR t.ebd (line    1) - Orphan Electrical Board Description keyword.\n"
        "ERROR t.ebd (line    2) - Orphan Data Line.\n"},
@@ -74,10 +73,7 @@ TEST(BoardDescription, KeywordLines) {
        "ERROR t.ebd (line    5) - Orphan Data line.\n"
        "ERROR t.ebd (line    6) - Duplicate 'End_Board_Description' keyword found.\n"
        "ERROR t.ebd (line    6) - Extraneous data on 'End_Board_Description' line.\n"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(line_findings(read_lines(c.lines + "[End]\n", "t.ebd").report), c.expected)
-        << c.lines;
+  });
 }
 
 TEST(BoardPins, NamesSignalsAndCounts) {
@@ -121,7 +117,11 @@ TEST(BoardPaths, TokensAndTheirFindings) {
   for (int i = 0; i < 17; ++i) deep += "Fork\n";
   deep += "Node U1.1\n";
   for (int i = 0; i < 17; ++i) deep += "Endfork\n";
-  const Case cases[] = {
+  const auto report = [](const std::string& lines) {
+    return line_findings(
+        read_lines(head() + "[Path Description] X\n" + lines + kTail, "t.ebd").report);
+  };
+  test::expect_reports(report, {
       {"Pin P1\nLen=0 L=1n C=1p /\nNode U1.1\n", ""},
       {"Pin P1 Len = 0 R=1 / Len=0 C=1p / Node U1.1 NC\n", ""},
       {"Pin\n", "ERROR t.ebd (line    8) - No Pin Name found after Pin sub param\n"},
@@ -165,11 +165,7 @@ TEST(BoardPaths, TokensAndTheirFindings) {
       {"Pin P1\n" + deep,
        "ERROR t.ebd (line   25) -\n"
        "    Forks nested deeper than 16 levels; this Fork and its Endfork are ignored\n"},
-  };
-  for (const Case& c : cases) {
-    const auto r = read_lines(head() + "[Path Description] X\n" + c.lines + kTail, "t.ebd");
-    EXPECT_EQ(line_findings(r.report), c.expected) << c.lines;
-  }
+  });
 }
 
 TEST(BoardPaths, ChainHoldsPointsSectionsForksAndNc) {
@@ -195,8 +191,12 @@ TEST(BoardPaths, ChainHoldsPointsSectionsForksAndNc) {
 }
 
 TEST(BoardMap, EntriesAndFileNames) {
-  const Case cases[] = {
-      {"U1 chip.ibs CHIP\nU2 sub.ebd SUB\nU3 chip.IBS X\n",
+  const auto read_map = [](const std::string& lines) {
+    return read_lines(head() + "[Reference Designator Map]\n" + lines + "[End]\n", "t.ebd");
+  };
+  const std::string three = "U1 chip.ibs CHIP\nU2 sub.ebd SUB\nU3 chip.IBS X\n";
+  test::expect_reports([&](const std::string& lines) { return line_findings(read_map(lines).report); }, {
+      {three,
        "ERROR t.ebd (line   10) - File_name 'chip.IBS' contains an upper case character 'I'.\n"
        "ERROR t.ebd (line   10) - File_name 'chip.IBS' contains an upper case character 'B'.\n"
        "ERROR t.ebd (line   10) - File_name 'chip.IBS' contains an upper case character 'S'.\n"},
@@ -221,14 +221,8 @@ TEST(BoardMap, EntriesAndFileNames) {
        "ERROR t.ebd (line   10) - File_name 'my.chip.ibs' contains more than one period.\n"
        "ERROR t.ebd (line   11) -\n"
        "    File_name 'chip+1.ibs' contains a character '+' that is illegal for DOS.\n"},
-  };
-  for (const Case& c : cases) {
-    const auto r = read_lines(head() + "[Reference Designator Map]\n" + c.lines + "[End]\n",
-                              "t.ebd");
-    EXPECT_EQ(line_findings(r.report), c.expected) << c.lines;
-  }
-  const auto r = read_lines(head() + "[Reference Designator Map]\n" + cases[0].lines + "[End]\n",
-                            "t.ebd");
+  });
+  const auto r = read_map(three);
   const BoardDescription* b = first_board(r);
   ASSERT_NE(b, nullptr);
   ASSERT_EQ(b->reference_designators.size(), 3u);
@@ -240,7 +234,10 @@ TEST(BoardMap, EntriesAndFileNames) {
 
 TEST(BoardDescription, EndChecks) {
   const std::string map = "[Reference Designator Map]\nU1 chip.ibs CHIP\n";
-  const Case cases[] = {
+  const auto report = [](const std::string& lines) {
+    return read_lines(lines + "[End Board Description]\n[End]\n", "t.ebd").report;
+  };
+  test::expect_reports(report, {
       // P2 carries GND and may stay off every path.
       {head() + "[Path Description] X\nPin P1\n" + map, ""},
       {head("3") + "[Path Description] X\nPin P2\n[Path Description] Y\nPin P2 Node U2.1\n" +
@@ -259,11 +256,7 @@ TEST(BoardDescription, EndChecks) {
        "ERROR t.ebd - Path Descriptor 'Z' has no segments\n"},
       {head() + "[Path Description] X\nPin P1\nFork\nNode U1.1\n" + map,
        "ERROR t.ebd - Detected previous unterminated Forks\n"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(read_lines(c.lines + "[End Board Description]\n[End]\n", "t.ebd").report,
-              c.expected)
-        << c.lines;
+  });
 }
 
 TEST(BoardDescription, DuplicatesAtTheEndOfTheFile) {
