@@ -7,6 +7,7 @@
 #include "component_fixture.h"
 #include "libibis/src/cmpnt.h"
 #include "libibis/src/ibis.h"
+#include "report_table.h"
 
 namespace tarn {
 namespace {
@@ -23,11 +24,7 @@ constexpr const char* kFour = " inv_pin vdiff tdelay_typ";
 constexpr const char* kSix = " inv_pin vdiff tdelay_typ tdelay_min tdelay_max";
 
 TEST(DiffPinKeyword, ColumnHeaders) {
-  struct Case {
-    const char* headers;
-    const char* expected;
-  };
-  const Case cases[] = {
+  test::expect_reports([](const std::string& headers) { return read_pairs(headers, "").report; }, {
       {kFour, ""},
       {kSix, ""},
       {" Inv_Pin VDIFF tdelay_TYP", ""},
@@ -39,47 +36,41 @@ TEST(DiffPinKeyword, ColumnHeaders) {
        "ERROR t.ibs (line    2) -\n"
        "    Diff_Pins keyword column count must be 4 or 6, found 5 columns.\n"
        "ERROR t.ibs (line    2) - 'tdelay_min' column header not found or out of order.\n"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(read_pairs(c.headers, "").report, c.expected) << c.headers;
+  });
 }
 
 TEST(DiffPinRows, ItemsValuesAndNames) {
-  struct Case {
-    const char* headers;
-    const char* row;
-    const char* expected;
+  const auto under = [](const char* headers) {
+    return [headers](const std::string& row) { return read_pairs(headers, row + "\n").report; };
   };
-  const Case cases[] = {
-      {kSix, "1 2 0.2 1n", ""},
-      {kSix, "1 2 NA 1n 0.5n 2n", ""},
-      {kSix, "1 2 0.2X5 1n", "WARNING t.ibs (line    3) - Suspicious value for vdiff column.\n"},
-      {kSix, "1 2 x 1n", "ERROR t.ibs (line    3) - Bad value for vdiff column.\n"},
-      {kSix, "1 2 0.2 1n 0.5n n2", "ERROR t.ibs (line    3) - Bad value for tdelay_max column.\n"},
-      {kSix, "1 1 0.2 1n",
+  test::expect_reports(under(kSix), {
+      {"1 2 0.2 1n", ""},
+      {"1 2 NA 1n 0.5n 2n", ""},
+      {"1 2 0.2X5 1n", "WARNING t.ibs (line    3) - Suspicious value for vdiff column.\n"},
+      {"1 2 x 1n", "ERROR t.ibs (line    3) - Bad value for vdiff column.\n"},
+      {"1 2 0.2 1n 0.5n n2", "ERROR t.ibs (line    3) - Bad value for tdelay_max column.\n"},
+      {"1 1 0.2 1n",
        "ERROR t.ibs (line    3) - Diff_Pin column pin same as inv_pin column pin.\n"},
-      {kSix, "1 2 0.2 3n 1n 2n",
+      {"1 2 0.2 3n 1n 2n",
        "WARNING t.ibs (line    3) - Typ value is not in between min and max \n"},
-      {kSix, "1 2 0.2",
-       "ERROR t.ibs (line    3) - No tdelay_typ column entry.\n"
-       "ERROR t.ibs (line    3) - Diff_Pin data line column count must be 4 or 6.\n"},
-      {kSix, "1",
+      {"1",
        "ERROR t.ibs (line    3) - No inv_pin column entry.\n"
        "ERROR t.ibs (line    3) - No vdiff column entry.\n"
        "ERROR t.ibs (line    3) - No tdelay_typ column entry.\n"
        "ERROR t.ibs (line    3) - Diff_Pin data line column count must be 4 or 6.\n"},
-      {kSix, "1 2 0.2 1n 0.5n 2n 9",
+      {"1 2 0.2 1n 0.5n 2n 9",
        "ERROR t.ibs (line    3) - Too many Diff Pin data columns.\n"
        "ERROR t.ibs (line    3) - Diff_Pin data line column count must be 4 or 6.\n"},
-      {kFour, "1 2 0.2 1n 0.5n 2n",
+  });
+  test::expect_reports(under(kFour), {
+      {"1 2 0.2 1n 0.5n 2n",
        "ERROR t.ibs (line    3) -\n"
        "    When using 6 columns, the tdelay_min and tdelay_max headers must be used.\n"},
-      {kFour, "123456 2 0.2 1n",
+      {"123456 2 0.2 1n",
        "WARNING t.ibs (line    3) -\n"
        "    Diff_Pin column string '123456' is too long, truncating to 5 characters.\n"},
-      {kFour, "1 gnd 0.2 1n", "ERROR t.ibs (line    3) - Illegal use of Reserved Word 'gnd'.\n"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(read_pairs(c.headers, std::string(c.row) + "\n").report, c.expected) << c.row;
+      {"1 gnd 0.2 1n", "ERROR t.ibs (line    3) - Illegal use of Reserved Word 'gnd'.\n"},
+  });
 }
 
 TEST(DiffPinRows, StoredRows) {

@@ -6,6 +6,7 @@
 
 #include "libibis/src/ibis.h"
 #include "model_fixture.h"
+#include "report_table.h"
 
 namespace tarn {
 namespace {
@@ -88,22 +89,17 @@ TEST(ModelSelectorModels, Lines) {
 }
 
 TEST(ModelSelectorSection, NeedsModels) {
-  struct Case {
-    const char* lines;
-    const char* expected;
+  const auto report = [](const std::string& lines) {
+    return without_lines(test::read_lines(lines + "[End]\n").report);
   };
-  const Case cases[] = {
+  test::expect_reports(report, {
       {"[Model Selector] none\n[Model Selector] one\na x\n[Model Selector] two\na x\nb y\n",
        "ERROR t.ibs - Model Selector: 'none' has no models defined\n"
        "WARNING t.ibs - Model Selector: 'one' has only one model defined\n"},
       // A selector whose section an unknown keyword ended is still checked, once.
       {"[Model Selector] one\na x\n[Bogus]\n[Model Selector] two\na x\nb y\n",
        "WARNING t.ibs - Model Selector: 'one' has only one model defined\n"},
-  };
-  for (const Case& c : cases) {
-    const auto r = test::read_lines(std::string(c.lines) + "[End]\n");
-    EXPECT_EQ(without_lines(r.report), c.expected) << c.lines;
-  }
+  });
 }
 
 TEST(ModelSelectorEndOfFile, AgainstTheModels) {

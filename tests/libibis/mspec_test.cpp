@@ -5,6 +5,7 @@
 #include <string>
 
 #include "model_fixture.h"
+#include "report_table.h"
 
 namespace tarn {
 namespace {
@@ -37,11 +38,7 @@ TEST(ModelSpec, SubparameterLines) {
 }
 
 TEST(ModelSpec, EndChecks) {
-  struct Case {
-    const char* lines;
-    const char* expected;
-  };
-  const Case cases[] = {
+  test::expect_reports([](const std::string& lines) { return read_spec(lines).report; }, {
       {"Vinh+ 2.0 2.1 1.9\nVinh- 1.8 2.0 1.7\nVinl+ 1.0 NA NA\nVinl- 0.9 NA NA\n"
        "S_overshoot_high 4 4 4\nS_overshoot_low -0.5 -0.5 -0.5\nD_overshoot_high 4.5 NA NA\n"
        "D_overshoot_low -1 NA NA\nD_overshoot_time 1n NA NA\nPulse_high 3 NA NA\n"
@@ -102,8 +99,7 @@ TEST(ModelSpec, EndChecks) {
        "on line 6\n"
        "WARNING t.ibs - Pulse_high(Typ) is not greater than Vinl(Typ) for Model Spec defined on "
        "line 6\n"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(read_spec(c.lines).report, c.expected) << c.lines;
+  });
 }
 
 TEST(ModelSpec, SecondSpecReplacesTheFirst) {
