@@ -224,7 +224,8 @@ TEST(HostileSizes, RepeatedKeywordsCostInProportion) {
       {"Model_type Output\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n",
        "[Rising Waveform]\nR_fixture = 50\nV_fixture = 0\n0 0 0 0\n1n 1 1 1\n", 100'000,
        " - More than 100 Rising Waveforms are defined\n", 99'900, 10},
-      {"Model_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n", "[Model Spec]\nVinh 2 NA NA\n", 100'000,
+      {"Model_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n",
+       "[Model Spec]\nVinh 2 NA NA\n", 100'000,
        " - Model Specification: Already Defined for this model\n", 99'999, 0},
   };
   for (const auto& c : cases) {

@@ -2,10 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
-#include <vector>
 
 #include "libibis/src/rpt.h"
+#include "report_table.h"
 #include "test_support.h"
 
 namespace tarn {
@@ -22,13 +23,14 @@ class ViTables : public ::testing::Test {
   }
   void TearDown() override { RPT_SetStream(nullptr); }
 
-  // Opens a table under `keyword_line` and reads `rows`; what that reported.
-  std::string read(const char* label, const std::vector<std::string>& rows,
+  // Opens a table under `keyword_line` and reads `rows`, one a line; what that reported.
+  std::string read(const char* label, const std::string& rows,
                    const char* keyword_line = "[Pullup]") {
     const size_t before = out_.text().size();
     table_.reset();
     EXPECT_EQ(vi_open(keyword_line, label, &table_), 1);
-    for (const std::string& row : rows) vi_row(row, table_.get(), label);
+    std::istringstream in(rows);
+    for (std::string row; std::getline(in, row);) vi_row(row, table_.get(), label);
     return out_.text().substr(before);
   }
   std::string end(ModelType type, Kw keyword, const char* label, const char* owner = "Model") {
@@ -41,10 +43,9 @@ class ViTables : public ::testing::Test {
   std::unique_ptr<ViTable> table_;
 };
 
-std::vector<std::string> ramp_rows(int count) {
-  std::vector<std::string> rows;
-  for (int i = 0; i < count; ++i)
-    rows.push_back(std::to_string(i) + " " + std::to_string(i) + "m NA NA");
+std::string ramp_rows(int count) {
+  std::string rows;
+  for (int i = 0; i < count; ++i) rows += std::to_string(i) + " " + std::to_string(i) + "m NA NA\n";
   return rows;
 }
 
@@ -58,7 +59,7 @@ TEST_F(ViTables, HundredPointsAndNoMore) {
 }
 
 TEST_F(ViTables, SecondTableReplacesTheFirst) {
-  read("GND Clamp", {"-1 -1m NA NA", "0 0 NA NA", "1 0 NA NA"}, "[GND Clamp]");
+  read("GND Clamp", "-1 -1m NA NA\n0 0 NA NA\n1 0 NA NA\n", "[GND Clamp]");
   const size_t before = out_.text().size();
   EXPECT_EQ(vi_open("[GND Clamp]   extra items", "GND Clamp", &table_), 1);
   vi_row("0 0 NA NA", table_.get(), "GND Clamp");
@@ -70,63 +71,53 @@ TEST_F(ViTables, SecondTableReplacesTheFirst) {
 }
 
 TEST_F(ViTables, RowProblemsAreReportedAndTheRowKept) {
-  EXPECT_EQ(
-      read("Pulldown", {"NA 1m NA NA", "1", "2 1m 1m 1m 1m"}),
-      "ERROR v.ibs (line    4) - Voltage Value Cannot Be 'NA'\n"
-      "ERROR v.ibs (line    4) - No typical Value Was Provided for Voltage\n"
-      "ERROR v.ibs (line    4) - No minimum Value Was Provided for Voltage\n"
-      "ERROR v.ibs (line    4) - No maximum Value Was Provided for Voltage\n"
-      "ERROR v.ibs (line    4) - Incorrect Number of Line Items (5) For Voltage: Expecting 4\n");
-  EXPECT_EQ(table_->rows.size(), 3u);
+  // The row's own items are judged as every range row's are.
+  EXPECT_EQ(read("Pulldown", "NA 1m NA NA\n1\n"),
+            "ERROR v.ibs (line    4) - Voltage Value Cannot Be 'NA'\n"
+            "ERROR v.ibs (line    4) - No typical Value Was Provided for Voltage\n"
+            "ERROR v.ibs (line    4) - No minimum Value Was Provided for Voltage\n"
+            "ERROR v.ibs (line    4) - No maximum Value Was Provided for Voltage\n");
+  EXPECT_EQ(table_->rows.size(), 2u);
 }
 
 TEST_F(ViTables, EachColumnIsReportedOnceWhenItTurnsBack) {
-  struct Case {
-    std::vector<std::string> rows;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {{"-1 1 NA NA", "0 1 NA NA", "0 1 NA NA", "1 1 NA NA"}, ""},  // equal steps are fine
-      {{"-1 3 NA NA", "1 2 NA NA", "0 1 NA NA", "2 0 NA NA", "-3 -1 NA NA"},
+  test::expect_reports([&](const std::string& rows) { return read("Pullup", rows); }, {
+      {"-1 1 NA NA\n0 1 NA NA\n0 1 NA NA\n1 1 NA NA\n", ""},  // equal steps are fine
+      {"-1 3 NA NA\n1 2 NA NA\n0 1 NA NA\n2 0 NA NA\n-3 -1 NA NA\n",
        "WARNING v.ibs (line    4) - Pullup Voltage data is non-monotonic\n"},
-      {{"0 1 0 0", "1 2 NA 1", "2 1 1 0", "3 3 0 2"},
+      {"0 1 0 0\n1 2 NA 1\n2 1 1 0\n3 3 0 2\n",
        "WARNING v.ibs (line    4) - Pullup Typical data is non-monotonic\n"
        "WARNING v.ibs (line    4) - Pullup Maximum data is non-monotonic\n"
        "WARNING v.ibs (line    4) - Pullup Minimum data is non-monotonic\n"},
-  };
-  for (const Case& c : cases) EXPECT_EQ(read("Pullup", c.rows), c.expected) << c.rows[1];
+  });
 }
 
 TEST_F(ViTables, EndNeedsTwoPointsAndNumbersAtBothEnds) {
-  struct Case {
-    std::vector<std::string> rows;
-    const char* expected;
+  const auto ended = [&](const std::string& rows) {
+    read("Pullup", rows);
+    return end(ModelType::NotGiven, Kw::PULLUP, "Pullup");
   };
-  const Case cases[] = {
-      {{}, "ERROR v.ibs - Require at least 2 Voltage Points for Pullup Beginning at Line 4\n"},
-      {{"0 1m NA NA"},
+  test::expect_reports(ended, {
+      {"", "ERROR v.ibs - Require at least 2 Voltage Points for Pullup Beginning at Line 4\n"},
+      {"0 1m NA NA\n",
        "ERROR v.ibs - Require at least 2 Voltage Points for Pullup Beginning at Line 4\n"},
-      {{"0 1m NA NA", "1 NA NA NA"},
+      {"0 1m NA NA\n1 NA NA NA\n",
        "ERROR v.ibs - Typical Last Value Cannot Be 'NA' for Pullup Beginning at Line 4\n"},
       // A column that no row gives may be NA throughout.
-      {{"0 NA NA NA", "1 1m NA 2m", "2 2m NA NA"},
+      {"0 NA NA NA\n1 1m NA 2m\n2 2m NA NA\n",
        "ERROR v.ibs - Typical First Value Cannot Be 'NA' for Pullup Beginning at Line 4\n"
        "ERROR v.ibs - Maximum First Value Cannot Be 'NA' for Pullup Beginning at Line 4\n"
        "ERROR v.ibs - Maximum Last Value Cannot Be 'NA' for Pullup Beginning at Line 4\n"},
-      {{"0 0 NA 1", "1 1 1 NA"},
+      {"0 0 NA 1\n1 1 1 NA\n",
        "ERROR v.ibs - Minimum First Value Cannot Be 'NA' for Pullup Beginning at Line 4\n"
        "ERROR v.ibs - Maximum Last Value Cannot Be 'NA' for Pullup Beginning at Line 4\n"},
-  };
-  for (const Case& c : cases) {
-    read("Pullup", c.rows);
-    EXPECT_EQ(end(ModelType::NotGiven, Kw::PULLUP, "Pullup"), c.expected) << c.rows.size();
-  }
+  });
 }
 
 // Currents through 0 V: the sense each model type and keyword expects.
 TEST_F(ViTables, CurrentDirectionByModelTypeAndKeyword) {
-  const std::vector<std::string> rising = {"-1 -1m NA NA", "1 1m NA NA"};
-  const std::vector<std::string> falling = {"-1 1m NA NA", "1 -1m NA NA"};
+  const std::string rising = "-1 -1m NA NA\n1 1m NA NA\n";
+  const std::string falling = "-1 1m NA NA\n1 -1m NA NA\n";
   const std::string increasing = "WARNING v.ibs - Model m: T has Increasing Current\n";
   const std::string decreasing = "WARNING v.ibs - Model m: T has Decreasing Current\n";
   struct Case {
@@ -166,31 +157,27 @@ TEST_F(ViTables, CurrentDirectionByModelTypeAndKeyword) {
 }
 
 TEST_F(ViTables, DirectionComparesTheRowsNearestZero) {
-  struct Case {
-    std::vector<std::string> rows;
-    const char* expected;
+  const auto ended = [&](const std::string& rows) {
+    read("Pullup", rows);
+    return end(ModelType::Output, Kw::PULLUP, "Pullup", "Submodel");
   };
-  const Case cases[] = {
+  test::expect_reports(ended, {
       // The ends rise, the rows next to 0 V fall, as a pullup should.
-      {{"-2 0 NA NA", "-0.5 2m NA NA", "0.5 1m NA NA", "2 10m NA NA"}, ""},
+      {"-2 0 NA NA\n-0.5 2m NA NA\n0.5 1m NA NA\n2 10m NA NA\n", ""},
       // 0 V counts as the upper side.
-      {{"-1 0 NA NA", "0 1m NA NA", "1 0 NA NA"},
+      {"-1 0 NA NA\n0 1m NA NA\n1 0 NA NA\n",
        "WARNING v.ibs - Submodel m: Pullup has Increasing Current\n"},
-      {{"0 0 NA NA", "1 1m NA NA"}, ""},  // nothing under 0 V
-      {{"-1 NA NA NA", "1 1m NA NA", "2 2m NA NA"},
+      {"0 0 NA NA\n1 1m NA NA\n", ""},  // nothing under 0 V
+      {"-1 NA NA NA\n1 1m NA NA\n2 2m NA NA\n",
        "ERROR v.ibs - Typical First Value Cannot "
        "Be 'NA' for Pullup Beginning at Line 4\n"},
-  };
-  for (const Case& c : cases) {
-    read("Pullup", c.rows);
-    EXPECT_EQ(end(ModelType::Output, Kw::PULLUP, "Pullup", "Submodel"), c.expected) << c.rows[0];
-  }
+  });
 }
 
 class IPwl : public ViTables {};
 
 TEST_F(IPwl, CornersModesAndFallback) {
-  read("Pulldown", {"-1 -2m NA -3m", "0 0 0 NA", "1 2m 1m 3m"});
+  read("Pulldown", "-1 -2m NA -3m\n0 0 0 NA\n1 2m 1m 3m\n");
   EXPECT_EQ(ipwl_build(table_.get(), kCornerMin, kIPwlAdd, 0.0), nullptr);  // first row lacks it
 
   auto typ = ipwl_build(table_.get(), kCornerTyp, kIPwlAdd, 0.5);
@@ -222,7 +209,7 @@ TEST_F(IPwl, CornersModesAndFallback) {
 }
 
 TEST_F(IPwl, FlatAndSteepSegmentsStayFinite) {
-  read("GND Clamp", {"0 0 NA NA", "0 1 NA NA", "1 1 NA NA"});
+  read("GND Clamp", "0 0 NA NA\n0 1 NA NA\n1 1 NA NA\n");
   auto t = ipwl_build(table_.get(), kCornerTyp, kIPwlAdd, 0.0);
   ASSERT_NE(t, nullptr);
   EXPECT_DOUBLE_EQ(t->entries[0].didv, 1e32);  // no voltage step
@@ -231,7 +218,7 @@ TEST_F(IPwl, FlatAndSteepSegmentsStayFinite) {
 }
 
 TEST_F(IPwl, Listing) {
-  read("Pullup", {"0 0 NA NA", "1 2 NA NA"});
+  read("Pullup", "0 0 NA NA\n1 2 NA NA\n");
   auto t = ipwl_build(table_.get(), kCornerTyp, kIPwlAdd, 0.0);
   ASSERT_NE(t, nullptr);
   test::MemStream listing;

@@ -19,7 +19,9 @@ test::ReadResult read_schedule(const std::string& lines) {
 }
 
 TEST(DriverSchedule, Lines) {
-  const auto at = [](const std::string& line) { return at_lines(read_schedule(line + "\n").report); };
+  const auto at = [](const std::string& line) {
+    return at_lines(read_schedule(line + "\n").report);
+  };
   test::expect_reports(at, {
       {"m2 1n NA 2n NA", ""},
       {"m2 NA 1n NA 2n", ""},

@@ -195,7 +195,8 @@ TEST(BoardMap, EntriesAndFileNames) {
     return read_lines(head() + "[Reference Designator Map]\n" + lines + "[End]\n", "t.ebd");
   };
   const std::string three = "U1 chip.ibs CHIP\nU2 sub.ebd SUB\nU3 chip.IBS X\n";
-  test::expect_reports([&](const std::string& lines) { return line_findings(read_map(lines).report); }, {
+  const auto report = [&](const std::string& s) { return line_findings(read_map(s).report); };
+  test::expect_reports(report, {
       {three,
        "ERROR t.ebd (line   10) - File_name 'chip.IBS' contains an upper case character 'I'.\n"
        "ERROR t.ebd (line   10) - File_name 'chip.IBS' contains an upper case character 'B'.\n"

@@ -15,6 +15,7 @@ namespace tarn {
 namespace {
 
 using test::at_lines;
+using test::read_lines;
 using test::model_at;
 using test::without_lines;
 
@@ -23,34 +24,29 @@ test::ReadResult read_model(const std::string& body, int version = 3) {
 }
 
 TEST(ModelName, Rules) {
-  struct Case {
-    std::string lines;
-    const char* name;  // of the last model
-    const char* expected;
-  };
-  const Case cases[] = {
-      {"[Model] abcdefghijklmnopqrst\n", "abcdefghijklmnopqrst", ""},
-      {"[Model] abcdefghijklmnopqrstu\n", "abcdefghijklmnopqrst",
+  const auto at = [](const std::string& lines) { return at_lines(read_lines(lines).report); };
+  test::expect_reports(at, {
+      {"[Model] abcdefghijklmnopqrst\n", ""},
+      {"[Model] abcdefghijklmnopqrstu\n",
        "ERROR t.ibs (line    1) - Model Name Over 20 Characters Long\n"},
-      {"[Model]\n", "", "ERROR t.ibs (line    1) - 'Model' Keyword Missing name\n"},
-      {"[Model] a b\n", "a",
+      {"[Model]\n", "ERROR t.ibs (line    1) - 'Model' Keyword Missing name\n"},
+      {"[Model] a b\n",
        "ERROR t.ibs (line    1) -\n    Incorrect Number of Line Items (2) For Keyword Model: "
        "Expecting 1\n"},
-      {"[Model] na\n", "na",
-       "ERROR t.ibs (line    1) - Invalid Model Name (\"na\"); Reserved Word.\n"},
-      {"[Model] buf\n[Model] buf\n", "buf",
+      {"[Model] na\n", "ERROR t.ibs (line    1) - Invalid Model Name (\"na\"); Reserved Word.\n"},
+      {"[Model] buf\n[Model] buf\n",
        "ERROR t.ibs (line    2) - Model Name Previously Defined (\"buf\")\n"},
-      {"[Model] buf\n[Model] BUF\n", "BUF", ""},
+      {"[Model] buf\n[Model] BUF\n", ""},
       // A cut name is neither a reserved word nor a duplicate.
-      {"[Model] abcdefghijklmnopqrst\n[Model] abcdefghijklmnopqrstuv\n", "abcdefghijklmnopqrst",
+      {"[Model] abcdefghijklmnopqrst\n[Model] abcdefghijklmnopqrstuv\n",
        "ERROR t.ibs (line    2) - Model Name Over 20 Characters Long\n"},
-  };
-  for (const Case& c : cases) {
-    const auto r = test::read_lines(c.lines + "[End]\n");
-    EXPECT_EQ(at_lines(r.report), c.expected) << c.lines;
-    ASSERT_NE(r.document, nullptr);
-    EXPECT_EQ(r.document->models.back()->name, c.name) << c.lines;
-  }
+  });
+  // Each is kept, under its name as cut or its first item.
+  const auto r =
+      read_lines("[Model] abcdefghijklmnopqrstu\n[Model]\n[Model] a b\n[Model] na\n[Model] na\n");
+  std::string names;
+  for (const auto& m : r.document->models) names += m->name + ",";
+  EXPECT_EQ(names, "abcdefghijklmnopqrst,,a,na,na,");
 }
 
 TEST(ModelSubparameters, Lines) {
