@@ -194,8 +194,6 @@ TEST_F(Cmn, RlcSectionItems) {
       {"   ", kRlcEndLine, 0, ""},
       {"L=", kRlcEndLine, 0, ""},
       {"L", kRlcEndLine, 0, ""},
-      {"=5", kRlcError, 0, "=5"},
-      {"X=5", kRlcError, 0, "=5"},
       {"len=5", kRlcError, 0, "=5"},
       {"R 5", kRlcError, 0, "5"},
       {"C=abc R=1", kRlcC, 0, "R=1"},
@@ -211,8 +209,6 @@ TEST_F(Cmn, RlcSectionItems) {
   EXPECT_EQ(report(),
             "ERROR c.ibs (line    3) - Premature end of R/L/C section\n"
             "ERROR c.ibs (line    3) - Premature end of R/L/C section\n"
-            "ERROR c.ibs (line    3) - Unexpected '=' found\n"
-            "ERROR c.ibs (line    3) - Unexpected token 'X' found in R/L/C section\n"
             "ERROR c.ibs (line    3) - Unexpected token 'len' found in R/L/C section\n"
             "ERROR c.ibs (line    3) - Error parsing R/L/C section. Missing '='\n"
             "ERROR c.ibs (line    3) - Illegal number found 'abc'\n"

@@ -237,30 +237,20 @@ TEST(ModelKeywords, SeriesBlocks) {
 }
 
 TEST(ModelKeywords, ModelSpecComesBeforeTheOtherKeywords) {
-  struct Case {
-    const char* before;
-    bool misplaced;
-  };
-  const Case cases[] = {
-      {"", false},
-      {"[On]\n", false},  // the states of a switch do not count
-      {"[Voltage Range] 3.3 NA NA\n", true},
-      {"[Pulldown]\n", true},
-      {"[Ramp]\n", true},
-      {"[Falling Waveform]\n", true},
-      {"[Add Submodel]\n", false},  // an empty list is not yet a keyword's data
-      {"[Add Submodel]\nbus All\n", true},
-      {"[TTpower] 1n NA NA\n", true},
-  };
-  for (const Case& c : cases) {
-    const auto r = read_model(std::string("Model_type Series_switch\n") + c.before +
+  // The states of a switch do not count, nor does an empty list not yet holding data.
+  for (const auto& [before, misplaced] : std::initializer_list<std::pair<const char*, bool>>{
+           {"", false}, {"[On]\n", false}, {"[Add Submodel]\n", false},
+           {"[Voltage Range] 3.3 NA NA\n", true}, {"[Pulldown]\n", true}, {"[Ramp]\n", true},
+           {"[Falling Waveform]\n", true}, {"[Add Submodel]\nbus All\n", true},
+           {"[TTpower] 1n NA NA\n", true}}) {
+    const auto r = read_model(std::string("Model_type Series_switch\n") + before +
                               "[Model Spec]\nVmeas 1 NA NA\n");
     const bool reported = r.report.find(
                               "[Model Spec] should be specified immediately after all the "
                               "subparameters of a model and before the other keywords of "
                               "a model") != std::string::npos;
-    EXPECT_EQ(reported, c.misplaced) << c.before;
-    EXPECT_NE(model_at(r)->model_spec, nullptr) << c.before;
+    EXPECT_EQ(reported, misplaced) << before;
+    EXPECT_NE(model_at(r)->model_spec, nullptr) << before;
   }
 }
 
