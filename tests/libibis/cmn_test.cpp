@@ -166,18 +166,6 @@ TEST(Compare, CaseAndKeywordEquality) {
   EXPECT_FALSE(CMN_KeywordEqual("PIN_MAPPING", "Pin\tMapping"));
 }
 
-TEST(Cursor, SkipsStayInsideTheText) {
-  const std::string_view line = "  word\tnext  ";
-  EXPECT_EQ(CMN_SkipSpace(line, 0), 2u);
-  EXPECT_EQ(CMN_SkipWord(line, 2), 6u);
-  EXPECT_EQ(CMN_SkipSpace(line, 11), line.size());
-  EXPECT_EQ(CMN_TrimRight(line), "  word\tnext");
-  EXPECT_EQ(CMN_SkipKeyword("[Pin]  a b"), 7u);
-  EXPECT_EQ(CMN_SkipKeyword("[Pin"), std::string_view::npos);
-  EXPECT_EQ(CMN_KeywordArgument("[Model]   M1 x"), "M1 x");
-  EXPECT_EQ(CMN_KeywordArgument("[End]"), "");
-}
-
 TEST_F(Cmn, RlcSectionItems) {
   struct Case {
     const char* text;
