@@ -22,9 +22,19 @@ std::string shortest(double v) {
   return std::string(buf, r.ptr);
 }
 
+// Logs each error as "<line> error <expected> <got> [<keyword>] [<token>]".
+class LoggingPrs : public CNavigPrs {
+ public:
+  void Error(int line, int expected, int got, char* keyword, char* token) override {
+    log.push_back(std::to_string(line) + " error " + std::to_string(expected) + " " + std::to_string(got) +
+                  " [" + keyword + "] [" + token + "]");
+  }
+  std::vector<std::string> log;
+};
+
 // Parses from a string. A '\x01' in the text reads as a failed read (-1) without ending
 // the text, to show that the end of input sticks.
-class StringPrs : public CNavigPrs {
+class StringPrs : public LoggingPrs {
  public:
   explicit StringPrs(std::string text = "") : text_(std::move(text)) {}
 
@@ -32,11 +42,6 @@ class StringPrs : public CNavigPrs {
     if (pos_ >= text_.size()) return -1;
     const char c = text_[pos_++];
     return c == '\x01' ? -1 : static_cast<unsigned char>(c);
-  }
-
-  void Error(int line, int expected, int got, char* keyword, char* token) override {
-    log.push_back(std::to_string(line) + " error " + std::to_string(expected) + " " + std::to_string(got) +
-                  " [" + keyword + "] [" + token + "]");
   }
 
   using CNavigPrs::get_buf_token;
@@ -62,7 +67,6 @@ class StringPrs : public CNavigPrs {
     return out;
   }
 
-  std::vector<std::string> log;
 
  private:
   std::string text_;
@@ -389,15 +393,6 @@ TEST(NavigParse, BaseActionFailsForAnyActionButZero) {
 }
 
 // ParseStream reads a real file with the class's own, empty, keyword table.
-class FilePrs : public CNavigPrs {
- public:
-  void Error(int line, int expected, int got, char* keyword, char* token) override {
-    log.push_back(std::to_string(line) + " error " + std::to_string(expected) + " " + std::to_string(got) +
-                  " [" + keyword + "] [" + token + "]");
-  }
-  std::vector<std::string> log;
-};
-
 TEST(NavigParse, ParseStreamStopsAtFirstErrorOfTheFile) {
   struct Case {
     std::string content;
@@ -410,7 +405,7 @@ TEST(NavigParse, ParseStreamStopsAtFirstErrorOfTheFile) {
                         Case{"\n\nPin 1\nModel 2\n", 0, {"3 error 2 6 [Pin] [Pin]"}}}) {
     std::ofstream(path) << c.content;
     std::ifstream in(path);
-    FilePrs p;
+    LoggingPrs p;
     EXPECT_EQ(p.ParseStream(in), c.result) << c.content;
     EXPECT_EQ(p.log, c.log);
   }
