@@ -209,24 +209,6 @@ TEST(Library, NewerSourceAsksAndTheAnswerDecides) {
   EXPECT_EQ(l.lib.compiles.size(), 2u);
 }
 
-TEST(Library, SourceWithErrorsGivesStatus2AndNoFile) {
-  Library l;
-  eRdIbisResult result = eRdIbisNone;
-  CIbisCompInfo* info = l.ask("Broken", &result);
-  EXPECT_EQ(result, eRdIbisFailed);
-  EXPECT_EQ(info->GetStatus(), eIbisSourceErrors);
-  EXPECT_FALSE(info->IsStatusOk());
-  EXPECT_FALSE(fs::exists(l.cache / "ib000000.cbs"));
-  const std::string log = file_bytes(l.cache / "tarn_rdr.txt").value_or("");
-  EXPECT_NE(log.find("    ERROR  - Keyword 'Package' not defined for Component 'Broken'.\n"),
-            std::string::npos)
-      << log;
-  EXPECT_NE(log.find("  IBIS Compilation Failed due to  1 Errors\n"), std::string::npos) << log;
-
-  CIbisCompInfo* unknown = l.ask("Nowhere", &result);
-  EXPECT_EQ(unknown->GetStatus(), eIbisNotFound);
-}
-
 TEST(Library, ARefusedReadingShowsItsErrorCount) {
   Library l;
   l.write("later.ibs", "[IBIS Ver] 4.0\n[File Name] later.ibs\n[Component] Later\n[End]\n");

@@ -555,8 +555,6 @@ L_Pkg                1n              NA              NA
   const Case cases[] = {
       {two.get(), "bEtA", true, true, "", &beta},
       {two.get(), nullptr, true, false, kMultiple, nullptr},
-      {two.get(), "Gamma", true, false,
-       "ERROR t.ibs - Unable to find component \"Gamma\" in ibis file\n", nullptr},
       {one.get(), "Alpha", true, false,
        "ERROR t.ibs - Unable to find component \"Alpha\" in ibis file\n", nullptr},
       // Without a path the call only checks that the component is there.
