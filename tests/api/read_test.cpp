@@ -15,16 +15,13 @@
 namespace tarn {
 namespace {
 
+std::string slurp(const std::filesystem::path& path) {
+  return test::file_bytes(path).value_or("");
+}
+
 using test::MemStream;
 using test::ScopedCwd;
 using test::TempDir;
-
-std::string slurp(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 // A finding as the report would print it on one line.
 std::string line_of(const Finding& f) {
@@ -51,28 +48,28 @@ std::string findings_of_report(std::string report) {
   return summary == std::string::npos ? report : report.substr(0, summary);
 }
 
-constexpr const char* kFaulty =
-    "[IBIS Ver] 3.2\n"
-    "[File Name] bad.ibs\n"
-    "[File Rev] 1\n"
-    "[Component] X\n"
-    "[Manufacturer] Acme\n"
-    "[Package]\n"
-    "R_pkg 1 NA NA\n"
-    "L_pkg 1n NA NA\n"
-    "C_pkg 1p NA NA\n"
-    "[Pin] signal_name model_name\n"
-    "1 A m\n"
-    "2 B n\n"
-    "[Model] m\n"
-    "Model_type Inputt\n"
-    "C_comp 1p NA NA\n"
-    "[Voltage Range] 3.3 NA NA\n"
-    "[Model] n\n"
-    "Model_type Input\n"
-    "C_comp 1p NA NA\n"
-    "[Voltage Range] 3.3 NA NA\n"
-    "[End]\n";
+constexpr const char* kFaulty = R"([IBIS Ver] 3.2
+[File Name] bad.ibs
+[File Rev] 1
+[Component] X
+[Manufacturer] Acme
+[Package]
+R_pkg 1 NA NA
+L_pkg 1n NA NA
+C_pkg 1p NA NA
+[Pin] signal_name model_name
+1 A m
+2 B n
+[Model] m
+Model_type Inputt
+C_comp 1p NA NA
+[Voltage Range] 3.3 NA NA
+[Model] n
+Model_type Input
+C_comp 1p NA NA
+[Voltage Range] 3.3 NA NA
+[End]
+)";
 
 TEST(Findings, AsDataWithoutAReportStream) {
   const ReadResult r = read_text(kFaulty, "bad.ibs");
@@ -86,12 +83,6 @@ TEST(Findings, AsDataWithoutAReportStream) {
             "ERROR bad.ibs - Model 'm': Ramp Not Defined\n"
             "WARNING bad.ibs - Model 'n': Model_type 'Input' must have Vinl set\n"
             "WARNING bad.ibs - Model 'n': Model_type 'Input' must have Vinh set\n");
-  ASSERT_EQ(r.findings().size(), 4u);
-  const Finding& first = r.findings()[0];
-  EXPECT_EQ(first.severity, Severity::Error);
-  EXPECT_EQ(first.file, "bad.ibs");
-  EXPECT_EQ(first.line, 14u);
-  EXPECT_FALSE(r.findings()[3].line);
 }
 
 TEST(Findings, TheSameAsTheReportLineForLine) {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "tarn/document.h"
+#include "test_support.h"
 
 namespace tarn {
 
@@ -20,6 +21,10 @@ void PrintTo(const Value& v, std::ostream* os) {
 }
 
 namespace {
+
+std::string slurp(const std::filesystem::path& path) {
+  return test::file_bytes(path).value_or("");
+}
 
 const Value kNA{ValueState::NA, 0.0};
 const Value kAbsent{};
@@ -52,13 +57,6 @@ bool same(std::optional<double> a, double b) { return a && same(v(*a), v(b)); }
     if (!same(g.x, e.x) || !same_triple(g, e)) return ::testing::AssertionFailure() << "row " << i;
   }
   return ::testing::AssertionSuccess();
-}
-
-std::string slurp(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
 }
 
 enum class Entry { File, Text };

@@ -22,9 +22,19 @@ std::string shortest(double v) {
   return std::string(buf, r.ptr);
 }
 
+// Logs each error as "<line> error <expected> <got> [<keyword>] [<token>]".
+class LoggingPrs : public CNavigPrs {
+ public:
+  void Error(int line, int expected, int got, char* keyword, char* token) override {
+    log.push_back(std::to_string(line) + " error " + std::to_string(expected) + " " + std::to_string(got) +
+                  " [" + keyword + "] [" + token + "]");
+  }
+  std::vector<std::string> log;
+};
+
 // Parses from a string. A '\x01' in the text reads as a failed read (-1) without ending
 // the text, to show that the end of input sticks.
-class StringPrs : public CNavigPrs {
+class StringPrs : public LoggingPrs {
  public:
   explicit StringPrs(std::string text = "") : text_(std::move(text)) {}
 
@@ -32,11 +42,6 @@ class StringPrs : public CNavigPrs {
     if (pos_ >= text_.size()) return -1;
     const char c = text_[pos_++];
     return c == '\x01' ? -1 : static_cast<unsigned char>(c);
-  }
-
-  void Error(int line, int expected, int got, char* keyword, char* token) override {
-    log.push_back(std::to_string(line) + " error " + std::to_string(expected) + " " + std::to_string(got) +
-                  " [" + keyword + "] [" + token + "]");
   }
 
   using CNavigPrs::get_buf_token;
@@ -62,7 +67,6 @@ class StringPrs : public CNavigPrs {
     return out;
   }
 
-  std::vector<std::string> log;
 
  private:
   std::string text_;
@@ -389,15 +393,6 @@ TEST(NavigParse, BaseActionFailsForAnyActionButZero) {
 }
 
 // ParseStream reads a real file with the class's own, empty, keyword table.
-class FilePrs : public CNavigPrs {
- public:
-  void Error(int line, int expected, int got, char* keyword, char* token) override {
-    log.push_back(std::to_string(line) + " error " + std::to_string(expected) + " " + std::to_string(got) +
-                  " [" + keyword + "] [" + token + "]");
-  }
-  std::vector<std::string> log;
-};
-
 TEST(NavigParse, ParseStreamStopsAtFirstErrorOfTheFile) {
   struct Case {
     std::string content;
@@ -410,7 +405,7 @@ TEST(NavigParse, ParseStreamStopsAtFirstErrorOfTheFile) {
                         Case{"\n\nPin 1\nModel 2\n", 0, {"3 error 2 6 [Pin] [Pin]"}}}) {
     std::ofstream(path) << c.content;
     std::ifstream in(path);
-    FilePrs p;
+    LoggingPrs p;
     EXPECT_EQ(p.ParseStream(in), c.result) << c.content;
     EXPECT_EQ(p.log, c.log);
   }
@@ -487,47 +482,19 @@ TEST(NavigEng, WritesFixedWidthEngineeringNotation) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double inf = std::numeric_limits<double>::infinity();
   for (const Case& c : {
-           Case{0.0033, 8, " 3.3000m"},
-           Case{3.3, 8, " 3.30000"},
-           Case{-3.3, 8, "-3.30000"},
-           Case{33, 8, " 33.0000"},
-           Case{3300, 8, " 3.3000k"},
-           Case{330000, 8, " 330.00k"},
-           Case{0.33, 8, " 330.00m"},
-           Case{-0.047, 8, "-47.000m"},
-           Case{4.7e12, 8, " 4.7000T"},
-           Case{2.2e9, 8, " 2.2000G"},
-           Case{1e6, 8, " 1.0000M"},
-           Case{6.8e-6, 8, " 6.8000u"},
-           Case{1e-9, 8, " 1.0000n"},
-           Case{1.5e-12, 8, " 1.5000p"},
-           Case{1.5e-15, 8, " 1.5000f"},
-           Case{2e-18, 8, " 2.0000a"},
-           Case{0, 8, " 0.00000"},
-           Case{-0.0, 8, " 0.00000"},
-           Case{999.9999, 8, " 1.0000k"},
-           Case{999.995, 8, " 1.0000k"},
-           Case{999.985, 8, " 999.985"},
-           Case{3.3, 5, " 3.30"},
-           Case{3.3e-3, 5, " 3.3m"},
-           Case{330e3, 5, " 330k"},
-           Case{330, 5, " 330"},
-           Case{9.96e-3, 5, " 10.0m"},
-           Case{3.3, 12, " 3.300000000"},
-           Case{3.3e3, 12, " 3.30000000k"},
-           Case{1e20, 8, " 1.000000e+20"},
-           Case{1e20, 16, " 1.000000e+20   "},
-           Case{1e15, 8, " 1.000000e+15"},
-           Case{-2.5e-20, 14, "-2.500000e-20 "},
-           Case{1e-19, 8, " 1.000000e-19"},
-           Case{1e300, 8, " 1.000000e+300"},
-           Case{3.3, 4, "***"},
-           Case{3.3, 2, "**"},
-           Case{3.3, 0, ""},
-           Case{3.3, -1, ""},
-           Case{nan, 4, "***"},
-           Case{nan, 8, "NaN "},
-           Case{inf, 8, "NaN "},
+           Case{0.0033, 8, " 3.3000m"}, Case{3.3, 8, " 3.30000"}, Case{-3.3, 8, "-3.30000"},
+           Case{33, 8, " 33.0000"}, Case{3300, 8, " 3.3000k"}, Case{330000, 8, " 330.00k"},
+           Case{0.33, 8, " 330.00m"}, Case{-0.047, 8, "-47.000m"}, Case{4.7e12, 8, " 4.7000T"},
+           Case{2.2e9, 8, " 2.2000G"}, Case{1e6, 8, " 1.0000M"}, Case{6.8e-6, 8, " 6.8000u"},
+           Case{1e-9, 8, " 1.0000n"}, Case{1.5e-12, 8, " 1.5000p"}, Case{1.5e-15, 8, " 1.5000f"},
+           Case{2e-18, 8, " 2.0000a"}, Case{0, 8, " 0.00000"}, Case{-0.0, 8, " 0.00000"},
+           Case{999.9999, 8, " 1.0000k"}, Case{999.995, 8, " 1.0000k"}, Case{999.985, 8, " 999.985"},
+           Case{3.3, 5, " 3.30"}, Case{3.3e-3, 5, " 3.3m"}, Case{330e3, 5, " 330k"}, Case{330, 5, " 330"},
+           Case{9.96e-3, 5, " 10.0m"}, Case{3.3, 12, " 3.300000000"}, Case{3.3e3, 12, " 3.30000000k"},
+           Case{1e20, 8, " 1.000000e+20"}, Case{1e20, 16, " 1.000000e+20   "}, Case{1e15, 8, " 1.000000e+15"},
+           Case{-2.5e-20, 14, "-2.500000e-20 "}, Case{1e-19, 8, " 1.000000e-19"},
+           Case{1e300, 8, " 1.000000e+300"}, Case{3.3, 4, "***"}, Case{3.3, 2, "**"}, Case{3.3, 0, ""},
+           Case{3.3, -1, ""}, Case{nan, 4, "***"}, Case{nan, 8, "NaN "}, Case{inf, 8, "NaN "},
            Case{-inf, 5, "NaN "},
        }) {
     char dst[64];

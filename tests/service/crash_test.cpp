@@ -114,9 +114,7 @@ struct Bench {
   Bench() {
     fs::create_directories(src);
     write_source("DQ0", "1p 0.9p 1.1p", -60);
-    ::testing::internal::CaptureStdout();
-    index = LIB_IndexFolder(src.string()).index_path;
-    ::testing::internal::GetCapturedStdout();
+    index = quietly([&] { return LIB_IndexFolder(src.string()); }).index_path;
   }
   // The source, dated `age` seconds from now.
   void write_source(const char* signal, const char* c_comp, int age) const {
@@ -131,9 +129,7 @@ struct Bench {
     CrashLibrary lib;
     if (source) lib.AddSrcIndex(index.c_str(), "src");
     lib.Init(cache.string().c_str());
-    ::testing::internal::CaptureStdout();
-    const CIbisCompInfo* info = lib.GetIbisCompInfo("Part", result, 0);
-    ::testing::internal::GetCapturedStdout();
+    const CIbisCompInfo* info = quietly([&] { return lib.GetIbisCompInfo("Part", result, 0); });
     const std::string text = info ? describe(*info) : "none";
     lib.Fini(1);
     return text;
@@ -167,11 +163,6 @@ End child_session(const Bench& bench, const fs::path& cache, Prepare prepare) {
   return End::kOther;
 }
 
-struct Tally {
-  int kills = 0;
-  int wrong = 0;
-};
-
 // A fresh copy of `from` (none: an empty folder) for one trial.
 fs::path trial_cache(const TempDir& dir, const fs::path& from, int trial) {
   const fs::path cache = dir.path() / ("trial" + std::to_string(trial));
@@ -183,43 +174,58 @@ fs::path trial_cache(const TempDir& dir, const fs::path& from, int trial) {
   return cache;
 }
 
+// Kills child sessions on fresh copies of an empty cache and of the first compile's cache,
+// after the source was edited; each next session must give the edited source's component.
+struct Trials {
+  Bench bench;
+  fs::path first = bench.dir.path() / "first";
+  std::string old_component = bench.session(first);
+  std::string expected;
+  int trial = 0;
+  int kills = 0;
+  int wrong = 0;
+
+  Trials() {
+    bench.write_source("DQ0_EDITED", "3p 2.9p 3.1p", -30);
+    expected = bench.session(bench.dir.path() / "reference");
+  }
+  // One trial from `from` (empty: an empty cache); false when the child was not killed.
+  template <class Prepare>
+  bool run(const fs::path& from, Prepare prepare, const std::string& what) {
+    const fs::path cache = trial_cache(bench.dir, from, ++trial);
+    const End end = child_session(bench, cache, prepare);
+    EXPECT_NE(end, End::kOther) << what;
+    if (end != End::kKilled) return false;
+    ++kills;
+    const std::string got = bench.session(cache);
+    wrong += got != expected;
+    EXPECT_EQ(got, expected) << what << (from.empty() ? "" : " of a recompile");
+    fs::remove_all(cache);
+    return true;
+  }
+};
+
 // Kills at every `stride`-th byte that a session writes, the first compile (an empty cache) and
 // the compile of an edited source over its older compiled file.
 TEST(Crash, KilledAtAnyByteOfItsWritesTheNextSessionGetsTheSourcesComponent) {
-  Bench bench;
-  const fs::path first = bench.dir.path() / "first";
-  const std::string old_component = bench.session(first);
-  bench.write_source("DQ0_EDITED", "3p 2.9p 3.1p", -30);
-  const fs::path reference = bench.dir.path() / "reference";
-  const std::string expected = bench.session(reference);
-  ASSERT_NE(expected, old_component);
-  ASSERT_NE(expected.find("DQ0_EDITED"), std::string::npos) << expected;
+  Trials t;
+  ASSERT_NE(t.expected, t.old_component);
+  ASSERT_NE(t.expected.find("DQ0_EDITED"), std::string::npos) << t.expected;
   uintmax_t written = 0;
-  for (const auto& entry : fs::directory_iterator(reference)) written += entry.file_size();
-
-  Tally tally;
-  int trial = 0;
+  for (const auto& entry : fs::directory_iterator(t.bench.dir.path() / "reference"))
+    written += entry.file_size();
   constexpr uintmax_t kStride = 7;
-  for (const fs::path& from : {fs::path(), first}) {
+  for (const fs::path& from : {fs::path(), t.first}) {
     for (uintmax_t limit = 0; limit <= written; limit += kStride) {
-      const fs::path cache = trial_cache(bench.dir, from, ++trial);
-      const End end = child_session(bench, cache, [limit] {
+      t.run(from, [limit] {
         const rlimit size{static_cast<rlim_t>(limit), static_cast<rlim_t>(limit)};
         setrlimit(RLIMIT_FSIZE, &size);
-      });
-      ASSERT_NE(end, End::kOther) << "limit " << limit;
-      if (end != End::kKilled) continue;
-      ++tally.kills;
-      const std::string got = bench.session(cache);
-      tally.wrong += got != expected;
-      EXPECT_EQ(got, expected) << "killed at byte " << limit
-                               << (from.empty() ? "" : " of a recompile");
-      fs::remove_all(cache);
+      }, "killed at byte " + std::to_string(limit));
     }
   }
-  EXPECT_GT(tally.kills, 100);
-  std::printf("[ kills ] %d sessions killed while writing, %d components wrong after\n",
-              tally.kills, tally.wrong);
+  EXPECT_GT(t.kills, 100);
+  std::printf("[ kills ] %d sessions killed while writing, %d components wrong after\n", t.kills,
+              t.wrong);
 }
 
 // The step hook of the killed child: SIGKILL at one step of replacing one file.
@@ -233,35 +239,22 @@ int kill_at_step(SafeFileStep step, const char* target) {
 
 // Kills at each step of replacing the compiled file and the store, in both kinds of session.
 TEST(Crash, KilledAtEachStepOfReplacingTheCompiledFileOrTheStore) {
-  Bench bench;
-  const fs::path first = bench.dir.path() / "first";
-  (void)bench.session(first);
-  bench.write_source("DQ0_EDITED", "3p 2.9p 3.1p", -30);
-  const std::string expected = bench.session(bench.dir.path() / "reference");
-
-  Tally tally;
-  int trial = 0;
-  for (const fs::path& from : {fs::path(), first}) {
+  Trials t;
+  for (const fs::path& from : {fs::path(), t.first}) {
     for (const char* file : {".cbs", "compibis.ibx"}) {
       for (const SafeFileStep step : {SafeFileStep::kCreated, SafeFileStep::kWritten,
                                       SafeFileStep::kSynced, SafeFileStep::kRenamed}) {
-        const fs::path cache = trial_cache(bench.dir, from, ++trial);
-        const End end = child_session(bench, cache, [step, file] {
+        const std::string what = std::string(file) + " step " + std::to_string(int(step));
+        EXPECT_TRUE(t.run(from, [step, file] {
           g_kill_step = step;
           g_kill_file = file;
           SFL_SetStepHook(kill_at_step);
-        });
-        ASSERT_EQ(end, End::kKilled) << file << " step " << static_cast<int>(step);
-        ++tally.kills;
-        const std::string got = bench.session(cache);
-        tally.wrong += got != expected;
-        EXPECT_EQ(got, expected) << file << " step " << static_cast<int>(step)
-                                 << (from.empty() ? "" : " of a recompile");
+        }, what)) << what;
       }
     }
   }
-  std::printf("[ kills ] %d sessions killed at a step, %d components wrong after\n", tally.kills,
-              tally.wrong);
+  std::printf("[ kills ] %d sessions killed at a step, %d components wrong after\n", t.kills,
+              t.wrong);
 }
 
 // A compiled file cut short at any byte is refused, never read as a smaller component: without

@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <fstream>
 #include <locale>
-#include <random>
 #include <sstream>
 
+#include "test_support.h"
 #include "writers/safe_file.h"
 
 namespace tarn {
@@ -21,21 +21,11 @@ const std::string kBanner = "***** This is an automatically generated file, do n
 
 class ListDbTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::random_device random;
-    do dir_ = fs::temp_directory_path() / ("tarn_listdb_" + std::to_string(random()));
-    while (!fs::create_directory(dir_));
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  std::string Path(const std::string& name) const { return (dir_ / name).string(); }
+  std::string Path(const std::string& name) const { return (dir_.path() / name).string(); }
   static void Write(const std::string& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
   }
-  static std::string Read(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
+  static std::string Read(const std::string& path) { return test::file_bytes(path).value_or(""); }
   // "key=disk:flag " per entry, in saved order.
   static std::string Keys(const ListDb& db) {
     std::string keys;
@@ -44,7 +34,7 @@ class ListDbTest : public ::testing::Test {
     return keys;
   }
 
-  fs::path dir_;
+  test::TempDir dir_;
 };
 
 TEST_F(ListDbTest, GeneratedNamesContinueAfterSaveAndLoad) {
@@ -173,7 +163,7 @@ TEST_F(ListDbTest, LoadRefusesDamagedFiles) {
     EXPECT_EQ(db->next_index(), c.next);
   }
   EXPECT_EQ(ListDb::Load(Path("missing.ibx"), "f%d", true), nullptr);
-  EXPECT_EQ(ListDb::Load(dir_.string(), "f%d", true), nullptr) << "a folder is no index";
+  EXPECT_EQ(ListDb::Load(dir_.path().string(), "f%d", true), nullptr) << "a folder is no index";
 }
 
 TEST_F(ListDbTest, TimestampedLayout) {
@@ -214,7 +204,7 @@ TEST_F(ListDbTest, FailedSaveLeavesPreviousFileWhole) {
   fs::create_directories(Path("dir.ibx/inside"));
   auto blocked = ListDb::Create(Path("dir.ibx"), "f%d", false);
   EXPECT_FALSE(blocked->Save());
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir_), fs::directory_iterator()), 2)
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir_.path()), fs::directory_iterator()), 2)
       << "no temporary file left beside keep.ibx and dir.ibx";
   EXPECT_FALSE(ListDb::Create(Path("no/such.ibx"), "f%d", false)->Save());
 }

@@ -89,6 +89,14 @@ ReadResult read_lines(std::string_view text, std::string_view name, int version,
   return r;
 }
 
+std::optional<std::string> file_bytes(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
 std::string line_findings(const std::string& report) {
   std::istringstream in(report);
   std::string out;

@@ -4,8 +4,11 @@
 #include <cstdio>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include <gtest/gtest.h>
 
 #include "tarn/reader.h"
 
@@ -75,5 +78,19 @@ ReadResult read_lines(std::string_view text, std::string_view name = "t.ibs", in
 /// The findings of a report that carry a line number, leaving out the checks that run when a
 /// section or the file ends.
 std::string line_findings(const std::string& report);
+
+/// The bytes of a file, or nothing when it cannot be opened.
+std::optional<std::string> file_bytes(const std::filesystem::path& path);
+
+/// Runs `fn` with standard output captured and dropped (the reader's compatibility banner).
+template <class Fn>
+auto quietly(Fn&& fn) {
+  struct Release {
+    ~Release() { ::testing::internal::GetCapturedStdout(); }
+  };
+  ::testing::internal::CaptureStdout();
+  const Release release;
+  return fn();
+}
 
 }  // namespace tarn::test

@@ -24,21 +24,13 @@ TEST(WriterNumbers, GeneralFormOfEdgeValues) {
     double value;
     const char* text;
   } cases[] = {
-      {0.5, "0.5"},
-      {123456.5, "123456"},  // a true tie goes to the even digit
-      {999999.5, "1e+06"},   // the carry reaches the exponent
-      {1234565.0, "1.23456e+06"},
-      {0.0001234565, "0.000123457"},  // just above the half in binary
-      {1e-5, "1e-05"},
-      {0.0001, "0.0001"},
-      {100000.0, "100000"},
-      {1e6, "1e+06"},
-      {-2.5e-13, "-2.5e-13"},
-      {4.9406564584124654e-324, "4.94066e-324"},
+      {0.5, "0.5"}, {1234565.0, "1.23456e+06"}, {1e-5, "1e-05"}, {0.0001, "0.0001"},
+      {100000.0, "100000"}, {1e6, "1e+06"}, {-2.5e-13, "-2.5e-13"}, {-0.0, "-0"}, {3.3, "3.3"},
+      {1e21, "1e+21"}, {4.9406564584124654e-324, "4.94066e-324"},
       {1.7976931348623157e308, "1.79769e+308"},
-      {-0.0, "-0"},
-      {3.3, "3.3"},
-      {1e21, "1e+21"},
+      {123456.5, "123456"},           // a true tie goes to the even digit
+      {999999.5, "1e+06"},            // the carry reaches the exponent
+      {0.0001234565, "0.000123457"},  // just above the half in binary
   };
   for (const auto& c : cases) EXPECT_EQ(general(c.value), c.text) << c.value;
 }

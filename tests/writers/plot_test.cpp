@@ -16,15 +16,12 @@
 namespace tarn {
 namespace {
 
+std::string slurp(const std::filesystem::path& path) {
+  return test::file_bytes(path).value_or("");
+}
+
 const std::string kRecords = std::string(TARN_TEST_DATA) + "/records.ibs";
 const std::string kHct = std::string(TARN_TEST_DATA) + "/corpus/hct1g08.ibs";
-
-std::string slurp(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream text;
-  text << in.rdbuf();
-  return text.str();
-}
 
 size_t count(std::string_view text, std::string_view what) {
   size_t n = 0;

@@ -14,13 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string read(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
-
 SafeFileStep g_failing_step;
 int fail_at_step(SafeFileStep step, const char*) { return step == g_failing_step ? ENOSPC : 0; }
 
@@ -40,7 +33,7 @@ TEST(SafeFile, TheTargetHoldsTheOldOrTheNewContentNeverAPart) {
     const int error = SFL_WriteFile(target, "new\n");
     SFL_SetStepHook(nullptr);
     EXPECT_EQ(error, c.replaced ? 0 : ENOSPC) << static_cast<int>(c.step);
-    EXPECT_EQ(read(target), c.replaced ? "new\n" : "old\n") << static_cast<int>(c.step);
+    EXPECT_EQ(file_bytes(target), c.replaced ? "new\n" : "old\n") << static_cast<int>(c.step);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
         << "a temporary file was left at step " << static_cast<int>(c.step);
   }
