@@ -331,7 +331,7 @@ int CMN_SplitLine(std::string_view line, size_t max_items, char delimiter, ItemL
   try {
     if (list.items.capacity() < max_items) list.items.reserve(max_items);
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   size_t pos = 0;
@@ -368,8 +368,7 @@ int CMN_AssignedValue(const ItemList& items, const char* label, std::string_view
   constexpr size_t kAssignmentItems = 3;  // name, "=", value
   if (items.found < kAssignmentItems) return 0;
   if (items.found != kAssignmentItems)
-    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
-                    static_cast<int>(items.found), label, static_cast<int>(kAssignmentItems));
+    CMN_ReportItemCount(items.found, label, kAssignmentItems);
   if (items[1] != "=") return 0;
   *value_out = items[2];
   return 1;
@@ -383,9 +382,8 @@ int CMN_SettingValue(const ItemList& items, const char* name, std::string_view* 
     return 0;
   }
   if (items.found != kSettingItems) {
-    if (items[1] == "=") RPT_ErrorAtLine("Invalid %s Line", name);
-    else RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
-                         static_cast<int>(items.found), name, static_cast<int>(kSettingItems));
+    if (items[1] == "=") RPT_ErrorAtLine(kInvalidLine, name);
+    else CMN_ReportItemCount(items.found, name, kSettingItems);
     return 0;
   }
   *value_out = items[1];
@@ -422,7 +420,7 @@ std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* 
     return {};
   }
   if (items.found > 1)
-    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For Keyword %s: Expecting %d",
+    RPT_ErrorAtLine(kKeywordItemCount,
                     static_cast<int>(items.found), label, 1);
   const std::string_view name = items[0];
   const size_t limit = CMN_ModelNameLimit();
@@ -437,8 +435,7 @@ void CMN_CheckKeywordAlone(std::string_view line, const char* label) {
   ItemList items;  // counts only, so nothing is allocated
   (void)CMN_SplitLine(CMN_KeywordArgument(line), 0, 0, &items);
   if (items.found != 0)
-    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
-                    static_cast<int>(items.found + 1), label, 1);
+    CMN_ReportItemCount(items.found + 1, label, 1);
 }
 
 void CMN_FreeItems(ItemList* items) {
@@ -635,6 +632,7 @@ std::string_view CMN_KeywordArgument(std::string_view line) {
 }
 
 int CMN_ParseRlcToken(std::string_view text, double* value_out, std::string_view* rest_out) {
+  static constexpr char kPrematureEnd[] = "Premature end of R/L/C section";
   TARN_ASSERT(value_out != nullptr && rest_out != nullptr);
   auto skip_blanks = [&](size_t p) { return CMN_SkipSpace(text, p); };
   size_t pos = skip_blanks(0);
@@ -663,7 +661,7 @@ int CMN_ParseRlcToken(std::string_view text, double* value_out, std::string_view
   }
   pos = skip_blanks(pos);
   if (pos >= text.size()) {
-    RPT_ErrorAtLine("Premature end of R/L/C section");
+    RPT_ErrorAtLine(kPrematureEnd);
     *rest_out = text.substr(pos);
     return kRlcEndLine;
   }
@@ -674,7 +672,7 @@ int CMN_ParseRlcToken(std::string_view text, double* value_out, std::string_view
   }
   pos = skip_blanks(pos + 1);
   if (pos >= text.size()) {
-    RPT_ErrorAtLine("Premature end of R/L/C section");
+    RPT_ErrorAtLine(kPrematureEnd);
     *rest_out = text.substr(pos);
     return kRlcEndLine;
   }
@@ -769,6 +767,29 @@ std::string CMN_BaseName(std::string_view path) {
 void cmn_report_alloc_failure(bool realloc, size_t count) {
   if (realloc) RPT_Error("Memory reallocation failed.  This request %u.\n", static_cast<unsigned>(count));
   else RPT_Error("Memory allocation failed.  This request %u.\n", static_cast<unsigned>(count));
+}
+
+void CMN_ReportItemCount(size_t found, const char* label, size_t expected) {
+  RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
+                  static_cast<int>(found), label, static_cast<int>(expected));
+}
+
+void CMN_ReportNoMemory(std::source_location where) {
+  RPT_Bug("Unable to Allocate Memory: %s %d", where.file_name(), static_cast<int>(where.line()));
+}
+
+void CMN_ReportUnparsed(const char* what, std::source_location where) {
+  RPT_BugAtLine("Unable to Parse %s: %s %d", what, where.file_name(),
+                static_cast<int>(where.line()));
+}
+
+void CMN_ReportIllegalLineType(std::source_location where) {
+  RPT_BugAtLine("%s:%d:Illegal line type received.", where.file_name(),
+                static_cast<int>(where.line()));
+}
+
+void CMN_ReportIllegalKeyword(std::source_location where) {
+  RPT_BugAtLine("%s:%d:Illegal keyword.", where.file_name(), static_cast<int>(where.line()));
 }
 
 }  // namespace tarn

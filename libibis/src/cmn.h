@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <new>
+#include <source_location>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -15,6 +16,37 @@
 #include "libibis/src/rpt.h"
 
 namespace tarn {
+
+// Texts that several sections report, each kept once here. The program-bug forms name the
+// place that found the fault, as a bug report needs it.
+
+/// A keyword line or data line that comes when no section is open to take it.
+inline constexpr char kOrphanDataLine[] = "Orphan Data Line.";
+inline constexpr char kOrphanDataLineKeyword[] = "Orphan data line keyword.";
+/// A data line under a keyword that takes none.
+inline constexpr char kOrphanDataLineOfKeyword[] = "Orphan Data line.";
+/// A subparameter or value line given a second time.
+inline constexpr char kAlreadyDefinedForModel[] = "%s Already Defined For Model '%s'";
+inline constexpr char kAlreadyDefinedForSubmodel[] = "%s Already Defined For Submodel '%s'";
+/// A "name = value" line without its "=" or value.
+inline constexpr char kInvalidLine[] = "Invalid %s Line";
+/// A typ/min/max or delay column missing from a line.
+inline constexpr char kNoValueProvided[] = "No %s Value Was Provided for %s";
+inline constexpr char kModelNameTooLong[] = "Model Name Over %d Characters Long";
+inline constexpr char kKeywordItemCount[] =
+    "Incorrect Number of Line Items (%d) For Keyword %s: Expecting %d";
+
+/// A line of `found` items where `expected` belong, the line named by `label`.
+void CMN_ReportItemCount(size_t found, const char* label, size_t expected);
+/// Memory failed where a record or list was to grow.
+void CMN_ReportNoMemory(std::source_location where = std::source_location::current());
+/// A line the splitter could not take apart (memory), `what` naming the line.
+void CMN_ReportUnparsed(const char* what,
+                        std::source_location where = std::source_location::current());
+/// A line neither keyword nor data handed to a section.
+void CMN_ReportIllegalLineType(std::source_location where = std::source_location::current());
+/// A keyword routed to a section whose switch has no case for it.
+void CMN_ReportIllegalKeyword(std::source_location where = std::source_location::current());
 
 /// Result of reading a scaled number.
 enum NumberResult : int { kNumberInvalid = 0, kNumberValid = 1, kNumberSuspicious = 2 };

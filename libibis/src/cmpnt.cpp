@@ -79,7 +79,7 @@ void keyword_line(Component& c, Kw code, std::string_view line) {
 void sub_parameter_line(Component& c, std::string_view line) {
   ItemList items;
   if (!CMN_SplitLine(line, kSubParameterItems, 0, &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Component Sub-Parameter", __FILE__, __LINE__);
+    CMN_ReportUnparsed("Component Sub-Parameter");
     return;
   }
   const std::string_view word = items[0];
@@ -88,22 +88,20 @@ void sub_parameter_line(Component& c, std::string_view line) {
   else RPT_ErrorAtLine("Unknown Line after Component Description");
 }
 
+void report_no_data_lines(const char* keyword) {
+  RPT_ErrorAtLine("Data on this line appears to be for the %s keyword, which does not allow data "
+                  "on subsequent lines.", keyword);
+}
+
 void data_line(Component& c, std::string_view line) {
   if (g_cmpnt.refused) return;
   switch (c.current) {
     case Kw::COMPONENT:
       if (component_rules().sub_parameters) sub_parameter_line(c, line);
-      else RPT_ErrorAtLine("Data on this line appears to be for the Component keyword, which "
-                           "does not allow data on subsequent lines.");
+      else report_no_data_lines("Component");
       break;
-    case Kw::MANUFACTURER:
-      RPT_ErrorAtLine("Data on this line appears to be for the Manufacturer keyword, which does "
-                      "not allow data on subsequent lines.");
-      break;
-    case Kw::PACKAGE_MODEL:
-      RPT_ErrorAtLine("Data on this line appears to be for the Package Model keyword, which does "
-                      "not allow data on subsequent lines.");
-      break;
+    case Kw::MANUFACTURER: report_no_data_lines("Manufacturer"); break;
+    case Kw::PACKAGE_MODEL: report_no_data_lines("Package Model"); break;
     case Kw::PACKAGE: PKG_DataLine(c.package.get(), line); break;
     case Kw::PIN: (void)PIN_Row(&c.pins, line); break;
     case Kw::PIN_MAPPING: (void)PINMPG_Row(&c.pin_mapping, line); break;
@@ -188,7 +186,7 @@ void CMPNT_Line(LineKind kind, Kw code, std::string_view line) {
   Component* c = g_cmpnt.current;
   if (!c) {
     if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Component keyword.");
-    else RPT_ErrorAtLine("Orphan data line keyword.");
+    else RPT_ErrorAtLine(kOrphanDataLineKeyword);
     return;
   }
   if (kind == LineKind::Keyword) keyword_line(*c, code, line);

@@ -179,7 +179,7 @@ int vi_open(std::string_view line, const char* label, std::unique_ptr<ViTable>* 
   }
   slot->reset(new (std::nothrow) ViTable);
   if (!*slot) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   CMN_CheckKeywordAlone(line, label);
@@ -235,7 +235,7 @@ std::unique_ptr<IPwlTable> ipwl_build(const ViTable* table, int corner, int mode
     ipwl->extrapolation = points.size() >= 2 ? 1 : 0;
     return ipwl;
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return nullptr;
   }
 }

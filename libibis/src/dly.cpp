@@ -27,11 +27,9 @@ bool given(const DriverDelays& d, DelayColumn column) {
 // Only the first column missing is named: the line stops there.
 void report_item_count(size_t found, std::string_view model) {
   if (found > kDelayColumns)
-    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
-                    static_cast<int>(found), std::string(model).c_str(),
-                    static_cast<int>(kDelayColumns));
+    CMN_ReportItemCount(found, std::string(model).c_str(), kDelayColumns);
   else if (found != 0 && found < kDelayColumns)
-    RPT_ErrorAtLine("No %s Value Was Provided for %s", kColumnNames[found],
+    RPT_ErrorAtLine(kNoValueProvided, kColumnNames[found],
                     std::string(model).c_str());
 }
 
@@ -44,7 +42,7 @@ void dly_read(std::string_view text, std::string_view model_name, DriverDelays* 
   *out = DriverDelays{};
   ItemList& items = g_dly.items;
   if (!CMN_SplitLine(text, kDelayColumns, 0, &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Driver Schedule", __FILE__, __LINE__);
+    CMN_ReportUnparsed("Driver Schedule");
     return;
   }
   report_item_count(items.found, model_name);
@@ -64,10 +62,11 @@ void dly_check(const DriverDelays& d) {
     return;
   }
   // The second name of each pair is spelled "delay" in these messages.
+  static constexpr char kTogether[] = "%s and %s cannot be specified together";
   if (given(d, kRiseOnDly) && given(d, kFallOffDly))
-    RPT_ErrorAtLine("%s and %s cannot be specified together", "Rise_on_dly", "Fall_off_delay");
+    RPT_ErrorAtLine(kTogether, "Rise_on_dly", "Fall_off_delay");
   if (given(d, kRiseOffDly) && given(d, kFallOnDly))
-    RPT_ErrorAtLine("%s and %s cannot be specified together", "Rise_off_dly", "Fall_on_delay");
+    RPT_ErrorAtLine(kTogether, "Rise_off_dly", "Fall_on_delay");
   for (size_t c = 0; c < kDelayColumns; ++c)
     if (d[c].status == ValueStatus::Value && d[c].value < 0.0)
       RPT_ErrorAtLine("%s is less than zero", kColumnNames[c]);

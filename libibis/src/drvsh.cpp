@@ -36,7 +36,7 @@ bool read_model_name(std::string_view line, std::string_view* name, size_t* rest
   *rest = static_cast<size_t>(name->data() - line.data()) + name->size();
   const size_t limit = CMN_ModelNameLimit();
   if (name->size() > limit) {
-    RPT_ErrorAtLine("Model Name Over %d Characters Long", static_cast<int>(limit));
+    RPT_ErrorAtLine(kModelNameTooLong, static_cast<int>(limit));
     *name = name->substr(0, limit);
   }
   return true;
@@ -85,7 +85,7 @@ int driver_schedule_open(std::string_view line, std::unique_ptr<DriverSchedule>*
   } else {
     slot->reset(new (std::nothrow) DriverSchedule);
     if (!*slot) {
-      RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+      CMN_ReportNoMemory();
       made = 0;
     }
   }

@@ -155,7 +155,7 @@ void keyword_line(BoardDescription& b, Kw code, std::string_view line) {
     case Kw::END_BOARD_DESCRIPTION:
       CMN_MarkerKeyword(&d.end_seen, "End_Board_Description", argument);
       break;
-    default: RPT_BugAtLine("%s:%d:Illegal keyword.", __FILE__, __LINE__); break;
+    default: CMN_ReportIllegalKeyword(); break;
   }
 }
 
@@ -422,7 +422,7 @@ void data_line(BoardDescription& b, std::string_view line) {
     case Kw::PIN_LIST: pin_line(b, line); break;
     case Kw::PATH_DESCRIPTION: path_line(b, line); break;
     case Kw::REFERENCE_DESIGNATOR_MAP: map_line(b, line); break;
-    default: RPT_ErrorAtLine("Orphan Data line."); break;
+    default: RPT_ErrorAtLine(kOrphanDataLineOfKeyword); break;
   }
 }
 
@@ -744,13 +744,13 @@ void EBDMDL_Init(FileKind) {
 
 void EBDMDL_Line(LineKind kind, Kw code, std::string_view line) {
   if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    RPT_BugAtLine("%s:%d:Illegal line type received.", __FILE__, __LINE__);
+    CMN_ReportIllegalLineType();
     return;
   }
   BoardDescription* b = g_ebd.current;
   if (!b) {
     if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Electrical Board Description keyword.");
-    else RPT_ErrorAtLine("Orphan Data Line.");
+    else RPT_ErrorAtLine(kOrphanDataLine);
     return;
   }
   if (kind == LineKind::Keyword) keyword_line(*b, code, line);

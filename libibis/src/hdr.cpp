@@ -161,7 +161,7 @@ void keyword_line(FileHeader& h, Kw code, std::string_view line) {
 void data_line(FileHeader& h, std::string_view line) {
   std::optional<std::string>* field = free_text_field(h, g_hdr.current);
   if (!field) {
-    RPT_ErrorAtLine("Orphan Data Line.");
+    RPT_ErrorAtLine(kOrphanDataLine);
     return;
   }
   if (!g_hdr.dropping) append_text(field, line);
@@ -204,7 +204,7 @@ void HDR_Line(LineKind kind, Kw code, std::string_view line) {
     return;
   }
   if (!h) {
-    RPT_ErrorAtLine("Orphan Data Line.");
+    RPT_ErrorAtLine(kOrphanDataLine);
     return;
   }
   data_line(*h, line);

@@ -171,7 +171,7 @@ std::string_view after_first_item(std::string_view line, const ItemList& items) 
 }
 
 void report_already_defined(const char* what, const IbisModel& m) {
-  RPT_ErrorAtLine("%s Already Defined For Model '%s'", what, m.name.c_str());
+  RPT_ErrorAtLine(kAlreadyDefinedForModel, what, m.name.c_str());
 }
 
 bool is_series(ModelType type) {
@@ -219,7 +219,7 @@ void value_line(std::optional<double>* field, const char* name, const ItemList& 
   }
   std::string_view text;
   if (!CMN_AssignedValue(items, name, &text)) {
-    RPT_ErrorAtLine("Invalid %s Line", name);
+    RPT_ErrorAtLine(kInvalidLine, name);
     return;
   }
   double value = 0.0;
@@ -243,7 +243,7 @@ void model_type_line(IbisModel& m, const ItemList& items, const char* name) {
 void sub_param_line(IbisModel& m, std::string_view line) {
   ItemList& items = g_mdl.items;
   if (!CMN_SplitLine(line, kSubParamItems, '=', &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Model Sub-Parameter", __FILE__, __LINE__);
+    CMN_ReportUnparsed("Model Sub-Parameter");
     return;
   }
   const ModelSubParam* p = find_sub_param(items[0]);
@@ -293,7 +293,7 @@ void model_name(IbisModel& m, std::string_view line) {
   try {
     g_mdl.names.insert(m.name);
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
   }
 }
 
@@ -343,7 +343,7 @@ bool series_ready(IbisModel& m) {
   if (!m.on_block) {
     m.on_block.reset(new (std::nothrow) SeriesInfo);
     if (!m.on_block) {
-      RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+      CMN_ReportNoMemory();
       return false;
     }
   }
@@ -393,7 +393,7 @@ void add_submodel_line(IbisModel& m, std::string_view line) {
     entry.name.assign(name.substr(0, limit));
     m.add_submodels.push_back(entry);
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return;
   }
   if (items.found < 2) {
@@ -517,10 +517,10 @@ bool needs_thresholds(ModelType type) {
 }
 
 void check_required(const IbisModel& m, const char* name, const char* type) {
-  if (m.model_type == ModelType::NotGiven)
-    RPT_Error("Model '%s': %s Not Defined", name, "Model_type");
+  static constexpr char kNotDefined[] = "Model '%s': %s Not Defined";
+  if (m.model_type == ModelType::NotGiven) RPT_Error(kNotDefined, name, "Model_type");
   // The split values of a later version stand in for C_comp.
-  if (!m.c_comp && !m.c_comp_split) RPT_Error("Model '%s': %s Not Defined", name, "C_comp");
+  if (!m.c_comp && !m.c_comp_split) RPT_Error(kNotDefined, name, "C_comp");
   if (!needs_thresholds(m.model_type)) return;
   const struct {
     const char* label;
@@ -649,7 +649,7 @@ void MDL_Init(FileKind) {
   try {
     doc->models.push_back(std::make_unique<IbisModel>());
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return;
   }
   g_mdl.current = doc->models.back().get();
@@ -667,7 +667,7 @@ void MDL_Line(LineKind kind, Kw code, std::string_view line) {
   IbisModel* m = g_mdl.current;
   if (!m) {
     if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Model keyword.");
-    else RPT_ErrorAtLine("Orphan data line keyword.");
+    else RPT_ErrorAtLine(kOrphanDataLineKeyword);
     return;
   }
   if (kind == LineKind::Data) {

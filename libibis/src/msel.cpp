@@ -50,7 +50,7 @@ void selector_name(ModelSelector& s, std::string_view line) {
     s.name.assign(name);
     g_msel.names.insert(s.name);
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
   }
 }
 
@@ -63,7 +63,7 @@ std::string_view descriptor_of(std::string_view line) {
 void model_line(ModelSelector& s, std::string_view line) {
   ItemList& items = g_msel.items;
   if (!CMN_SplitLine(line, kModelLineItems, 0, &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Model Selector Sub-Parameter", __FILE__, __LINE__);
+    CMN_ReportUnparsed("Model Selector Sub-Parameter");
     return;
   }
   if (items.found == 0) {
@@ -72,13 +72,13 @@ void model_line(ModelSelector& s, std::string_view line) {
   }
   // More items are the words of the descriptor.
   if (items.found == 1)
-    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For Keyword %s: Expecting %d", 1,
+    RPT_ErrorAtLine(kKeywordItemCount, 1,
                     "Model Selector", static_cast<int>(kModelLineItems));
   ModelSelectorEntry entry;
   std::string_view name = items[0];
   const size_t name_limit = CMN_ModelNameLimit();
   if (name.size() > name_limit) {
-    RPT_ErrorAtLine("Model Name Over %d Characters Long", static_cast<int>(name_limit));
+    RPT_ErrorAtLine(kModelNameTooLong, static_cast<int>(name_limit));
     name = name.substr(0, name_limit);
   }
   // Other reserved words are taken here; the end of the file does not look them up.
@@ -153,23 +153,23 @@ void MSEL_Init(FileKind) {
 
 void MSEL_Line(LineKind kind, Kw code, std::string_view line) {
   if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    RPT_BugAtLine("%s:%d:Illegal line type received.", __FILE__, __LINE__);
+    CMN_ReportIllegalLineType();
     return;
   }
   ModelSelector* s = g_msel.current;
   if (!s) {
     if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Model Selector keyword.");
-    else RPT_ErrorAtLine("Orphan Data Line.");
+    else RPT_ErrorAtLine(kOrphanDataLine);
     return;
   }
   if (kind == LineKind::Data) {
     if (g_msel.keyword == Kw::MODEL_SELECTOR) model_line(*s, line);
-    else RPT_ErrorAtLine("Orphan Data line.");
+    else RPT_ErrorAtLine(kOrphanDataLineOfKeyword);
     return;
   }
   g_msel.keyword = code;
   if (code == Kw::MODEL_SELECTOR) selector_name(*s, line);
-  else RPT_BugAtLine("%s:%d:Illegal keyword.", __FILE__, __LINE__);
+  else CMN_ReportIllegalKeyword();
 }
 
 void MSEL_KeywordDone(Kw) { check_section_if_due(); }
@@ -186,7 +186,7 @@ void MSEL_EndOfFile() {
   try {
     for (const auto& m : doc->models) models.insert(m->name);
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return;
   }
   for (auto it = doc->selectors.rbegin(); it != doc->selectors.rend(); ++it)

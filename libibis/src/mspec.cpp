@@ -177,7 +177,7 @@ int model_spec_open(std::string_view, std::unique_ptr<ModelSpec>* slot) {
   }
   slot->reset(new (std::nothrow) ModelSpec);
   if (!*slot) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   (*slot)->line = PRS_GetLineNumber();
@@ -188,7 +188,7 @@ void model_spec_line(std::string_view line, ModelSpec* spec, std::string_view mo
   TARN_ASSERT(spec != nullptr);
   ItemList& items = g_mspec.items;
   if (!CMN_SplitLine(line, 1, 0, &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Model Spec Sub-Parameter", __FILE__, __LINE__);
+    CMN_ReportUnparsed("Model Spec Sub-Parameter");
     return;
   }
   const int index = find_param(items[0]);
@@ -201,7 +201,7 @@ void model_spec_line(std::string_view line, ModelSpec* spec, std::string_view mo
   const char* name = kParamNames[index];
   // A second line is refused like a model's second subparameter, keeping the first values.
   if (slot) {
-    RPT_ErrorAtLine("%s Already Defined For Model '%s'", name, std::string(model_name).c_str());
+    RPT_ErrorAtLine(kAlreadyDefinedForModel, name, std::string(model_name).c_str());
     return;
   }
   const size_t rest = static_cast<size_t>(items[0].data() - line.data()) + items[0].size();

@@ -569,12 +569,13 @@ int LineSource::peek() {
 void LineSource::illegal(unsigned char c, bool room) {
   if (!report_ || g_silence_illegal) return;
   const char* suffix = room ? "  Converting to space." : "";
+  static constexpr char kText[] = "Found illegal %s character (Hex code %x).%s";
   if (c == 0) {
-    RPT_ErrorAtLine("Found illegal %s character (Hex code %x).%s", "NUL", c, suffix);
+    RPT_ErrorAtLine(kText, "NUL", c, suffix);
   } else if (c >= 128) {
-    RPT_ErrorAtLine("Found illegal %s character (Hex code %x).%s", "non-7-bit ASCII", c, suffix);
+    RPT_ErrorAtLine(kText, "non-7-bit ASCII", c, suffix);
   } else {
-    RPT_WarningAtLine("Found illegal %s character (Hex code %x).%s", "control", c, suffix);
+    RPT_WarningAtLine(kText, "control", c, suffix);
   }
 }
 

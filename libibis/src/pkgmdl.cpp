@@ -164,7 +164,7 @@ void keyword_line(PackageModel& p, Kw code, std::string_view line) {
     case Kw::CAPACITANCE_MATRIX: matrix_keyword(p, code, argument); break;
     case Kw::BANDWIDTH: MTX_Bandwidth(b.before_last, argument); break;
     case Kw::ROW: MTX_Row(argument, p.pin_positions); break;
-    default: RPT_BugAtLine("%s:%d:Illegal keyword.", __FILE__, __LINE__); break;
+    default: CMN_ReportIllegalKeyword(); break;
   }
 }
 
@@ -275,7 +275,7 @@ void data_line(PackageModel& p, std::string_view line) {
       else plain_pin_line(p, line);
       break;
     case Kw::ROW: MTX_RowData(line, p.pin_positions); break;
-    default: RPT_ErrorAtLine("Orphan Data line."); break;
+    default: RPT_ErrorAtLine(kOrphanDataLineOfKeyword); break;
   }
 }
 
@@ -438,13 +438,13 @@ void PKGMDL_Init(FileKind) {
 
 void PKGMDL_Line(LineKind kind, Kw code, std::string_view line) {
   if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    RPT_BugAtLine("%s:%d:Illegal line type received.", __FILE__, __LINE__);
+    CMN_ReportIllegalLineType();
     return;
   }
   PackageModel* p = g_pkgmdl.current;
   if (!p) {
     if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Package Model keyword.");
-    else RPT_ErrorAtLine("Orphan Data Line.");
+    else RPT_ErrorAtLine(kOrphanDataLine);
     return;
   }
   if (kind == LineKind::Keyword) keyword_line(*p, code, line);

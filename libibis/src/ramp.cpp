@@ -76,7 +76,7 @@ void parse_ratio_entry(std::string_view text, const char* corner, const char* na
 void ratio_line(std::unique_ptr<RampRatio>* slot, const char* name, std::string_view rest,
                 const std::string& owner) {
   if (*slot) {
-    RPT_ErrorAtLine("%s Already Defined For Model '%s'", name, owner.c_str());
+    RPT_ErrorAtLine(kAlreadyDefinedForModel, name, owner.c_str());
     return;
   }
   ItemList& entries = g_ramp.entries;
@@ -84,7 +84,7 @@ void ratio_line(std::unique_ptr<RampRatio>* slot, const char* name, std::string_
   range_report_item_count(entries.found, 0, name);
   slot->reset(new (std::nothrow) RampRatio);
   if (!*slot) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return;
   }
   RampRatio& ratio = **slot;
@@ -96,7 +96,7 @@ void ratio_line(std::unique_ptr<RampRatio>* slot, const char* name, std::string_
 
 void r_load_line(Ramp* ramp, const ItemList& items, const std::string& owner) {
   if (ramp->r_load_given) {
-    RPT_ErrorAtLine("%s Already Defined For Model '%s'", "R_load", owner.c_str());
+    RPT_ErrorAtLine(kAlreadyDefinedForModel, "R_load", owner.c_str());
     return;
   }
   std::string_view value;
@@ -126,7 +126,7 @@ int ramp_open(std::string_view line, std::unique_ptr<Ramp>* slot) {
   }
   slot->reset(new (std::nothrow) Ramp);
   if (!*slot) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   CMN_CheckKeywordAlone(line, "Ramp");
@@ -137,7 +137,7 @@ void ramp_line(std::string_view line, Ramp* ramp, std::string_view owner_name) {
   TARN_ASSERT(ramp != nullptr);
   ItemList& items = g_ramp.items;
   if (!CMN_SplitLine(line, kLineItems, '=', &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Ramp", __FILE__, __LINE__);
+    CMN_ReportUnparsed("Ramp");
     return;
   }
   const RampSubParam* param = find_sub_param(items[0]);

@@ -29,7 +29,7 @@ int range_create(std::unique_ptr<Range>* out) {
   TARN_ASSERT(out != nullptr);
   out->reset(new (std::nothrow) Range);
   if (!*out) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   return 1;
@@ -44,20 +44,19 @@ int range_parse_entry(std::string_view text, const char* corner_name, const char
 void range_report_item_count(size_t found, size_t leading, const char* label) {
   const size_t wanted = leading + kRangeItems;
   if (found > wanted) {
-    RPT_ErrorAtLine("Incorrect Number of Line Items (%d) For %s: Expecting %d",
-                    static_cast<int>(found), label, static_cast<int>(wanted));
+    CMN_ReportItemCount(found, label, wanted);
     return;
   }
   const size_t given = found > leading ? found - leading : 0;
   for (size_t i = given; i < kRangeItems; ++i)
-    RPT_ErrorAtLine("No %s Value Was Provided for %s", kCornerFields[i].lower_name, label);
+    RPT_ErrorAtLine(kNoValueProvided, kCornerFields[i].lower_name, label);
 }
 
 int range_parse(std::string_view line, const char* label, std::unique_ptr<Range>* out) {
   TARN_ASSERT(label != nullptr && out != nullptr);
   ItemList items;
   if (!CMN_SplitLine(line, kRangeItems, 0, &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", label, __FILE__, __LINE__);
+    CMN_ReportUnparsed(label);
     return 0;
   }
   range_report_item_count(items.found, 0, label);

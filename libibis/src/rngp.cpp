@@ -45,7 +45,7 @@ int row_create_empty(std::unique_ptr<RangeRow>* out) {
   TARN_ASSERT(out != nullptr);
   out->reset(new (std::nothrow) RangeRow);
   if (!*out) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   return 1;
@@ -100,7 +100,7 @@ int row_append(RowList* list, const RangeRow& row, size_t* count_out) {
   TARN_ASSERT(list != nullptr && count_out != nullptr);
   RangeRow* added = list->next_slot();
   if (!added) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   *added = row;

@@ -12,6 +12,7 @@ namespace {
 
 constexpr size_t kPinLimit = 5;
 constexpr size_t kSparseItems = 3;  // pin, value, and one more to see excess data
+constexpr char kPinNotFound[] = "Unable to find Pin <%s> in Package Model Pin_Number list.";
 
 std::string str(std::string_view text) { return std::string(text); }
 
@@ -118,7 +119,7 @@ void sparse_line(const Matrix& matrix, MatrixRow* row, std::string_view line,
   const std::string pin = str(items[0]);
   const uint32_t column = position_of(positions, pin);
   if (column == 0) {
-    RPT_ErrorAtLine("Unable to find Pin <%s> in Package Model Pin_Number list.", pin.c_str());
+    RPT_ErrorAtLine(kPinNotFound, pin.c_str());
     return;
   }
   if (column < matrix.rows.size()) {
@@ -196,7 +197,7 @@ bool ROW_Start(Matrix* matrix, std::string_view pin, const PinPositions& positio
   const std::string name = str(pin);
   const uint32_t expected = position_of(positions, name);
   if (expected == 0)
-    RPT_ErrorAtLine("Unable to find Pin <%s> in Package Model Pin_Number list.", name.c_str());
+    RPT_ErrorAtLine(kPinNotFound, name.c_str());
   const auto repeated = matrix->row_pins.find(name);
   for (uint32_t i = 0; repeated != matrix->row_pins.end() && i < repeated->second; ++i)
     RPT_ErrorAtLine("Repeated ROW <%s>.", name.c_str());

@@ -46,7 +46,7 @@ int series_open(std::string_view line, const char* label, std::unique_ptr<Series
   }
   slot->reset(new (std::nothrow) SeriesInfo);
   if (!*slot) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   CMN_CheckKeywordAlone(line, label);

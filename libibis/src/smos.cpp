@@ -28,7 +28,7 @@ SavedWithReading<SeriesMosfetState> g_smos_saved(&g_smos);
 void vds_line(std::string_view line, SeriesMosfet* mosfet) {
   ItemList items;  // once per table
   if (!CMN_SplitLine(line, kVdsItems, '=', &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Vds", __FILE__, __LINE__);
+    CMN_ReportUnparsed("Vds");
     return;
   }
   if (g_smos.vds_line_read) {
@@ -38,7 +38,7 @@ void vds_line(std::string_view line, SeriesMosfet* mosfet) {
   g_smos.vds_line_read = true;
   std::string_view text;
   if (!CMN_AssignedValue(items, "Vds", &text)) {
-    RPT_ErrorAtLine("Invalid %s Line", "Vds");
+    RPT_ErrorAtLine(kInvalidLine, "Vds");
     return;
   }
   double vds = 0.0;
@@ -57,13 +57,13 @@ void series_mosfet_open(std::string_view line, SeriesInfo* info) {
   std::unique_ptr<SeriesMosfet> mosfet(new (std::nothrow) SeriesMosfet);
   // The keyword line was checked above; the table only starts its reading state.
   if (!mosfet || !vi_open(std::string_view(), kLabel, &mosfet->table)) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return;
   }
   try {
     info->series_mosfets.push_back(std::move(mosfet));
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
   }
 }
 

@@ -45,7 +45,7 @@ int submodel_spec_open(std::string_view line, std::unique_ptr<SubmodelSpec>* slo
   }
   slot->reset(new (std::nothrow) SubmodelSpec);
   if (!*slot) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   CMN_CheckKeywordAlone(line, "Submodel Spec");
@@ -57,8 +57,7 @@ void submodel_spec_line(std::string_view line, SubmodelSpec* spec,
   TARN_ASSERT(spec != nullptr);
   ItemList& items = g_smspec.items;
   if (!CMN_SplitLine(line, 1, '=', &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Sub Model Spec Sub-Parameter", __FILE__,
-                  __LINE__);
+    CMN_ReportUnparsed("Sub Model Spec Sub-Parameter");
     return;
   }
   const SpecParam* p = find_param(items[0]);
@@ -70,7 +69,7 @@ void submodel_spec_line(std::string_view line, SubmodelSpec* spec,
   }
   std::unique_ptr<Range>& slot = spec->*p->value;
   if (slot) {
-    RPT_ErrorAtLine("%s Already Defined For Submodel '%s'", p->name,
+    RPT_ErrorAtLine(kAlreadyDefinedForSubmodel, p->name,
                     std::string(submodel_name).c_str());
     return;
   }

@@ -107,7 +107,7 @@ void submodel_name(Submodel& s, std::string_view line) {
     s.name.assign(name);
     g_sub.names.insert(s.name);
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
   }
 }
 
@@ -116,7 +116,7 @@ void submodel_name(Submodel& s, std::string_view line) {
 void submodel_type_line(Submodel& s, std::string_view line) {
   ItemList& items = g_sub.items;
   if (!CMN_SplitLine(line, kTypeLineItems, '=', &items)) {
-    RPT_BugAtLine("Unable to Parse %s: %s %d", "Sub Model Sub-Parameter", __FILE__, __LINE__);
+    CMN_ReportUnparsed("Sub Model Sub-Parameter");
     return;
   }
   constexpr const char* kName = "Submodel_type";
@@ -125,7 +125,7 @@ void submodel_type_line(Submodel& s, std::string_view line) {
     return;
   }
   if (s.submodel_type != SubmodelType::NotGiven) {
-    RPT_ErrorAtLine("%s Already Defined For Submodel '%s'", kName, s.name.c_str());
+    RPT_ErrorAtLine(kAlreadyDefinedForSubmodel, kName, s.name.c_str());
     return;
   }
   s.submodel_type = SubmodelType::NoType;
@@ -329,7 +329,7 @@ void resolve_add_submodels(const IbisDocument& doc) {
   try {
     for (const auto& s : doc.submodels) submodels.insert(s->name);
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return;
   }
   for (auto it = doc.models.rbegin(); it != doc.models.rend(); ++it) {
@@ -355,7 +355,7 @@ void SUBMDL_Init(FileKind) {
   try {
     doc->submodels.push_back(std::make_unique<Submodel>());
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return;
   }
   g_sub.current = doc->submodels.back().get();
@@ -373,7 +373,7 @@ void SUBMDL_Line(LineKind kind, Kw code, std::string_view line) {
   Submodel* s = g_sub.current;
   if (!s) {
     if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Sub Model keyword.");
-    else RPT_ErrorAtLine("Orphan data line keyword.");
+    else RPT_ErrorAtLine(kOrphanDataLineKeyword);
     return;
   }
   if (kind == LineKind::Data) {

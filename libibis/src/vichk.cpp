@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
 #include "libibis/src/mdl_plus.h"
 #include "libibis/src/plaus.h"
@@ -203,7 +204,7 @@ class StateCurves {
       try {
         slot.curve = state_curve(side, corner);
       } catch (const std::bad_alloc&) {
-        RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+        CMN_ReportNoMemory();
       }
     }
     return slot.curve ? &*slot.curve : nullptr;

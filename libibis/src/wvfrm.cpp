@@ -123,7 +123,7 @@ int waveform_create(std::string_view line, const char* label, std::unique_ptr<Wa
   TARN_ASSERT(label != nullptr && out != nullptr);
   out->reset(new (std::nothrow) Waveform);
   if (!*out) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   (*out)->start_line = PRS_GetLineNumber();
@@ -139,7 +139,7 @@ int waveform_open(std::string_view line, WaveformList* list, const char* label) 
   try {
     list->push_back(std::move(waveform));
   } catch (const std::bad_alloc&) {
-    RPT_Bug("Unable to Allocate Memory: %s %d", __FILE__, __LINE__);
+    CMN_ReportNoMemory();
     return 0;
   }
   return 1;
