@@ -783,13 +783,49 @@ void CMN_ReportUnparsed(const char* what, std::source_location where) {
                 static_cast<int>(where.line()));
 }
 
-void CMN_ReportIllegalLineType(std::source_location where) {
-  RPT_BugAtLine("%s:%d:Illegal line type received.", where.file_name(),
-                static_cast<int>(where.line()));
-}
-
 void CMN_ReportIllegalKeyword(std::source_location where) {
   RPT_BugAtLine("%s:%d:Illegal keyword.", where.file_name(), static_cast<int>(where.line()));
+}
+
+namespace {
+
+void report_section_bug(const char* text, BugForm form, const std::source_location& where) {
+  switch (form) {
+    case BugForm::Plain: RPT_Bug("%s", text); break;
+    case BugForm::AtLine: RPT_BugAtLine("%s", text); break;
+    case BugForm::Located:
+      RPT_BugAtLine("%s:%d:%s", where.file_name(), static_cast<int>(where.line()), text);
+      break;
+  }
+}
+
+}  // namespace
+
+bool CMN_SectionTakesLine(LineKind kind, bool owned, bool open, const SectionWords& words,
+                          std::source_location where) {
+  if (kind != LineKind::Keyword && kind != LineKind::Data) {
+    report_section_bug(words.bad_line_kind, words.bug_form, where);
+    return false;
+  }
+  if (!owned) {
+    report_section_bug(words.bad_keyword, words.bug_form, where);
+    return false;
+  }
+  if (!open) {
+    RPT_ErrorAtLine("%s", kind == LineKind::Keyword ? words.orphan_keyword : words.orphan_data);
+    return false;
+  }
+  return true;
+}
+
+void cmn_report_no_document(const SectionWords& words, const std::source_location& where) {
+  TARN_ASSERT(words.no_document != nullptr);
+  report_section_bug(words.no_document, words.no_document_form, where);
+}
+
+void cmn_report_no_record(const SectionWords& words, const std::source_location& where) {
+  if (words.no_record) RPT_ErrorAtLine("%s", words.no_record);
+  else CMN_ReportNoMemory(where);
 }
 
 }  // namespace tarn

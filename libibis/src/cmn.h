@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <new>
 #include <source_location>
 #include <span>
@@ -43,10 +44,44 @@ void CMN_ReportNoMemory(std::source_location where = std::source_location::curre
 /// A line the splitter could not take apart (memory), `what` naming the line.
 void CMN_ReportUnparsed(const char* what,
                         std::source_location where = std::source_location::current());
-/// A line neither keyword nor data handed to a section.
-void CMN_ReportIllegalLineType(std::source_location where = std::source_location::current());
 /// A keyword routed to a section whose switch has no case for it.
 void CMN_ReportIllegalKeyword(std::source_location where = std::source_location::current());
+
+// The start of each section's _Init and _Line is shared; each section keeps its own words for
+// the faults found there.
+
+/// How a program bug is written: plainly, at the line being read, or at that line and prefixed
+/// with the place in the code that found it.
+enum class BugForm : int { Plain, AtLine, Located };
+
+/// A section's words for the faults at the start of its _Init and _Line: no document to hold
+/// a new record (null: the reader always has one), memory for the record (null: the common
+/// memory bug), a line that is neither keyword nor data, a keyword the section does not own,
+/// and a keyword or data line while none of its records is open.
+struct SectionWords {
+  BugForm bug_form;
+  const char* no_document;
+  BugForm no_document_form;
+  const char* no_record;
+  const char* bad_line_kind;
+  const char* bad_keyword;
+  const char* orphan_keyword;
+  const char* orphan_data;
+};
+
+/// The common start of a section's _Line: true when the line is the section's to read;
+/// otherwise its fault is reported in the section's words. `owned`: the section owns the
+/// line's keyword; `open`: one of its records is open.
+[[nodiscard]] bool CMN_SectionTakesLine(LineKind kind, bool owned, bool open,
+                                        const SectionWords& words,
+                                        std::source_location where =
+                                            std::source_location::current());
+
+/// The common start of a section's _Init: a new record at the end of `records` (null when
+/// there is no document to hold it), or null once the fault is reported.
+template <class T>
+T* CMN_OpenRecord(std::vector<std::unique_ptr<T>>* records, const SectionWords& words,
+                  std::source_location where = std::source_location::current());
 
 /// Result of reading a scaled number.
 enum NumberResult : int { kNumberInvalid = 0, kNumberValid = 1, kNumberSuspicious = 2 };
@@ -285,6 +320,25 @@ int CMN_LookupName(std::span<const NamedCode<Code>> rows, std::string_view value
   }
   cmn_report_unknown_name(what, value);
   return 0;
+}
+
+void cmn_report_no_document(const SectionWords& words, const std::source_location& where);
+void cmn_report_no_record(const SectionWords& words, const std::source_location& where);
+
+template <class T>
+T* CMN_OpenRecord(std::vector<std::unique_ptr<T>>* records, const SectionWords& words,
+                  std::source_location where) {
+  if (!records) {
+    cmn_report_no_document(words, where);
+    return nullptr;
+  }
+  try {
+    records->push_back(std::make_unique<T>());
+  } catch (const std::bad_alloc&) {
+    cmn_report_no_record(words, where);
+    return nullptr;
+  }
+  return records->back().get();
 }
 
 void cmn_report_alloc_failure(bool realloc, size_t count);

@@ -26,6 +26,10 @@ struct ComponentState {
 };
 
 ComponentState g_cmpnt;
+constexpr SectionWords kWords{BugForm::Located, nullptr, BugForm::Located,
+                              "Unable to create new CMPNT.", "Illegal line type passed to cmpnt.",
+                              "Illegal keyword passed to cmpnt.", "Orphan Component keyword.",
+                              kOrphanDataLineKeyword};
 SavedWithReading<ComponentState> g_cmpnt_saved(&g_cmpnt);
 
 // Si_location and Timing_location came with IBIS 3.2; under the 2.1 rules [Component] takes
@@ -162,33 +166,16 @@ void CMPNT_Reset() {
 }
 
 void CMPNT_Init(FileKind) {
-  IbisDocument* doc = IBIS_Current();
-  TARN_ASSERT(doc != nullptr);
   g_cmpnt = ComponentState{};
-  try {
-    doc->components.push_back(std::make_unique<Component>());
-  } catch (const std::bad_alloc&) {
-    RPT_ErrorAtLine("Unable to create new CMPNT.");
-    return;
-  }
-  g_cmpnt.current = doc->components.back().get();
+  IbisDocument* doc = IBIS_Current();
+  g_cmpnt.current = CMN_OpenRecord(doc ? &doc->components : nullptr, kWords);
 }
 
 void CMPNT_Line(LineKind kind, Kw code, std::string_view line) {
-  if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    RPT_BugAtLine("%s:%d:Illegal line type passed to cmpnt.", __FILE__, __LINE__);
-    return;
-  }
-  if (!kw_in(code, Kw::COMPONENT, Kw::SERIES_PIN_MAPPING)) {
-    RPT_BugAtLine("%s:%d:Illegal keyword passed to cmpnt.", __FILE__, __LINE__);
-    return;
-  }
   Component* c = g_cmpnt.current;
-  if (!c) {
-    if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Component keyword.");
-    else RPT_ErrorAtLine(kOrphanDataLineKeyword);
+  if (!CMN_SectionTakesLine(kind, kw_in(code, Kw::COMPONENT, Kw::SERIES_PIN_MAPPING), c != nullptr,
+                            kWords))
     return;
-  }
   if (kind == LineKind::Keyword) keyword_line(*c, code, line);
   else data_line(*c, line);
 }

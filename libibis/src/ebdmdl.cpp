@@ -53,6 +53,10 @@ struct BoardState {
 };
 
 BoardState g_ebd;
+constexpr SectionWords kWords{BugForm::Located, "EBDMDL_Init unable to get IBIS?", BugForm::Located,
+                              "Unable to create new EBDMDL.", "Illegal line type received.",
+                              nullptr, "Orphan Electrical Board Description keyword.",
+                              kOrphanDataLine};
 SavedWithReading<BoardState> g_ebd_saved(&g_ebd);
 
 // The files read for the parts of boards. A nested reading resets and restores the section
@@ -729,30 +733,12 @@ void EBDMDL_Reset() { g_ebd = BoardState{}; }
 void EBDMDL_Init(FileKind) {
   finish_open_description();
   IbisDocument* doc = IBIS_Current();
-  if (!doc) {
-    RPT_BugAtLine("%s:%d:EBDMDL_Init unable to get IBIS?", __FILE__, __LINE__);
-    return;
-  }
-  try {
-    doc->boards.push_back(std::make_unique<BoardDescription>());
-  } catch (const std::bad_alloc&) {
-    RPT_ErrorAtLine("Unable to create new EBDMDL.");
-    return;
-  }
-  g_ebd.current = doc->boards.back().get();
+  g_ebd.current = CMN_OpenRecord(doc ? &doc->boards : nullptr, kWords);
 }
 
 void EBDMDL_Line(LineKind kind, Kw code, std::string_view line) {
-  if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    CMN_ReportIllegalLineType();
-    return;
-  }
   BoardDescription* b = g_ebd.current;
-  if (!b) {
-    if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Electrical Board Description keyword.");
-    else RPT_ErrorAtLine(kOrphanDataLine);
-    return;
-  }
+  if (!CMN_SectionTakesLine(kind, true, b != nullptr, kWords)) return;
   if (kind == LineKind::Keyword) keyword_line(*b, code, line);
   else data_line(*b, line);
 }

@@ -160,6 +160,9 @@ struct ModelState {
 };
 
 ModelState g_mdl;
+constexpr SectionWords kWords{BugForm::AtLine, nullptr, BugForm::AtLine, nullptr,
+                              "Bad line type passed to mdl.", "Bad keyword type passed to mdl.",
+                              "Orphan Model keyword.", kOrphanDataLineKeyword};
 SavedWithReading<ModelState> g_mdl_saved(&g_mdl);
 
 std::string str(std::string_view text) { return std::string(text); }
@@ -645,31 +648,12 @@ void MDL_Reset() { g_mdl = ModelState{}; }
 void MDL_Init(FileKind) {
   end_current_model();  // when no keyword outside the model closed it
   IbisDocument* doc = IBIS_Current();
-  TARN_ASSERT(doc != nullptr);
-  try {
-    doc->models.push_back(std::make_unique<IbisModel>());
-  } catch (const std::bad_alloc&) {
-    CMN_ReportNoMemory();
-    return;
-  }
-  g_mdl.current = doc->models.back().get();
+  g_mdl.current = CMN_OpenRecord(doc ? &doc->models : nullptr, kWords);
 }
 
 void MDL_Line(LineKind kind, Kw code, std::string_view line) {
-  if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    RPT_BugAtLine("Bad line type passed to mdl.");
-    return;
-  }
-  if (!is_model_keyword(code)) {
-    RPT_BugAtLine("Bad keyword type passed to mdl.");
-    return;
-  }
   IbisModel* m = g_mdl.current;
-  if (!m) {
-    if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Model keyword.");
-    else RPT_ErrorAtLine(kOrphanDataLineKeyword);
-    return;
-  }
+  if (!CMN_SectionTakesLine(kind, is_model_keyword(code), m != nullptr, kWords)) return;
   if (kind == LineKind::Data) {
     if (g_mdl.keyword) data_line(*m, *g_mdl.keyword, line);
     return;

@@ -27,6 +27,9 @@ struct SelectorState {
 };
 
 SelectorState g_msel;
+constexpr SectionWords kWords{BugForm::Located, "MSEL_Init unable to get IBIS?", BugForm::Located,
+                              "Unable to create new MSEL.", "Illegal line type received.",
+                              nullptr, "Orphan Model Selector keyword.", kOrphanDataLine};
 SavedWithReading<SelectorState> g_msel_saved(&g_msel);
 
 std::string str(std::string_view text) { return std::string(text); }
@@ -135,33 +138,14 @@ void MSEL_Reset() { g_msel = SelectorState{}; }
 void MSEL_Init(FileKind) {
   check_section_if_due();
   IbisDocument* doc = IBIS_Current();
-  if (!doc) {
-    RPT_BugAtLine("%s:%d:MSEL_Init unable to get IBIS?", __FILE__, __LINE__);
-    return;
-  }
-  g_msel.current = nullptr;
   g_msel.models.clear();
-  try {
-    doc->selectors.push_back(std::make_unique<ModelSelector>());
-  } catch (const std::bad_alloc&) {
-    RPT_ErrorAtLine("Unable to create new MSEL.");
-    return;
-  }
-  g_msel.current = doc->selectors.back().get();
-  g_msel.check_due = true;
+  g_msel.current = CMN_OpenRecord(doc ? &doc->selectors : nullptr, kWords);
+  if (g_msel.current) g_msel.check_due = true;
 }
 
 void MSEL_Line(LineKind kind, Kw code, std::string_view line) {
-  if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    CMN_ReportIllegalLineType();
-    return;
-  }
   ModelSelector* s = g_msel.current;
-  if (!s) {
-    if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Model Selector keyword.");
-    else RPT_ErrorAtLine(kOrphanDataLine);
-    return;
-  }
+  if (!CMN_SectionTakesLine(kind, true, s != nullptr, kWords)) return;
   if (kind == LineKind::Data) {
     if (g_msel.keyword == Kw::MODEL_SELECTOR) model_line(*s, line);
     else RPT_ErrorAtLine(kOrphanDataLineOfKeyword);

@@ -42,6 +42,9 @@ struct PackageModelState {
 };
 
 PackageModelState g_pkgmdl;
+constexpr SectionWords kWords{BugForm::Located, "PKGMDL_Init unable to get IBIS?", BugForm::Located,
+                              "Unable to create new PKGMDL.", "Illegal line type received.",
+                              nullptr, "Orphan Package Model keyword.", kOrphanDataLine};
 SavedWithReading<PackageModelState> g_pkgmdl_saved(&g_pkgmdl);
 
 // [Number Of Sections] came with IBIS 3.2; under the 2.1 rules pin lines are plain names.
@@ -423,30 +426,12 @@ void PKGMDL_Init(FileKind) {
   g_pkgmdl.block = BlockState{};
   MTX_Reset();
   IbisDocument* doc = IBIS_Current();
-  if (!doc) {
-    RPT_BugAtLine("%s:%d:PKGMDL_Init unable to get IBIS?", __FILE__, __LINE__);
-    return;
-  }
-  try {
-    doc->package_models.push_back(std::make_unique<PackageModel>());
-  } catch (const std::bad_alloc&) {
-    RPT_ErrorAtLine("Unable to create new PKGMDL.");
-    return;
-  }
-  g_pkgmdl.current = doc->package_models.back().get();
+  g_pkgmdl.current = CMN_OpenRecord(doc ? &doc->package_models : nullptr, kWords);
 }
 
 void PKGMDL_Line(LineKind kind, Kw code, std::string_view line) {
-  if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    CMN_ReportIllegalLineType();
-    return;
-  }
   PackageModel* p = g_pkgmdl.current;
-  if (!p) {
-    if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Package Model keyword.");
-    else RPT_ErrorAtLine(kOrphanDataLine);
-    return;
-  }
+  if (!CMN_SectionTakesLine(kind, true, p != nullptr, kWords)) return;
   if (kind == LineKind::Keyword) keyword_line(*p, code, line);
   else data_line(*p, line);
 }

@@ -78,6 +78,10 @@ struct SubmodelState {
 };
 
 SubmodelState g_sub;
+constexpr SectionWords kWords{BugForm::AtLine, "Unable to get IBIS structure", BugForm::Plain,
+                              nullptr, "Bad line type passed to submdl.",
+                              "Bad keyword type passed to submdl.", "Orphan Sub Model keyword.",
+                              kOrphanDataLineKeyword};
 SavedWithReading<SubmodelState> g_sub_saved(&g_sub);
 
 std::string str(std::string_view text) { return std::string(text); }
@@ -348,34 +352,12 @@ void SUBMDL_Reset() { g_sub = SubmodelState{}; }
 void SUBMDL_Init(FileKind) {
   end_current_submodel();  // when no keyword outside the submodel closed it
   IbisDocument* doc = IBIS_Current();
-  if (!doc) {
-    RPT_Bug("Unable to get IBIS structure");
-    return;
-  }
-  try {
-    doc->submodels.push_back(std::make_unique<Submodel>());
-  } catch (const std::bad_alloc&) {
-    CMN_ReportNoMemory();
-    return;
-  }
-  g_sub.current = doc->submodels.back().get();
+  g_sub.current = CMN_OpenRecord(doc ? &doc->submodels : nullptr, kWords);
 }
 
 void SUBMDL_Line(LineKind kind, Kw code, std::string_view line) {
-  if (kind != LineKind::Keyword && kind != LineKind::Data) {
-    RPT_BugAtLine("Bad line type passed to submdl.");
-    return;
-  }
-  if (!is_submodel_keyword(code)) {
-    RPT_BugAtLine("Bad keyword type passed to submdl.");
-    return;
-  }
   Submodel* s = g_sub.current;
-  if (!s) {
-    if (kind == LineKind::Keyword) RPT_ErrorAtLine("Orphan Sub Model keyword.");
-    else RPT_ErrorAtLine(kOrphanDataLineKeyword);
-    return;
-  }
+  if (!CMN_SectionTakesLine(kind, is_submodel_keyword(code), s != nullptr, kWords)) return;
   if (kind == LineKind::Data) {
     if (g_sub.keyword) data_line(*s, *g_sub.keyword, line);
     return;
