@@ -52,16 +52,8 @@ struct BoardState {
   DescriptionState description;
 };
 
-BoardState g_ebd;
-constexpr SectionWords kWords{BugForm::Located, "EBDMDL_Init unable to get IBIS?", BugForm::Located,
-                              "Unable to create new EBDMDL.", "Illegal line type received.",
-                              nullptr, "Orphan Electrical Board Description keyword.",
-                              kOrphanDataLine};
-SavedWithReading<BoardState> g_ebd_saved(&g_ebd);
-
-// The files read for the parts of boards. A nested reading resets and restores the section
-// states, so this lives apart from them: only the board module changes it, around each
-// reading of a part's file, and a top-level reading starts and ends it.
+// The files read for the parts of boards. Only the board module changes them, around each
+// reading of a part's file; a top-level reading starts and ends them.
 struct PartFiles {
   struct Link {
     std::string key;    // the file, canonical, for comparing
@@ -80,7 +72,20 @@ struct PartFiles {
   std::unordered_map<const BoardDescription*, std::unordered_set<std::string_view>> board_pins;
 };
 
-PartFiles g_parts;
+// A nested reading resets and restores `board`, the state of the reading; `parts` lives apart
+// from it, as it spans the readings nested in one top-level reading.
+struct BoardModule {
+  BoardState board;
+  PartFiles parts;
+};
+
+BoardModule g_ebd;
+constexpr SectionWords kWords{BugForm::Located, "EBDMDL_Init unable to get IBIS?", BugForm::Located,
+                              "Unable to create new EBDMDL.", "Illegal line type received.",
+                              nullptr, "Orphan Electrical Board Description keyword.",
+                              kOrphanDataLine};
+SavedWithReading<BoardState> g_ebd_saved(&g_ebd.board);
+
 
 // Words that begin the items of a path line; a pin of that name is likely a slip.
 constexpr std::string_view kPathWords[] = {"Pin", "Node", "Len", "Fork", "Endfork", "NC"};
@@ -92,7 +97,7 @@ using Report = void (*)(const char* fmt, ...);
 
 // A path's fork left open is reported where it is found, then closed.
 void close_open_forks(Report report) {
-  DescriptionState& d = g_ebd.description;
+  DescriptionState& d = g_ebd.board.description;
   d.ignored_forks = 0;
   if (d.chain.open_forks() == 0) return;
   report("Detected previous unterminated Forks");
@@ -113,7 +118,7 @@ void number_of_pins(BoardDescription& b, std::string_view value) {
 }
 
 void pin_list(std::string_view headers) {
-  DescriptionState& d = g_ebd.description;
+  DescriptionState& d = g_ebd.board.description;
   if (d.pin_list_seen) RPT_ErrorAtLine("Duplicate [Pin List] keyword found.");
   d.pin_list_seen = true;
   if (!CMN_SplitLine(headers, 1, 0, &d.items)) return;
@@ -123,7 +128,7 @@ void pin_list(std::string_view headers) {
 }
 
 void path_description(BoardDescription& b, std::string_view argument) {
-  DescriptionState& d = g_ebd.description;
+  DescriptionState& d = g_ebd.board.description;
   close_open_forks(RPT_ErrorAtLine);
   d.chain.stop();
   try {
@@ -140,7 +145,7 @@ void path_description(BoardDescription& b, std::string_view argument) {
 }
 
 void keyword_line(BoardDescription& b, Kw code, std::string_view line) {
-  DescriptionState& d = g_ebd.description;
+  DescriptionState& d = g_ebd.board.description;
   d.last = code;
   const std::string_view argument = CMN_KeywordArgument(line);
   switch (code) {
@@ -178,13 +183,13 @@ bool store_pin(BoardDescription& b, std::string name) {
     else CMN_ReportPinNotAllocated();
     return false;
   }
-  if (!g_ebd.description.pin_names.insert(std::move(name)).second)
+  if (!g_ebd.board.description.pin_names.insert(std::move(name)).second)
     CMN_ReportDuplicatePin(b.pins.back().name);
   return true;
 }
 
 void pin_line(BoardDescription& b, std::string_view line) {
-  ItemList& items = g_ebd.description.items;
+  ItemList& items = g_ebd.board.description.items;
   if (!CMN_SplitLine(line, 2, 0, &items)) return;
   if (items.found == 0) {
     RPT_ErrorAtLine("No Pin_name found .");
@@ -226,7 +231,7 @@ void add_point(ChainElementKind kind, std::string_view designator, std::string_v
     return;
   }
   try {
-    g_ebd.description.chain.add(std::move(element));
+    g_ebd.board.description.chain.add(std::move(element));
   } catch (const std::bad_alloc&) {
     RPT_ErrorAtLine("Cannot allocate path element");
   }
@@ -236,7 +241,7 @@ void add_point(ChainElementKind kind, std::string_view designator, std::string_v
 template <class Add>
 void add_element(Add add) {
   try {
-    add(g_ebd.description.chain);
+    add(g_ebd.board.description.chain);
   } catch (const std::bad_alloc&) {
     RPT_ErrorAtLine("Could not allocate path element");
   }
@@ -285,7 +290,7 @@ void node_token(const BoardPath& path, std::string_view* rest) {
 
 // A section begins at `text`; false when a finding ended the line.
 bool section_token(std::string_view text, std::string_view* rest) {
-  if (!g_ebd.description.chain.may_continue()) return false;
+  if (!g_ebd.board.description.chain.may_continue()) return false;
   PinSection section;
   if (!SECT_ReadSection(text, &section, rest)) return false;
   add_element([&](ChainBuilder& chain) { chain.add(section); });
@@ -293,7 +298,7 @@ bool section_token(std::string_view text, std::string_view* rest) {
 }
 
 void fork_token() {
-  DescriptionState& d = g_ebd.description;
+  DescriptionState& d = g_ebd.board.description;
   if (d.chain.open_forks() >= static_cast<size_t>(kForkDepthLimit)) {
     RPT_ErrorAtLine("Forks nested deeper than %d levels; this Fork and its Endfork are ignored",
                     kForkDepthLimit);
@@ -304,7 +309,7 @@ void fork_token() {
 }
 
 void endfork_token() {
-  DescriptionState& d = g_ebd.description;
+  DescriptionState& d = g_ebd.board.description;
   if (d.ignored_forks > 0) --d.ignored_forks;
   else (void)d.chain.close_fork();
 }
@@ -350,7 +355,7 @@ bool path_token(const BoardPath& path, std::string_view text, std::string_view* 
 
 void path_line(BoardDescription& b, std::string_view line) {
   // Without a path (it could not be made, which was reported) the line has nowhere to go.
-  if (b.paths.empty() || !g_ebd.description.chain.started()) return;
+  if (b.paths.empty() || !g_ebd.board.description.chain.started()) return;
   const BoardPath& path = b.paths.back();
   std::string_view rest = line.substr(CMN_SkipSpace(line, 0));
   while (!rest.empty()) {
@@ -384,7 +389,7 @@ FileKind map_file_kind(const std::string& name) {
 // An entry missing its file or component still defines its designator; a repeated designator
 // is reported and the first entry kept.
 void map_line(BoardDescription& b, std::string_view line) {
-  DescriptionState& d = g_ebd.description;
+  DescriptionState& d = g_ebd.board.description;
   const ItemList& items = d.items;
   if (!CMN_SplitLine(line, 3, 0, &d.items)) return;
   if (items.found == 0) {
@@ -422,7 +427,7 @@ void map_line(BoardDescription& b, std::string_view line) {
 }
 
 void data_line(BoardDescription& b, std::string_view line) {
-  switch (g_ebd.description.last) {
+  switch (g_ebd.board.description.last) {
     case Kw::PIN_LIST: pin_line(b, line); break;
     case Kw::PATH_DESCRIPTION: path_line(b, line); break;
     case Kw::REFERENCE_DESIGNATOR_MAP: map_line(b, line); break;
@@ -480,12 +485,12 @@ void check_pin_references(const BoardDescription& b) {
 }
 
 void check_path_points(const BoardDescription& b) {
-  const std::unordered_set<std::string>& pins = g_ebd.description.pin_names;
+  const std::unordered_set<std::string>& pins = g_ebd.board.description.pin_names;
   walk_points(b, ChainElementKind::Pin, [&](const BoardPath& path, const ChainElement& e) {
     if (pins.count(e.pin) == 0)
       RPT_Error("Pin '%s' used in Path '%s' not defined", e.pin.c_str(), path.name.c_str());
   });
-  const std::unordered_set<std::string>& designators = g_ebd.description.designators;
+  const std::unordered_set<std::string>& designators = g_ebd.board.description.designators;
   walk_points(b, ChainElementKind::Node, [&](const BoardPath& path, const ChainElement& e) {
     if (designators.count(e.designator) == 0)
       RPT_Error("Reference Designator '%s' used in Path '%s' not defined", e.designator.c_str(),
@@ -514,7 +519,7 @@ void check_paths(const BoardDescription& b) {
 }
 
 void end_of_description(const BoardDescription& b) {
-  const DescriptionState& d = g_ebd.description;
+  const DescriptionState& d = g_ebd.board.description;
   check_texts(b);
   if (!d.pin_list_seen) RPT_Error("Required keyword Pin_List not found.");
   else CMN_CheckPinNamesFound(b.number_of_pins, static_cast<uint32_t>(b.pins.size()));
@@ -527,10 +532,10 @@ void end_of_description(const BoardDescription& b) {
 // A description is ended by the next keyword outside it, by the next description when an
 // unknown keyword came between, or by the end of the file.
 void finish_open_description() {
-  if (!g_ebd.current) return;
-  end_of_description(*g_ebd.current);
-  g_ebd.current = nullptr;
-  g_ebd.description = DescriptionState{};
+  if (!g_ebd.board.current) return;
+  end_of_description(*g_ebd.board.current);
+  g_ebd.board.current = nullptr;
+  g_ebd.board.description = DescriptionState{};
 }
 
 // ------------------------------------------------------------------------------------------
@@ -575,7 +580,7 @@ std::optional<std::string> find_file(const std::string& directory, const std::st
 const std::optional<PartFiles::Located>& locate(const std::string& name) {
   std::string directory;
   CMN_SourceDirectory(&directory);
-  const auto [it, added] = g_parts.located.try_emplace(directory + '\0' + name);
+  const auto [it, added] = g_ebd.parts.located.try_emplace(directory + '\0' + name);
   if (added) {
     const std::optional<std::string> path = find_file(directory, name);
     if (path) it->second = PartFiles::Located{*path, file_key(*path)};
@@ -585,12 +590,12 @@ const std::optional<PartFiles::Located>& locate(const std::string& name) {
 
 // The reading in progress that references start from.
 void begin_parts() {
-  g_parts = PartFiles{};
-  g_parts.chain.push_back({file_key(PRS_GetFileName()), IBIS_CallingFileName()});
+  g_ebd.parts = PartFiles{};
+  g_ebd.parts.chain.push_back({file_key(PRS_GetFileName()), IBIS_CallingFileName()});
 }
 
 const IbisDocument* read_part_file(const PartFiles::Located& file, FileKind kind) {
-  PartFiles& s = g_parts;
+  PartFiles& s = g_ebd.parts;
   // The file's place is made before the reading, so that its document always has a home; a
   // file whose place is left empty counts as one that could not be read.
   std::unique_ptr<IbisDocument>* slot = nullptr;
@@ -618,7 +623,7 @@ const IbisDocument* part_document(const BoardDescription& b, const ReferenceDesi
               r.name.c_str());
     return nullptr;
   }
-  const PartFiles& s = g_parts;
+  const PartFiles& s = g_ebd.parts;
   if (file->key == s.chain.back().key) {
     if (r.component != b.name) return IBIS_Current();
     RPT_Error("Reference Designator '%s' refers to the Component '%s' itself being defined",
@@ -656,7 +661,7 @@ struct PartPins {
 };
 
 const std::unordered_set<std::string_view>* pins_of(const BoardDescription* board) {
-  const auto [it, added] = g_parts.board_pins.try_emplace(board);
+  const auto [it, added] = g_ebd.parts.board_pins.try_emplace(board);
   if (added)
     for (const BoardPin& pin : board->pins) it->second.insert(pin.name);
   return &it->second;
@@ -728,16 +733,16 @@ void check_duplicates(const IbisDocument& doc) {
 
 }  // namespace
 
-void EBDMDL_Reset() { g_ebd = BoardState{}; }
+void EBDMDL_Reset() { g_ebd.board = BoardState{}; }
 
 void EBDMDL_Init(FileKind) {
   finish_open_description();
   IbisDocument* doc = IBIS_Current();
-  g_ebd.current = CMN_OpenRecord(doc ? &doc->boards : nullptr, kWords);
+  g_ebd.board.current = CMN_OpenRecord(doc ? &doc->boards : nullptr, kWords);
 }
 
 void EBDMDL_Line(LineKind kind, Kw code, std::string_view line) {
-  BoardDescription* b = g_ebd.current;
+  BoardDescription* b = g_ebd.board.current;
   if (!CMN_SectionTakesLine(kind, true, b != nullptr, kWords)) return;
   if (kind == LineKind::Keyword) keyword_line(*b, code, line);
   else data_line(*b, line);
@@ -753,10 +758,10 @@ void EBDMDL_EndOfFile(bool nested) {
   TARN_ASSERT(doc != nullptr);
   finish_open_description();
   // A file read by itself, or by a caller other than a board, starts the chain of files.
-  const bool first = !nested || g_parts.chain.empty();
+  const bool first = !nested || g_ebd.parts.chain.empty();
   if (first) begin_parts();
   for (const auto& board : doc->boards) check_parts(*board);
-  if (first) g_parts = PartFiles{};
+  if (first) g_ebd.parts = PartFiles{};
   check_duplicates(*doc);
 }
 

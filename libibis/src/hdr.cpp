@@ -26,8 +26,14 @@ struct HeaderState {
 
 HeaderState g_hdr;
 SavedWithReading<HeaderState> g_hdr_saved(&g_hdr);
-bool g_accept_version1 = false;
-bool g_accept_newer = false;
+// The caller's choices for the readings it starts (and those nested in them), so a reading
+// does not reset them.
+struct HeaderSettings {
+  bool accept_version1 = false;
+  bool accept_newer = false;
+};
+
+HeaderSettings g_hdr_settings;
 
 bool& seen(Kw code) { return g_hdr.seen[kw_int(code)]; }
 
@@ -44,14 +50,14 @@ bool any_other_header_seen() {
 
 // The rules a later version brings, when the caller accepts later versions.
 NewerRules newer_rules(std::string_view text) {
-  return g_accept_newer ? NEWER_RulesFor(text) : NewerRules{};
+  return g_hdr_settings.accept_newer ? NEWER_RulesFor(text) : NewerRules{};
 }
 
 bool accepted_version(std::string_view text) {
   for (std::string_view v : {"2.0", "2.1", "3.0", "3.1", "3.2"})
     if (text == v) return true;
   if (newer_rules(text).declared != 0) return true;
-  return g_accept_version1 && text.substr(0, 2) == "1.";
+  return g_hdr_settings.accept_version1 && text.substr(0, 2) == "1.";
 }
 
 void ibis_ver(FileHeader& h, std::string_view text) {
@@ -214,11 +220,11 @@ void HDR_KeywordDone(Kw) {}
 
 bool HDR_VersionSeen() { return g_hdr.seen[kw_int(Kw::IBIS_VER)]; }
 
-void HDR_SetAcceptVersion1(bool accept) { g_accept_version1 = accept; }
-bool HDR_AcceptsVersion1() { return g_accept_version1; }
+void HDR_SetAcceptVersion1(bool accept) { g_hdr_settings.accept_version1 = accept; }
+bool HDR_AcceptsVersion1() { return g_hdr_settings.accept_version1; }
 
-void HDR_SetAcceptNewer(bool accept) { g_accept_newer = accept; }
-bool HDR_AcceptNewer() { return g_accept_newer; }
+void HDR_SetAcceptNewer(bool accept) { g_hdr_settings.accept_newer = accept; }
+bool HDR_AcceptNewer() { return g_hdr_settings.accept_newer; }
 
 namespace {
 

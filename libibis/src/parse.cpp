@@ -192,14 +192,19 @@ struct ReaderState {
 ReaderState g_prs;
 SavedWithReading<ReaderState> g_prs_saved(&g_prs);
 
-// Process-wide on purpose: the tab warning is given once for the life of the library.
-bool g_tab_reported = false;
-bool g_silence_illegal = false;
-bool g_banner_enabled = true;
-DispatchObserver g_observer = nullptr;
+// What a reading leaves as it found it: the caller's settings, which apply to the readings
+// nested in the one it starts, and the tab warning, given once for the life of the library.
+struct ReaderSettings {
+  bool silence_illegal = false;
+  bool banner_enabled = true;
+  DispatchObserver observer = nullptr;
+  bool tab_reported = false;
+};
+
+ReaderSettings g_prs_settings;
 
 void observe(DispatchEvent event, Section section, LineKind kind, Kw code, std::string_view line) {
-  if (g_observer) g_observer(event, section, kind, code, line);
+  if (g_prs_settings.observer) g_prs_settings.observer(event, section, kind, code, line);
 }
 
 constexpr size_t kCodes = kw_int(Kw::KEYWORD_COUNT);
@@ -342,7 +347,7 @@ void open_section(Kw code) {
 }
 
 void print_banner() {
-  if (g_prs.banner_printed || !g_banner_enabled) return;
+  if (g_prs.banner_printed || !g_prs_settings.banner_enabled) return;
   g_prs.banner_printed = true;
   std::printf("\nChecking %s for IBIS %s Compatibility...\n\n", g_prs.file_name.c_str(),
               g_prs.version >= 3 ? "3.2" : "2.1");
@@ -435,9 +440,9 @@ std::string_view check_line(char* buffer, size_t length) {
   else if (length > line_warn_length())
     RPT_WarningAtLine("Exceeds official IBIS maximum length of %d chararacters.",
                       static_cast<int>(line_warn_length()));
-  if (!g_tab_reported && std::memchr(buffer, '\t', length) != nullptr) {
+  if (!g_prs_settings.tab_reported && std::memchr(buffer, '\t', length) != nullptr) {
     RPT_WarningAtLine("IBIS files should not contain tab characters.");
-    g_tab_reported = true;
+    g_prs_settings.tab_reported = true;
   }
   return std::string_view(buffer, length);
 }
@@ -567,7 +572,7 @@ int LineSource::peek() {
 }
 
 void LineSource::illegal(unsigned char c, bool room) {
-  if (!report_ || g_silence_illegal) return;
+  if (!report_ || g_prs_settings.silence_illegal) return;
   const char* suffix = room ? "  Converting to space." : "";
   static constexpr char kText[] = "Found illegal %s character (Hex code %x).%s";
   if (c == 0) {
@@ -736,9 +741,9 @@ void PRS_SetVersion(int version) { g_prs.version = version; }
 int PRS_GetVersion() { return g_prs.version; }
 void PRS_SetSwitchGroupOpen(bool open) { g_prs.switch_group_open = open; }
 bool PRS_SwitchGroupOpen() { return g_prs.switch_group_open; }
-void PRS_SetSilenceIllegalChars(bool silence) { g_silence_illegal = silence; }
-void PRS_SetBannerEnabled(bool enabled) { g_banner_enabled = enabled; }
-bool PRS_BannerEnabled() { return g_banner_enabled; }
-void PRS_SetDispatchObserver(DispatchObserver observer) { g_observer = observer; }
+void PRS_SetSilenceIllegalChars(bool silence) { g_prs_settings.silence_illegal = silence; }
+void PRS_SetBannerEnabled(bool enabled) { g_prs_settings.banner_enabled = enabled; }
+bool PRS_BannerEnabled() { return g_prs_settings.banner_enabled; }
+void PRS_SetDispatchObserver(DispatchObserver observer) { g_prs_settings.observer = observer; }
 
 }  // namespace tarn

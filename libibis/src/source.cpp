@@ -14,8 +14,14 @@
 namespace tarn {
 namespace {
 
-CentralLibraryService g_default_service;
-CentralLibraryService* g_service = &g_default_service;
+// The central-library service the host installed, kept for the life of the library: readings
+// use it, none of them changes it.
+struct SourceState {
+  CentralLibraryService default_service;
+  CentralLibraryService* service = &default_service;
+};
+
+SourceState g_src;
 
 // Room for the 1,024 characters the probe looks at, the line feed and the terminator.
 constexpr size_t kProbeBuffer = 1026;
@@ -154,7 +160,7 @@ void CentralLibraryService::termCentralLibrary() {}
 
 void IBIS_SetCentralLibraryService(CentralLibraryService* service) {
   ApiGuard guard;
-  g_service = service ? service : &g_default_service;
+  g_src.service = service ? service : &g_src.default_service;
 }
 
 int IBIS_KindOf(const char* file_name) {
@@ -202,11 +208,11 @@ int IBIS_ReadWithContext(const char* context_path, const char* source, std::FILE
                          IbisDocument** document_out) {
   ApiGuard guard;
   const std::string_view context = context_path ? context_path : "";
-  if (ends_with_no_case(context, ".lmc")) g_service->initCentralLibrary(0, context_path);
-  else if (ends_with_no_case(context, ".prj")) g_service->initCentralLibrary(1, context_path);
+  if (ends_with_no_case(context, ".lmc")) g_src.service->initCentralLibrary(0, context_path);
+  else if (ends_with_no_case(context, ".prj")) g_src.service->initCentralLibrary(1, context_path);
   const int result =
       ibis_read_result(ibis_read({source, {}}, report, wanted_by(document_out)), document_out);
-  g_service->termCentralLibrary();
+  g_src.service->termCentralLibrary();
   return result;
 }
 
