@@ -7,8 +7,6 @@
 #include <cstring>
 
 #include "libibis/src/chars.h"
-#include "libibis/src/newer.h"
-#include "libibis/src/parse.h"
 #include "libibis/src/reading_state.h"
 
 namespace tarn {
@@ -399,20 +397,8 @@ void cmn_report_unknown_name(const char* what, std::string_view value) {
   RPT_ErrorAtLine("Invalid %s (\"%s\")", what, std::string(value).c_str());
 }
 
-size_t CMN_FileNameLimit() {
-  constexpr size_t kDos = 24;
-  // The 7.0 file-naming change aims at the path lengths of current systems.
-  constexpr size_t kFree = 256;
-  return NEWER_Rules().free_file_names ? kFree : kDos;
-}
-
-size_t CMN_ModelNameLimit() {
-  constexpr size_t kShort = 20;
-  constexpr size_t kLong = 40;
-  return NEWER_Rules().long_names ? kLong : kShort;
-}
-
-std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* cut_out) {
+std::string_view CMN_OpenerName(const ItemList& items, const char* label, size_t limit,
+                                bool* cut_out) {
   TARN_ASSERT(label != nullptr && cut_out != nullptr);
   *cut_out = false;
   if (items.found == 0) {
@@ -423,7 +409,6 @@ std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* 
     RPT_ErrorAtLine(kKeywordItemCount,
                     static_cast<int>(items.found), label, 1);
   const std::string_view name = items[0];
-  const size_t limit = CMN_ModelNameLimit();
   if (name.size() <= limit) return name;
   RPT_ErrorAtLine("%s Name Over %d Characters Long", label, static_cast<int>(limit));
   *cut_out = true;
@@ -467,12 +452,6 @@ int CMN_SetOnce(std::string* dest, std::string_view text, size_t limit, const ch
   return 1;
 }
 
-void CMN_RequireKeyword(const char* keyword, bool found) {
-  TARN_ASSERT(keyword != nullptr);
-  if (found) return;
-  RPT_Error("Required keyword '%s' not found in file '%s'.", keyword, PRS_GetFileName().c_str());
-}
-
 int CMN_IsReservedWord(std::string_view text) {
   for (const char* word : kReservedWords)
     if (CMN_EqualNoCase(text, word)) return 0;
@@ -491,11 +470,11 @@ void CMN_MarkerKeyword(bool* seen, const char* label, std::string_view argument)
   *seen = true;
 }
 
-size_t CMN_CheckFileNameCharacters(std::string_view name) {
+size_t CMN_CheckFileNameCharacters(std::string_view name, bool capitals_allowed) {
   const std::string text = str(name);
   size_t periods = 0;
   for (char c : text) {
-    if (is_upper(c) && !NEWER_Rules().free_file_names) {
+    if (is_upper(c) && !capitals_allowed) {
       RPT_ErrorAtLine("File_name '%s' contains an upper case character '%c'.", text.c_str(), c);
     } else if (!dos_character(c)) {
       RPT_ErrorAtLine("File_name '%s' contains a character '%c' that is illegal for DOS.",

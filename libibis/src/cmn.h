@@ -1,5 +1,7 @@
 // Common field parsing shared by every section: scaled numbers, NA, items, bounded texts,
-// reserved words, R/L/C section items, source names and guarded allocation.
+// reserved words, R/L/C section items, source names and guarded allocation; the texts that
+// several sections report and the start of each section's _Init and _Line. Below every
+// reader module: it includes none of them.
 #pragma once
 
 #include <cstdint>
@@ -170,19 +172,15 @@ template <class Code>
 /// The name on the keyword line that opens a model, selector or submodel, from the items of the
 /// text after the keyword, under the rules they share (`label`: "Model", "Sub Model"...): no
 /// item is reported and gives an empty name; more items are reported and the first is taken; a
-/// name over 20 characters is reported and cut, which `*cut_out` tells.
-std::string_view CMN_OpenerName(const ItemList& items, const char* label, bool* cut_out);
-/// The longest name of a model, selector or submodel, wherever it is written, and of a pin's
-/// signal: 20 characters, 40 from IBIS 4.2.
-size_t CMN_ModelNameLimit();
+/// name over `limit` characters is reported and cut, which `*cut_out` tells.
+std::string_view CMN_OpenerName(const ItemList& items, const char* label, size_t limit,
+                                bool* cut_out);
 
 /// Copies at most `limit` characters; warns when the text is too long or empty.
 void CMN_CopyField(std::string* dest, std::string_view text, size_t limit, const char* keyword);
 /// CMN_CopyField into an empty field (1); a second value is an error and is dropped (0).
 [[nodiscard]] int CMN_SetOnce(std::string* dest, std::string_view text, size_t limit,
                               const char* keyword);
-/// Reports a required keyword that the file lacks (no line number).
-void CMN_RequireKeyword(const char* keyword, bool found);
 
 /// 0 when the text is one of GND, NC, POWER, NA (any case), else 1.
 [[nodiscard]] int CMN_IsReservedWord(std::string_view text);
@@ -192,12 +190,10 @@ void CMN_CheckReservedWord(std::string_view text);
 /// second one and any text after it, then marks it seen.
 void CMN_MarkerKeyword(bool* seen, const char* label, std::string_view argument);
 
-/// The longest file name in [File Name] or a board's [Reference Designator Map]: 24
-/// characters, 256 from IBIS 7.0.
-size_t CMN_FileNameLimit();
-/// The per-character rules of a file name: capitals (allowed from IBIS 7.0), characters a DOS
-/// name cannot hold, and every period after the first. Returns the number of periods.
-size_t CMN_CheckFileNameCharacters(std::string_view name);
+/// The per-character rules of a file name: capitals (unless `capitals_allowed`, as from IBIS
+/// 7.0), characters a DOS name cannot hold, and every period after the first. Returns the
+/// number of periods.
+size_t CMN_CheckFileNameCharacters(std::string_view name, bool capitals_allowed);
 
 // Pin lists of package models and boards: the list grows with the pins the file holds, never
 // past the count it declares.

@@ -6,6 +6,7 @@
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
 #include "libibis/src/mdl_plus.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
 
@@ -34,7 +35,7 @@ bool read_model_name(std::string_view line, std::string_view* name, size_t* rest
   }
   *name = items[0];
   *rest = static_cast<size_t>(name->data() - line.data()) + name->size();
-  const size_t limit = CMN_ModelNameLimit();
+  const size_t limit = NEWER_ModelNameLimit();
   if (name->size() > limit) {
     RPT_ErrorAtLine(kModelNameTooLong, static_cast<int>(limit));
     *name = name->substr(0, limit);

@@ -11,11 +11,12 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/pin.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
-#include "libibis/src/source.h"
+#include "libibis/src/srcver.h"
 
 namespace tarn {
 namespace {
@@ -382,7 +383,7 @@ FileKind map_file_kind(const std::string& name) {
                       name.substr(dot).c_str());
     }
   }
-  (void)CMN_CheckFileNameCharacters(name);
+  (void)CMN_CheckFileNameCharacters(name, NEWER_Rules().free_file_names);
   return kind;
 }
 
@@ -406,9 +407,9 @@ void map_line(BoardDescription& b, std::string_view line) {
   if (repeated) RPT_ErrorAtLine("Duplicate Reference Designator '%s'", r.name.c_str());
   const std::string file(items[1]);
   if (file.empty()) RPT_ErrorAtLine("No file name found");
-  if (file.size() > CMN_FileNameLimit())
+  if (file.size() > NEWER_FileNameLimit())
     RPT_ErrorAtLine("File name '%s' too long. Will be truncated", file.c_str());
-  r.file_name = cut(file, CMN_FileNameLimit());
+  r.file_name = cut(file, NEWER_FileNameLimit());
   const std::string component(items[2]);
   if (component.empty()) RPT_ErrorAtLine("No Component name found");
   if (component.size() > kComponentLimit)

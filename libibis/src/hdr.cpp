@@ -79,7 +79,7 @@ void ibis_ver(FileHeader& h, std::string_view text) {
 }
 
 void check_file_name_characters(const std::string& name) {
-  if (CMN_CheckFileNameCharacters(name) == 0)
+  if (CMN_CheckFileNameCharacters(name, NEWER_Rules().free_file_names) == 0)
     RPT_ErrorAtLine("File_name '%s' must contain one period.", name.c_str());
 }
 
@@ -89,7 +89,7 @@ void file_name(FileHeader& h, std::string_view text) {
     return;
   }
   seen(Kw::FILE_NAME) = true;
-  CMN_CopyField(&h.file_name, text, CMN_FileNameLimit(), "File_name");
+  CMN_CopyField(&h.file_name, text, NEWER_FileNameLimit(), "File_name");
   check_file_name_characters(h.file_name);
   const std::string& opened_path = PRS_GetFileName();
   const size_t sep = opened_path.find_last_of("/\\");

@@ -5,7 +5,7 @@
 #include "libibis/src/plaus.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
-#include "libibis/src/source.h"
+#include "libibis/src/srcver.h"
 #include "libibis/src/vichk.h"
 
 namespace tarn {

@@ -282,7 +282,7 @@ void model_name(IbisModel& m, std::string_view line) {
     return;
   }
   bool cut = false;
-  const std::string_view name = CMN_OpenerName(items, "Model", &cut);
+  const std::string_view name = CMN_OpenerName(items, "Model", NEWER_ModelNameLimit(), &cut);
   if (name.empty()) return;
   if (cut) {
     m.name.assign(name);
@@ -387,7 +387,7 @@ void add_submodel_line(IbisModel& m, std::string_view line) {
     RPT_ErrorAtLine("Invalid Add Submodel Line. Expecting two items only");
   AddSubmodelEntry entry;
   const std::string_view name = items[0];
-  const size_t limit = CMN_ModelNameLimit();
+  const size_t limit = NEWER_ModelNameLimit();
   if (name.size() > limit)
     RPT_ErrorAtLine("Add Submodel Name Over %d Characters Long", static_cast<int>(limit));
   else if (!CMN_IsReservedWord(name))

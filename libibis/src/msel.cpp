@@ -8,6 +8,7 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
 
@@ -41,7 +42,7 @@ void selector_name(ModelSelector& s, std::string_view line) {
     return;
   }
   bool cut = false;
-  const std::string_view name = CMN_OpenerName(items, "Model Selector", &cut);
+  const std::string_view name = CMN_OpenerName(items, "Model Selector", NEWER_ModelNameLimit(), &cut);
   if (name.empty()) return;
   // Unlike a model's, a cut name is still checked: two names that differ only past the limit
   // are the same selector.
@@ -79,7 +80,7 @@ void model_line(ModelSelector& s, std::string_view line) {
                     "Model Selector", static_cast<int>(kModelLineItems));
   ModelSelectorEntry entry;
   std::string_view name = items[0];
-  const size_t name_limit = CMN_ModelNameLimit();
+  const size_t name_limit = NEWER_ModelNameLimit();
   if (name.size() > name_limit) {
     RPT_ErrorAtLine(kModelNameTooLong, static_cast<int>(name_limit));
     name = name.substr(0, name_limit);

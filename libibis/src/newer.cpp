@@ -132,6 +132,19 @@ NewerRules NEWER_RulesFor(std::string_view version) {
 }
 
 const NewerRules& NEWER_Rules() { return g_newer.rules; }
+
+size_t NEWER_ModelNameLimit() {
+  constexpr size_t kShort = 20;
+  constexpr size_t kLong = 40;
+  return NEWER_Rules().long_names ? kLong : kShort;
+}
+
+size_t NEWER_FileNameLimit() {
+  constexpr size_t kDos = 24;
+  // The 7.0 file-naming change aims at the path lengths of current systems.
+  constexpr size_t kFree = 256;
+  return NEWER_Rules().free_file_names ? kFree : kDos;
+}
 void NEWER_SetRules(const NewerRules& rules) { g_newer.rules = rules; }
 
 bool NEWER_ReadPast(std::span<const NewerName> names, std::string_view name) {

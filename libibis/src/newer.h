@@ -31,6 +31,12 @@ NewerRules NEWER_RulesFor(std::string_view version);
 const NewerRules& NEWER_Rules();
 /// Set by [IBIS Ver] (off again at the start of every reading).
 void NEWER_SetRules(const NewerRules& rules);
+/// The longest name of a model, selector or submodel, wherever it is written, and of a pin's
+/// signal: 20 characters, 40 from IBIS 4.2.
+size_t NEWER_ModelNameLimit();
+/// The longest file name in [File Name] or a board's [Reference Designator Map]: 24
+/// characters, 256 from IBIS 7.0.
+size_t NEWER_FileNameLimit();
 
 /// A subparameter or column added after IBIS 3.2, with the version that added it
 /// (10 x major + minor).

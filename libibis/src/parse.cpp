@@ -203,6 +203,9 @@ struct ReaderSettings {
 
 ReaderSettings g_prs_settings;
 
+// The reporter numbers its findings by the line being read here.
+const bool g_line_source_installed = (RPT_SetLineSource(&PRS_GetLineNumber), true);
+
 void observe(DispatchEvent event, Section section, LineKind kind, Kw code, std::string_view line) {
   if (g_prs_settings.observer) g_prs_settings.observer(event, section, kind, code, line);
 }

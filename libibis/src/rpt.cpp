@@ -4,8 +4,6 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "libibis/src/parse.h"
-
 namespace tarn {
 namespace {
 
@@ -25,6 +23,8 @@ struct ReporterState {
 };
 
 ReporterState g_rpt;
+// Installed while the library starts, so constant-initialised, apart from the state above.
+constinit RptLineSource g_line_source = nullptr;
 
 std::string bounded(const char* text) {
   std::string s = text ? text : "";
@@ -57,7 +57,7 @@ void report(RptSeverity sev, bool at_line, const char* fmt, va_list args) {
     case RptSeverity::Warning: ++g_rpt.warnings; break;
   }
   const char* word = RPT_SeverityWord(sev);
-  const uint32_t line = at_line ? PRS_GetLineNumber() : 0;
+  const uint32_t line = at_line && g_line_source ? g_line_source() : 0;
   if (g_rpt.collector) g_rpt.collector({sev, g_rpt.shown_name, at_line, line, message});
   if (!g_rpt.stream) return;
   write_indent();
@@ -167,5 +167,7 @@ void RPT_AssertFailed(const char* file, int line) {
   std::fflush(stdout);
   std::abort();
 }
+
+void RPT_SetLineSource(RptLineSource source) { g_line_source = source; }
 
 }  // namespace tarn

@@ -49,6 +49,10 @@ std::FILE* RPT_GetStream();
 void RPT_ResetCounts();
 void RPT_SetIndent(int32_t indent);
 int32_t RPT_GetIndent();
+/// Where the line number of a finding at a line comes from: the line reader installs it, so the
+/// reporter, below every reader module, asks without knowing them. 0 until installed.
+using RptLineSource = uint32_t (*)();
+void RPT_SetLineSource(RptLineSource source);
 /// The name of the file being read; used by the summary and (by mode) in each line.
 void RPT_SetFileName(const char* name);
 const std::string& RPT_GetFileName();

@@ -1,4 +1,5 @@
-// The kind of a source and the IBIS version it declares, decided before it is read.
+// The entries above the reader: the batch check of sources, one report and summary each, and
+// the public entries for a source's kind and version and the central-library bracket.
 #pragma once
 
 #include <cstdint>
@@ -9,18 +10,9 @@
 
 #include "libibis/src/defs.h"
 #include "libibis/src/parse.h"
+#include "libibis/src/srcver.h"
 
 namespace tarn {
-
-/// From the text after the last "." of the file's name, without regard to case.
-FileKind SRC_KindOf(std::string_view file_name);
-/// 1, 2 or 3 from the first bracketed line, which must be [IBIS Ver], or 4 to 7 when later
-/// versions are accepted; 0 otherwise.
-int SRC_DetectVersion(const char* file_name, uint32_t* line_count, FileKind kind);
-/// The same for a source that may be held in memory.
-int SRC_DetectVersionOf(const SourceInput& input, FileKind kind);
-/// Whether a detected version code is one that is read.
-bool SRC_KnownVersion(int version);
 
 struct IbisDocument;
 /// What a caller does with a source that passed, before its summary line; its findings go to

@@ -7,6 +7,7 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/pin.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
@@ -185,7 +186,7 @@ int SPINMPG_Row(SeriesPinMapping* mapping, std::string_view line) {
   row.items = static_cast<int>(items.found);
   CMN_CopyRowName(&row.pin1, items[0], kPinNameLimit, "Pin1", "No Pin1 specified.");
   CMN_CopyRowName(&row.pin2, items[1], kPinNameLimit, "Pin2", "No Pin2 specified.");
-  CMN_CopyRowName(&row.model, items[2], CMN_ModelNameLimit(), "Model", "No Model specified.");
+  CMN_CopyRowName(&row.model, items[2], NEWER_ModelNameLimit(), "Model", "No Model specified.");
   CMN_CopyRowName(&row.group, items[3], kGroupNameLimit, "Function group Name", nullptr);
   check_row_columns(*mapping, items.found);
   try {

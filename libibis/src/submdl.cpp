@@ -8,6 +8,7 @@
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
 #include "libibis/src/plaus.h"
 #include "libibis/src/reading_state.h"
@@ -98,7 +99,7 @@ void submodel_name(Submodel& s, std::string_view line) {
     return;
   }
   bool cut = false;
-  const std::string_view name = CMN_OpenerName(items, "Sub Model", &cut);
+  const std::string_view name = CMN_OpenerName(items, "Sub Model", NEWER_ModelNameLimit(), &cut);
   if (name.empty()) return;
   // Unlike a selector's, a cut name is neither a reserved word nor a duplicate.
   if (!cut) {
