@@ -26,6 +26,8 @@ namespace tarn {
 /// A keyword line or data line that comes when no section is open to take it.
 inline constexpr char kOrphanDataLine[] = "Orphan Data Line.";
 inline constexpr char kOrphanDataLineKeyword[] = "Orphan data line keyword.";
+/// A line neither keyword nor data handed to a section, which names no module of its own.
+inline constexpr char kIllegalLineType[] = "Illegal line type received.";
 /// A data line under a keyword that takes none.
 inline constexpr char kOrphanDataLineOfKeyword[] = "Orphan Data line.";
 /// A subparameter or value line given a second time.

@@ -82,7 +82,7 @@ struct BoardModule {
 
 BoardModule g_ebd;
 constexpr SectionWords kWords{BugForm::Located, "EBDMDL_Init unable to get IBIS?", BugForm::Located,
-                              "Unable to create new EBDMDL.", "Illegal line type received.",
+                              "Unable to create new EBDMDL.", kIllegalLineType,
                               nullptr, "Orphan Electrical Board Description keyword.",
                               kOrphanDataLine};
 SavedWithReading<BoardState> g_ebd_saved(&g_ebd.board);

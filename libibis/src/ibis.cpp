@@ -17,6 +17,10 @@ struct DocumentState {
 };
 DocumentState g_doc;
 
+// A nested and a top-level reading refuse a source in the same words.
+constexpr char kUnknownVersion[] = "Unrecognized IBIS Version";
+constexpr char kNoDocument[] = "Unable to create IBIS.";
+
 }  // namespace
 
 // Frees the records in the order the sections expect: header, components, models, package
@@ -99,7 +103,7 @@ int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_o
   RPT_SetFileName(source);
   const int version = SRC_DetectVersion(source, nullptr, kind);
   if (!SRC_KnownVersion(version)) {
-    RPT_Error("Unrecognized IBIS Version");
+    RPT_Error(kUnknownVersion);
     return finish(0);
   }
   PRS_SetVersion(version);
@@ -112,7 +116,7 @@ int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_o
   if (document_out) {
     doc.reset(IBIS_CreateDocument());
     if (!doc) {
-      RPT_Error("Unable to create IBIS.");
+      RPT_Error(kNoDocument);
       return finish(0);
     }
   }
@@ -137,13 +141,13 @@ ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWante
   RPT_SetFileName(source);
   const int version = SRC_DetectVersionOf(input, kind);
   if (!SRC_KnownVersion(version)) {
-    RPT_Error("Unrecognized IBIS Version");
+    RPT_Error(kUnknownVersion);
     RPT_SetStream(nullptr);
     return outcome;
   }
   std::unique_ptr<IbisDocument> doc(IBIS_CreateDocument());
   if (!doc) {
-    RPT_Error("Unable to create IBIS.");
+    RPT_Error(kNoDocument);
     RPT_SetStream(nullptr);
     return outcome;
   }

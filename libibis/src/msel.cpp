@@ -29,7 +29,7 @@ struct SelectorState {
 
 SelectorState g_msel;
 constexpr SectionWords kWords{BugForm::Located, "MSEL_Init unable to get IBIS?", BugForm::Located,
-                              "Unable to create new MSEL.", "Illegal line type received.",
+                              "Unable to create new MSEL.", kIllegalLineType,
                               nullptr, "Orphan Model Selector keyword.", kOrphanDataLine};
 SavedWithReading<SelectorState> g_msel_saved(&g_msel);
 
@@ -42,7 +42,8 @@ void selector_name(ModelSelector& s, std::string_view line) {
     return;
   }
   bool cut = false;
-  const std::string_view name = CMN_OpenerName(items, "Model Selector", NEWER_ModelNameLimit(), &cut);
+  const std::string_view name =
+      CMN_OpenerName(items, "Model Selector", NEWER_ModelNameLimit(), &cut);
   if (name.empty()) return;
   // Unlike a model's, a cut name is still checked: two names that differ only past the limit
   // are the same selector.

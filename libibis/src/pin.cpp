@@ -79,8 +79,9 @@ void copy_name(std::string* dest, std::string_view text, size_t limit, const cha
 void read_row(const PinList& list, const ItemList& items, Pin* pin) {
   pin->items = static_cast<int>(items.found);
   copy_name(&pin->name, items[0], kPinNameLimit, "Pin", "Pin not found.");
-  copy_name(&pin->signal, items[1], NEWER_ModelNameLimit(), "Signal name", "Signal name not found.");
-  copy_name(&pin->model, items[2], NEWER_ModelNameLimit(), "Model name", "Model name not found.");
+  const size_t limit = NEWER_ModelNameLimit();
+  copy_name(&pin->signal, items[1], limit, "Signal name", "Signal name not found.");
+  copy_name(&pin->model, items[2], limit, "Model name", "Model name not found.");
   for (size_t column = 0; column < std::size(kValueFields); ++column) {
     const PinValueField& f = kValueFields[list.value_order[column]];
     (void)CMN_ParseValueField(items[kNamedColumns + 1 + column], "Pin", f.header,

@@ -43,7 +43,7 @@ struct PackageModelState {
 
 PackageModelState g_pkgmdl;
 constexpr SectionWords kWords{BugForm::Located, "PKGMDL_Init unable to get IBIS?", BugForm::Located,
-                              "Unable to create new PKGMDL.", "Illegal line type received.",
+                              "Unable to create new PKGMDL.", kIllegalLineType,
                               nullptr, "Orphan Package Model keyword.", kOrphanDataLine};
 SavedWithReading<PackageModelState> g_pkgmdl_saved(&g_pkgmdl);
 
