@@ -406,8 +406,7 @@ std::string_view CMN_OpenerName(const ItemList& items, const char* label, size_t
     return {};
   }
   if (items.found > 1)
-    RPT_ErrorAtLine(kKeywordItemCount,
-                    static_cast<int>(items.found), label, 1);
+    RPT_ErrorAtLine(kKeywordItemCount, static_cast<int>(items.found), label, 1);
   const std::string_view name = items[0];
   if (name.size() <= limit) return name;
   RPT_ErrorAtLine("%s Name Over %d Characters Long", label, static_cast<int>(limit));

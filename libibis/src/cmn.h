@@ -23,7 +23,7 @@ namespace tarn {
 // Texts that several sections report, each kept once here. The program-bug forms name the
 // place that found the fault, as a bug report needs it.
 
-/// A keyword line or data line that comes when no section is open to take it.
+/// A data line while no record of its section is open (in each section's wording).
 inline constexpr char kOrphanDataLine[] = "Orphan Data Line.";
 inline constexpr char kOrphanDataLineKeyword[] = "Orphan data line keyword.";
 /// A line neither keyword nor data handed to a section, which names no module of its own.
