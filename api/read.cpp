@@ -140,7 +140,7 @@ void ViewAccess::read_into(ReadResult::State* state, const SourceInput& input,
   CheckOutcome outcome;
   {
     ScopedCollector collector(&state->findings);
-    outcome = SRC_Check(input, report.get(), {}, /*keep_document=*/true);
+    outcome = SRC_Check(input, report.get(), {}, options.keep_document);
   }
   RPT_GetCounts(&state->counts.errors, &state->counts.warnings, &state->counts.bugs);
   state->document = std::move(outcome.document);

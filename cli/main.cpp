@@ -182,6 +182,7 @@ int run_check(const Arguments& args) {
   options.keep_report_text = keep;
   options.banner = text && !args.quiet;
   options.accept_newer = args.accept_newer;
+  options.keep_document = false;  // every output of check is built from the findings
   std::vector<tarn::cli::CheckedFile> checked;
   bool passed = true;
   for (const std::string& path : sources) {

@@ -664,6 +664,9 @@ struct ReadOptions {
   /// later versions added is read past, with one warning per newer keyword or subparameter.
   bool accept_newer = false;
   ShownName shown_name = ShownName::FileName;
+  /// Keep the document in the result. Without it only the findings are kept, and each model's
+  /// tables are let go once they are checked, so a large source is checked in little memory.
+  bool keep_document = true;
 };
 
 /// What a reading gave: the findings and the document, which it owns. Movable, not copyable.

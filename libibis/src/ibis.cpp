@@ -151,6 +151,7 @@ ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWante
     RPT_SetStream(nullptr);
     return outcome;
   }
+  doc->release_model_tables = wanted == DocumentWanted::None;
   PRS_SetVersion(version);
   outcome.read = PRS_ReadSource(input, kind) == 1;
   if (outcome.read) IBIS_EndOfFileChecks(kind, false);

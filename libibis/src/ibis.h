@@ -30,6 +30,8 @@ struct IbisDocument {
   std::vector<std::unique_ptr<PackageModel>> package_models;
   std::vector<std::unique_ptr<BoardDescription>> boards;
   std::vector<std::unique_ptr<ModelSelector>> selectors;
+  // Set when the document is only checked: a model's tables go once its checks have run.
+  bool release_model_tables = false;
 
   ~IbisDocument();
 };

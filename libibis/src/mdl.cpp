@@ -11,8 +11,10 @@
 #include "libibis/src/mdl_plus.h"
 #include "libibis/src/newer.h"
 #include "libibis/src/parse.h"
+#include "libibis/src/plaus.h"
 #include "libibis/src/reading_state.h"
 #include "libibis/src/rpt.h"
+#include "libibis/src/vichk.h"
 
 namespace tarn {
 namespace {
@@ -502,10 +504,32 @@ void close_keyword() {
   }
 }
 
+// The model's end-of-file checks, run now that its tables are at hand; a document that is only
+// checked then lets the tables go, which keeps its memory to one model's tables.
+void hold_end_of_file_checks(IbisModel& m) {
+  {
+    RptHoldScope hold(&m.curve_findings);
+    VICHK_Model(m);
+  }
+  {
+    RptHoldScope hold(&m.plausibility_findings);
+    PLAUS_Model(&m);
+  }
+  const IbisDocument* doc = IBIS_Current();
+  if (!doc || !doc->release_model_tables) return;
+  m.pulldown.reset();
+  m.pullup.reset();
+  m.gnd_clamp.reset();
+  m.power_clamp.reset();
+  WaveformList().swap(m.rising_waveforms);
+  WaveformList().swap(m.falling_waveforms);
+}
+
 void end_current_model() {
   if (!g_mdl.current) return;
   close_keyword();
   model_end(g_mdl.current);
+  hold_end_of_file_checks(*g_mdl.current);
   g_mdl.current = nullptr;
   g_mdl.keyword = nullptr;
   g_mdl.series = nullptr;

@@ -16,6 +16,7 @@
 #include "libibis/src/mspec.h"
 #include "libibis/src/ramp.h"
 #include "libibis/src/rng.h"
+#include "libibis/src/rpt.h"
 #include "libibis/src/sinfo.h"
 #include "libibis/src/wvfrm.h"
 
@@ -117,6 +118,10 @@ struct IbisModel {
   WaveformList rising_waveforms;
   WaveformList falling_waveforms;
   std::optional<double> plot_reference;  // set by the plot output
+  // The end-of-file checks of the curves and of plausibility run when the model ends, while its
+  // tables are at hand; their findings wait here for the end of the file.
+  std::vector<RptHeld> curve_findings;
+  std::vector<RptHeld> plausibility_findings;
 };
 
 /// Forgets the section's current model at the start of a reading.

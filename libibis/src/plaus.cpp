@@ -171,7 +171,8 @@ void PLAUS_Component(const Component* component) {
 
 // Models are visited newest first, as every walk over the model list is.
 void PLAUS_ModelsEndOfFile(const IbisDocument& document) {
-  for (auto m = document.models.rbegin(); m != document.models.rend(); ++m) PLAUS_Model(m->get());
+  for (auto m = document.models.rbegin(); m != document.models.rend(); ++m)
+    RPT_Replay((*m)->plausibility_findings);
 }
 
 void PLAUS_ComponentsEndOfFile(const IbisDocument& document) {

@@ -30,7 +30,8 @@ void PLAUS_Model(const IbisModel* model);
 /// The checks of one component: the package's R, L and C, and each pin's.
 void PLAUS_Component(const Component* component);
 
-/// PLAUS_Model for the document's models, newest first.
+/// The findings of PLAUS_Model, held since each model ended, for the document's models newest
+/// first.
 void PLAUS_ModelsEndOfFile(const IbisDocument& document);
 /// PLAUS_Component for the document's components, in file order.
 void PLAUS_ComponentsEndOfFile(const IbisDocument& document);

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace tarn {
 namespace {
@@ -20,6 +21,7 @@ struct ReporterState {
   std::string shown_name;
   uint32_t name_mode = 0;
   RptCollector collector;
+  std::vector<RptHeld>* held = nullptr;
 };
 
 ReporterState g_rpt;
@@ -46,18 +48,14 @@ bool wants_two_lines(RptSeverity sev, bool at_line, size_t len) {
   return len >= low && len <= 75;
 }
 
-void report(RptSeverity sev, bool at_line, const char* fmt, va_list args) {
+void emit(RptSeverity sev, bool at_line, uint32_t line, const char* message) {
   if (!g_rpt.stream && !g_rpt.collector) return;
-  char message[kWorkBuffer];
-  std::vsnprintf(message, sizeof message, fmt, args);
-
   switch (sev) {
     case RptSeverity::Bug: ++g_rpt.bugs; break;
     case RptSeverity::Error: ++g_rpt.errors; break;
     case RptSeverity::Warning: ++g_rpt.warnings; break;
   }
   const char* word = RPT_SeverityWord(sev);
-  const uint32_t line = at_line && g_line_source ? g_line_source() : 0;
   if (g_rpt.collector) g_rpt.collector({sev, g_rpt.shown_name, at_line, line, message});
   if (!g_rpt.stream) return;
   write_indent();
@@ -70,6 +68,22 @@ void report(RptSeverity sev, bool at_line, const char* fmt, va_list args) {
     std::fprintf(out, "%s %s -", word, shown);
   }
   std::fprintf(out, two ? "\n    %s\n" : " %s\n", message);
+}
+
+void report(RptSeverity sev, bool at_line, const char* fmt, va_list args) {
+  if (!g_rpt.held && !g_rpt.stream && !g_rpt.collector) return;
+  char message[kWorkBuffer];
+  std::vsnprintf(message, sizeof message, fmt, args);
+  const uint32_t line = at_line && g_line_source ? g_line_source() : 0;
+  if (g_rpt.held) {
+    try {
+      g_rpt.held->push_back({sev, at_line, line, message});
+      return;
+    } catch (const std::bad_alloc&) {
+      // Reported at once rather than lost.
+    }
+  }
+  emit(sev, at_line, line, message);
 }
 
 }  // namespace
@@ -159,6 +173,13 @@ void RPT_PrintSummary() {
   std::fprintf(out, "Errors: %u  ", g_rpt.errors);
   if (g_rpt.warnings != 0) std::fprintf(out, "Warnings: %u  ", g_rpt.warnings);
   std::fprintf(out, "Compile %s\n\n", RPT_Passed() ? "Passed" : "Failed");
+}
+
+RptHoldScope::RptHoldScope(std::vector<RptHeld>* into) : outer_(g_rpt.held) { g_rpt.held = into; }
+RptHoldScope::~RptHoldScope() { g_rpt.held = outer_; }
+
+void RPT_Replay(const std::vector<RptHeld>& held) {
+  for (const RptHeld& h : held) emit(h.severity, h.at_line, h.line, h.message.c_str());
 }
 
 void RPT_AssertFailed(const char* file, int line) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tarn {
 
@@ -72,6 +73,28 @@ void RPT_Warning(const char* fmt, ...) TARN_PRINTF(1, 2);
 void RPT_WarningAtLine(const char* fmt, ...) TARN_PRINTF(1, 2);
 
 void RPT_PrintSummary();
+
+/// A finding kept back to be reported later, as it was worded when it was found.
+struct RptHeld {
+  RptSeverity severity;
+  bool at_line;
+  uint32_t line;
+  std::string message;
+};
+/// For its span, findings are kept in `into` instead of being reported or counted, so checks
+/// can run while their data is at hand and report in the order the report wants.
+class RptHoldScope {
+ public:
+  explicit RptHoldScope(std::vector<RptHeld>* into);
+  ~RptHoldScope();
+  RptHoldScope(const RptHoldScope&) = delete;
+  RptHoldScope& operator=(const RptHoldScope&) = delete;
+
+ private:
+  std::vector<RptHeld>* outer_;
+};
+/// Reports held findings now, in the order they were found.
+void RPT_Replay(const std::vector<RptHeld>& held);
 
 /// An internal fault that a correct file cannot cause: prints the assertion line and stops.
 [[noreturn]] void RPT_AssertFailed(const char* file, int line);

@@ -498,13 +498,16 @@ int VICHK_ClampCurrents(const IbisModel* model) {
   return quiet;
 }
 
+void VICHK_Model(const IbisModel& model) {
+  StateCurves curves(model);
+  drive_through(curves);
+  ac_endpoints(curves);
+  (void)VICHK_ClampCurrents(&model);
+}
+
 void VICHK_EndOfFile(const IbisDocument& document) {
-  for (auto m = document.models.rbegin(); m != document.models.rend(); ++m) {
-    StateCurves curves(**m);
-    drive_through(curves);
-    ac_endpoints(curves);
-    (void)VICHK_ClampCurrents(m->get());
-  }
+  for (auto m = document.models.rbegin(); m != document.models.rend(); ++m)
+    RPT_Replay((*m)->curve_findings);
 }
 
 }  // namespace tarn

@@ -39,7 +39,10 @@ void VICHK_AcEndpoints(const IbisModel* model);
 /// neither clamp gave a warning.
 int VICHK_ClampCurrents(const IbisModel* model);
 
-/// The three checks for each of the document's models, newest first.
+/// The three checks of one model.
+void VICHK_Model(const IbisModel& model);
+/// The findings of the three checks, held since each model ended, for the document's models
+/// newest first.
 void VICHK_EndOfFile(const IbisDocument& document);
 
 }  // namespace tarn

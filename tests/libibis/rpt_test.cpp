@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "libibis/src/parse.h"
 #include "test_support.h"
@@ -57,6 +58,40 @@ TEST_F(Reporter, EveryFormatWithAndWithoutLine) {
   EXPECT_EQ(warnings, 2u);
   EXPECT_EQ(bugs, 2u);
   EXPECT_EQ(RPT_Passed(), 0);
+}
+
+// Held findings are neither shown nor counted until replayed; replayed, each reads as it would
+// have when found (its line number included), after whatever was reported meanwhile.
+TEST_F(Reporter, HeldFindingsReportLaterAsFound) {
+  set_line_number(7);
+  std::vector<RptHeld> outer;
+  std::vector<RptHeld> inner;
+  {
+    RptHoldScope hold(&outer);
+    RPT_WarningAtLine("Held at line %d.", 7);
+    {
+      RptHoldScope nested(&inner);
+      RPT_Bug("Held inside.");
+    }
+    RPT_Warning("Model 'n': Currents <> 0.0mA in 'Pullup' for Open_drain/Open_sink device");
+  }
+  EXPECT_EQ(text(), "");
+  EXPECT_EQ(RPT_Passed(), 1);
+  set_line_number(9);
+  RPT_Error("Reported at once.");
+  RPT_Replay(outer);
+  RPT_Replay(inner);
+  EXPECT_EQ(text(),
+            "ERROR a.ibs - Reported at once.\n"
+            "WARNING a.ibs (line    7) - Held at line 7.\n"
+            "WARNING a.ibs -\n"
+            "    Model 'n': Currents <> 0.0mA in 'Pullup' for Open_drain/Open_sink device\n"
+            "PROGRAM BUG a.ibs - Held inside.\n");
+  uint32_t errors = 0, warnings = 0, bugs = 0;
+  RPT_GetCounts(&errors, &warnings, &bugs);
+  EXPECT_EQ(errors, 1u);
+  EXPECT_EQ(warnings, 2u);
+  EXPECT_EQ(bugs, 1u);
 }
 
 TEST_F(Reporter, WideLineNumbersTakeMoreColumns) {
