@@ -32,8 +32,10 @@ constexpr size_t kCopyrightLimit = 40;
 // the process-wide lock around it.
 struct CbsState {
   std::unique_ptr<SafeFile> file;  // the compiled file, replaced whole when it is closed
-  std::string line;                // the record being formatted, written with one call
+  std::string line;                // the record being formatted
+  std::string pending;             // records not yet handed to the file, written in blocks
 };
+constexpr size_t kWriteBlock = size_t{1} << 16;
 CbsState g_cbs;
 
 // ---------------------------------------------------------------------------------------------
@@ -74,11 +76,18 @@ void add_text(std::string_view text, size_t limit = kQuoteLimit) {
   g_cbs.line += '"';
 }
 
-// Ends the record and writes it.
+// A failed write is remembered and fails the close.
+void flush_pending() {
+  if (!g_cbs.pending.empty()) (void)g_cbs.file->Write(g_cbs.pending);
+  g_cbs.pending.clear();
+}
+
+// Ends the record; records go to the file a block at a time.
 void put_line() {
   g_cbs.line += '\n';
-  (void)g_cbs.file->Write(g_cbs.line);  // a failed write is remembered and fails the close
+  g_cbs.pending += g_cbs.line;
   g_cbs.line.clear();
+  if (g_cbs.pending.size() >= kWriteBlock) flush_pending();
 }
 
 void put_value(std::string_view keyword, double value) {
@@ -108,6 +117,7 @@ void put_same_triple(std::string_view keyword, double value, Num form) {
 
 int open_output(const char* path) {
   g_cbs.file = std::make_unique<SafeFile>(path);
+  g_cbs.pending.clear();
   if (g_cbs.file->stream()) return 1;
   g_cbs.file.reset();
   RPT_Error("Unable to open output file.");
@@ -117,6 +127,7 @@ int open_output(const char* path) {
 // Until here the old file, if any, stands untouched; a file that cannot be completed is not
 // put in its place.
 int close_output(const char* path) {
+  flush_pending();
   const bool committed = g_cbs.file->Commit();
   if (!committed) {
     RPT_Error("Unable to close output file.");

@@ -1,5 +1,6 @@
 #include "writers/doc.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -138,7 +139,9 @@ std::string text_of(std::string_view view) { return std::string(view); }
 // A value with its unit, or NA where the file gives none (absent or "NA").
 std::string value_or_na(int has_value, double value, std::string_view unit = {}) {
   if (!has_value) return "NA";
-  return DOC_FormatNumber(value) + std::string(unit);
+  std::string text = DOC_FormatNumber(value);
+  text += unit;
+  return text;
 }
 
 Cells range_cells(const Range* range, std::string_view unit) {
@@ -559,16 +562,19 @@ std::string DOC_FormatNumber(double value) {
     return std::string(buffer, result.ptr);
   }
   const size_t whole = static_cast<size_t>(decimal.exponent - scale) + 1;  // 1 to 3 digits
-  std::string_view fraction = std::string_view(decimal.digits).substr(whole);
+  std::string_view fraction = decimal.digits().substr(whole);
   while (!fraction.empty() && fraction.back() == '0') fraction.remove_suffix(1);
-  std::string text = value < 0 ? "-" : "";
-  text += decimal.digits.substr(0, whole);
+  // Built in place and made a string once: a listing formats every number of every table.
+  char* p = buffer;
+  if (value < 0) *p++ = '-';
+  const std::string_view digits = decimal.digits().substr(0, whole);
+  p = std::copy(digits.begin(), digits.end(), p);
   if (!fraction.empty()) {
-    text += '.';
-    text += fraction;
+    *p++ = '.';
+    p = std::copy(fraction.begin(), fraction.end(), p);
   }
-  if (scale != 0) text += kScaleLetters[static_cast<size_t>((scale - kSmallestScale) / 3)];
-  return text;
+  if (scale != 0) *p++ = kScaleLetters[static_cast<size_t>((scale - kSmallestScale) / 3)];
+  return std::string(buffer, p);
 }
 
 bool DOC_WriteComponent(const IbisDocument* document, const char* path, const char* component) {

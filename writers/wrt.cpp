@@ -1,5 +1,6 @@
 #include "writers/wrt.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdint>
 #include <cmath>
@@ -79,7 +80,7 @@ RoundedDecimal parse_scientific(const char* first, const char* last) {
   RoundedDecimal decimal;
   const char* p = first;
   for (; p != last && *p != 'e'; ++p) {
-    if (*p != '.') decimal.digits += *p;
+    if (*p != '.' && decimal.size < decimal.text.size()) decimal.text[decimal.size++] = *p;
   }
   if (p != last) {
     ++p;
@@ -98,6 +99,26 @@ RoundedDecimal exact_decimal(double magnitude, int significant) {
   const auto exact = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
                                    std::chars_format::scientific, significant - 1);
   return parse_scientific(buffer, exact.ptr);
+}
+
+// Exactly `count` digits of `value`, written from the last, two at a time.
+void put_digits(uint64_t value, int count, RoundedDecimal* out) {
+  static constexpr auto kPairs = [] {
+    std::array<char, 200> pairs{};
+    for (size_t i = 0; i < 100; ++i) {
+      pairs[2 * i] = static_cast<char>('0' + i / 10);
+      pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+    return pairs;
+  }();
+  out->size = static_cast<size_t>(count);
+  size_t i = out->size;
+  for (; i >= 2; i -= 2, value /= 100) {
+    const size_t pair = static_cast<size_t>(value % 100) * 2;
+    out->text[i - 2] = kPairs[pair];
+    out->text[i - 1] = kPairs[pair + 1];
+  }
+  if (i == 1) out->text[0] = static_cast<char>('0' + value % 10);
 }
 
 // Scaled by an exact power of ten into an integer of the digits asked for, the product's
@@ -135,10 +156,7 @@ bool scaled_decimal(double magnitude, int significant, RoundedDecimal* out) {
     const uint64_t rounded = whole + (up ? 1 : 0);
     if (static_cast<double>(rounded) < lowest) return false;
     const bool carried = static_cast<double>(rounded) >= limit;
-    char buffer[24];
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer,
-                                      carried ? static_cast<uint64_t>(lowest) : rounded);
-    out->digits.assign(buffer, result.ptr);
+    put_digits(carried ? static_cast<uint64_t>(lowest) : rounded, significant, out);
     out->exponent = exponent + (carried ? 1 : 0);
     return true;
   }
@@ -163,34 +181,39 @@ void WRT_AppendGeneral(std::string* out, double value) {
     out->append(buffer, result.ptr);
     return;
   }
-  if (value < 0) *out += '-';
   const RoundedDecimal decimal = WRT_RoundDecimal(std::fabs(value), kGeneralDigits);
-  std::string_view digits = decimal.digits;
+  std::string_view digits = decimal.digits();
   while (digits.size() > 1 && digits.back() == '0') digits.remove_suffix(1);
   const int x = decimal.exponent;
+  // Built in place and appended once: the compiled file writes millions of these.
+  char text[32];
+  char* p = text;
+  const auto put = [&p](std::string_view part) { p = std::copy(part.begin(), part.end(), p); };
+  if (value < 0) *p++ = '-';
   if (x < -4 || x >= kGeneralDigits) {
-    *out += digits[0];
+    *p++ = digits[0];
     if (digits.size() > 1) {
-      *out += '.';
-      out->append(digits.substr(1));
+      *p++ = '.';
+      put(digits.substr(1));
     }
-    *out += x < 0 ? "e-" : "e+";
+    put(x < 0 ? "e-" : "e+");
     const int magnitude = std::abs(x);
-    if (magnitude < 10) *out += '0';
-    *out += std::to_string(magnitude);
+    if (magnitude < 10) *p++ = '0';
+    p = std::to_chars(p, text + sizeof text, magnitude).ptr;
   } else if (x < 0) {
-    *out += "0.";
-    out->append(static_cast<size_t>(-x - 1), '0');
-    out->append(digits);
+    put("0.");
+    p = std::fill_n(p, -x - 1, '0');
+    put(digits);
   } else {
     const size_t whole = static_cast<size_t>(x) + 1;
-    out->append(digits.substr(0, whole));
-    if (digits.size() < whole) out->append(whole - digits.size(), '0');
+    put(digits.substr(0, whole));
+    if (digits.size() < whole) p = std::fill_n(p, whole - digits.size(), '0');
     if (digits.size() > whole) {
-      *out += '.';
-      out->append(digits.substr(whole));
+      *p++ = '.';
+      put(digits.substr(whole));
     }
   }
+  out->append(text, p);
 }
 
 }  // namespace tarn

@@ -2,9 +2,11 @@
 // they both need and the choice of the component, each failure reported once here.
 #pragma once
 
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "libibis/src/source.h"
@@ -47,8 +49,10 @@ void WRT_ReportUnwritten(const char* path, int error);
 /// A finite, non-zero magnitude rounded once to `significant` decimal digits (1 to 15): exactly
 /// that many digits, trailing zeros kept, and the power of ten of the first.
 struct RoundedDecimal {
-  std::string digits;
+  std::array<char, 16> text{};  // the digits; 15 is the most a double holds exactly
+  size_t size = 0;
   int exponent = 0;
+  std::string_view digits() const { return {text.data(), size}; }
 };
 RoundedDecimal WRT_RoundDecimal(double magnitude, int significant);
 

@@ -57,5 +57,22 @@ TEST(WriterNumbers, GeneralFormMatchesPrintf) {
   }
 }
 
+// Every digit count the rounding takes, odd and even, against printf's "%.*e".
+TEST(WriterNumbers, RoundedDigitsAtEveryCount) {
+  const double values[] = {3.3, 0.000123456789012345, 987654321.987654, 2.5e-13, 9.9999999999999e7};
+  for (int significant = 1; significant <= 15; ++significant) {
+    for (const double value : values) {
+      char expected[64];
+      std::snprintf(expected, sizeof expected, "%.*e", significant - 1, value);
+      const RoundedDecimal d = WRT_RoundDecimal(value, significant);
+      std::string text(d.digits().substr(0, 1));
+      if (significant > 1) text += "." + std::string(d.digits().substr(1));
+      char exponent[8];
+      std::snprintf(exponent, sizeof exponent, "e%+03d", d.exponent);
+      EXPECT_EQ(text + exponent, expected) << significant << " digits of " << value;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tarn::test
