@@ -505,7 +505,8 @@ void close_keyword() {
 }
 
 // The model's end-of-file checks, run now that its tables are at hand; a document that is only
-// checked then lets the tables go, which keeps its memory to one model's tables.
+// checked then lets the tables go, which keeps its memory to one model's tables, and a kept one
+// packs each table into one block.
 void hold_end_of_file_checks(IbisModel& m) {
   {
     RptHoldScope hold(&m.curve_findings);
@@ -516,7 +517,13 @@ void hold_end_of_file_checks(IbisModel& m) {
     PLAUS_Model(&m);
   }
   const IbisDocument* doc = IBIS_Current();
-  if (!doc || !doc->release_model_tables) return;
+  if (!doc || !doc->release_model_tables) {
+    for (const auto* table : {&m.pulldown, &m.pullup, &m.gnd_clamp, &m.power_clamp})
+      if (*table) (*table)->rows.shrink_to_fit();
+    for (const WaveformList* list : {&m.rising_waveforms, &m.falling_waveforms})
+      for (const auto& wave : *list) wave->rows.shrink_to_fit();
+    return;
+  }
   m.pulldown.reset();
   m.pullup.reset();
   m.gnd_clamp.reset();

@@ -26,6 +26,26 @@ RowList& RowList::operator=(RowList&& other) noexcept {
   return *this;
 }
 
+void RowList::shrink_to_fit() {
+  if (chunks_.size() <= 1 && (chunks_.empty() || chunks_[0].size() == chunks_[0].capacity()))
+    return;
+  std::vector<std::vector<RangeRow>> one;
+  try {
+    one.emplace_back().reserve(size_);
+  } catch (const std::bad_alloc&) {
+    return;  // the rows stay as they are
+  }
+  std::vector<RangeRow>& rows = one.back();
+  for (const RangeRow* row = head_; row; row = row->next) rows.push_back(*row);
+  for (size_t i = 0; i < rows.size(); ++i) {
+    rows[i].prev = i > 0 ? &rows[i - 1] : nullptr;
+    rows[i].next = i + 1 < rows.size() ? &rows[i + 1] : nullptr;
+  }
+  head_ = rows.empty() ? nullptr : &rows.front();
+  tail_ = rows.empty() ? nullptr : &rows.back();
+  chunks_ = std::move(one);
+}
+
 RangeRow* RowList::next_slot() {
   if (chunks_.empty() || chunks_.back().size() == chunks_.back().capacity()) {
     const size_t rows =

@@ -37,6 +37,9 @@ class RowList {
   RangeRow* tail() const { return tail_; }
   size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
+  /// Once the table is complete: its rows moved into one block of just their number, so a
+  /// kept document costs little more than its rows. Pointers to the rows are then stale.
+  void shrink_to_fit();
 
  private:
   friend int row_append(RowList* list, const RangeRow& row, size_t* count_out);
