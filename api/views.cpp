@@ -280,7 +280,7 @@ TableRow RowRange::iterator::operator*() const {
 }
 
 RowRange::iterator& RowRange::iterator::operator++() {
-  row_ = row_->next;
+  row_ = row_->next();
   return *this;
 }
 

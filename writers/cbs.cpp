@@ -251,7 +251,7 @@ void ModelCopy::table(std::string_view keyword, const RowList& rows) {
   begin(keyword);
   put_line();
   const int column = own ? corner_ : kCornerTyp;
-  for (const RangeRow* row = rows.head(); row; row = row->next) {
+  for (const RangeRow* row = rows.head(); row; row = row->next()) {
     double x = 0.0;
     double y = 0.0;
     if (!row_get_x(row, &x) || !row_corner_value(row, column, &y)) continue;

@@ -178,7 +178,7 @@ void write_range_group(DocText& out, const char* title, int width,
 // The rows of a VI table or a waveform: x, then the typ, min and max columns.
 void write_table_rows(DocText& out, const char* title, const RowList& rows) {
   out.put("%s", title);
-  for (const RangeRow* row = rows.head(); row; row = row->next) {
+  for (const RangeRow* row = rows.head(); row; row = row->next()) {
     double x = 0.0;
     const int has_x = row_get_x(row, &x);
     // The x column and its space are laid out as a value column: a range row labelled by x.

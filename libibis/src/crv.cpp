@@ -223,7 +223,7 @@ std::unique_ptr<IPwlTable> ipwl_build(const ViTable* table, int corner, int mode
     auto ipwl = std::make_unique<IPwlTable>();
     std::vector<IPwlEntry>& points = ipwl->entries;
     points.reserve(table->rows.size());
-    for (const RangeRow* row = table->rows.head(); row; row = row->next) {
+    for (const RangeRow* row = table->rows.head(); row; row = row->next()) {
       IPwlEntry e;
       if (row->x_status != ValueStatus::Value || !range_select(row, corner, &e.i)) continue;
       e.v = mode == kIPwlFromReference ? reference - row->x : row->x + reference;

@@ -93,7 +93,7 @@ const RampEntry& ramp_entry(const RampRatio& ratio, Corner corner) {
 }
 
 bool has_current(const ViTable& table) {
-  for (const RangeRow* row = table.rows.head(); row; row = row->next)
+  for (const RangeRow* row = table.rows.head(); row; row = row->next())
     for (const CornerWord& c : kCornerWords) {
       double i = 0.0;
       if (range_corner_valid(*row, c.corner) && range_select(row, c.corner, &i) && i != 0.0)

@@ -8,58 +8,6 @@
 #include "libibis/src/rpt.h"
 
 namespace tarn {
-namespace {
-
-// Small enough that a file of many short tables (a model may repeat its waveforms) costs memory
-// in proportion to its rows, not to its table count.
-constexpr size_t kFirstChunkRows = 4;
-constexpr size_t kMaxChunkRows = 512;
-
-}  // namespace
-
-RowList& RowList::operator=(RowList&& other) noexcept {
-  chunks_ = std::move(other.chunks_);
-  head_ = std::exchange(other.head_, nullptr);
-  tail_ = std::exchange(other.tail_, nullptr);
-  size_ = std::exchange(other.size_, 0);
-  other.chunks_.clear();
-  return *this;
-}
-
-void RowList::shrink_to_fit() {
-  if (chunks_.size() <= 1 && (chunks_.empty() || chunks_[0].size() == chunks_[0].capacity()))
-    return;
-  std::vector<std::vector<RangeRow>> one;
-  try {
-    one.emplace_back().reserve(size_);
-  } catch (const std::bad_alloc&) {
-    return;  // the rows stay as they are
-  }
-  std::vector<RangeRow>& rows = one.back();
-  for (const RangeRow* row = head_; row; row = row->next) rows.push_back(*row);
-  for (size_t i = 0; i < rows.size(); ++i) {
-    rows[i].prev = i > 0 ? &rows[i - 1] : nullptr;
-    rows[i].next = i + 1 < rows.size() ? &rows[i + 1] : nullptr;
-  }
-  head_ = rows.empty() ? nullptr : &rows.front();
-  tail_ = rows.empty() ? nullptr : &rows.back();
-  chunks_ = std::move(one);
-}
-
-RangeRow* RowList::next_slot() {
-  if (chunks_.empty() || chunks_.back().size() == chunks_.back().capacity()) {
-    const size_t rows =
-        chunks_.empty() ? kFirstChunkRows : std::min(chunks_.back().capacity() * 2, kMaxChunkRows);
-    try {
-      chunks_.emplace_back();
-      chunks_.back().reserve(rows);
-    } catch (const std::bad_alloc&) {
-      if (!chunks_.empty() && chunks_.back().capacity() == 0) chunks_.pop_back();
-      return nullptr;
-    }
-  }
-  return &chunks_.back().emplace_back();
-}
 
 int row_create_empty(std::unique_ptr<RangeRow>* out) {
   TARN_ASSERT(out != nullptr);
@@ -118,25 +66,24 @@ int row_append(RowList* list, std::unique_ptr<RangeRow> row, size_t* count_out) 
 
 int row_append(RowList* list, const RangeRow& row, size_t* count_out) {
   TARN_ASSERT(list != nullptr && count_out != nullptr);
-  RangeRow* added = list->next_slot();
-  if (!added) {
+  std::vector<RangeRow>& rows = list->rows_;
+  try {
+    rows.push_back(row);
+  } catch (const std::bad_alloc&) {
     CMN_ReportNoMemory();
     return 0;
   }
-  *added = row;
-  added->prev = list->tail_;
-  added->next = nullptr;
-  if (list->tail_) list->tail_->next = added;
-  else list->head_ = added;
-  list->tail_ = added;
-  *count_out = ++list->size_;
+  rows.back().first = rows.size() == 1;
+  rows.back().last = true;
+  if (rows.size() > 1) rows[rows.size() - 2].last = false;
+  *count_out = rows.size();
   return 1;
 }
 
 int row_prev(const RangeRow* row, const RangeRow** out) {
   TARN_ASSERT(row != nullptr && out != nullptr);
-  if (!row->prev) return 0;
-  *out = row->prev;
+  if (!row->prev()) return 0;
+  *out = row->prev();
   return 1;
 }
 
@@ -163,7 +110,7 @@ EndpointNA rows_endpoint_na(const RowList& rows) {
   const RangeRow& first = *rows.head();
   const RangeRow& last = *rows.tail();
   std::array<bool, 3> given{true, false, false};  // typ is always required
-  for (const RangeRow* row = rows.head(); row; row = row->next)
+  for (const RangeRow* row = rows.head(); row; row = row->next())
     for (size_t i = 1; i < std::size(kCornerFields); ++i)
       if (row->*kCornerFields[i].status == ValueStatus::Value) given[i] = true;
   for (size_t i = 0; i < std::size(kCornerFields); ++i) {

@@ -108,7 +108,7 @@ std::optional<double> table_reference(const IbisModel& m, const TableKind& t, in
 // single points from another column: that would zigzag between two curves.
 int column_of(const ViTable& table, int corner) {
   if (corner == kCornerTyp) return kCornerTyp;
-  for (const RangeRow* row = table.rows.head(); row; row = row->next)
+  for (const RangeRow* row = table.rows.head(); row; row = row->next())
     if (row_corner_valid(row, corner)) return corner;
   return kCornerTyp;
 }
@@ -120,7 +120,7 @@ Curve column_curve(const ViTable& table, int column, bool from_reference, double
   Curve points;
   points.reserve(table.rows.size());
   const RangeRow* row = from_reference ? table.rows.tail() : table.rows.head();
-  for (; row; row = from_reference ? row->prev : row->next) {
+  for (; row; row = from_reference ? row->prev() : row->next()) {
     if (row->x_status != ValueStatus::Value || !row_corner_valid(row, column)) continue;
     IPwlEntry e;
     (void)range_select(row, column, &e.i);

@@ -84,8 +84,8 @@ void time_row(const ValueItem* items, size_t found, Waveform* w, const char* lab
                     label);
   if (row.x_status == ValueStatus::NA) {
     RPT_ErrorAtLine("'NA' not allowed for %s value", "Time");
-  } else if (row.x_status == ValueStatus::Value && row.prev &&
-             row.prev->x_status == ValueStatus::Value && row.x <= row.prev->x) {
+  } else if (row.x_status == ValueStatus::Value && row.prev() &&
+             row.prev()->x_status == ValueStatus::Value && row.x <= row.prev()->x) {
     RPT_ErrorAtLine("Time value did not increase");
   }
 }
