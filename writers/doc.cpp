@@ -78,10 +78,15 @@ constexpr TableForm kDiffPinForm = {
 
 using Cells = std::array<std::string, 3>;  // typ, min, max
 
-// The listing goes straight to the file's buffered stream, each line formatted once.
+// The listing goes to the file a block of lines at a time, each line formatted once.
 class DocText {
  public:
   explicit DocText(SafeFile* file) : file_(file) {}
+  // Hands the lines not yet written to the file; a failed write fails the commit.
+  void flush() {
+    if (!pending_.empty()) (void)file_->Write(pending_);
+    pending_.clear();
+  }
   // One line, formatted; the line feed is added.
   void put(const char* fmt, ...) TARN_PRINTF(2, 3);
   // A banner line and a bar line, which open every block.
@@ -91,26 +96,29 @@ class DocText {
   }
   // "name typ min max": the name in its field, then the three value columns.
   void range_row(std::string_view label, int width, const Cells& cells) {
-    line_.clear();
     pad_to(label, static_cast<size_t>(width));
     for (size_t i = 0; i < cells.size(); ++i) {
-      if (i > 0) line_ += ' ';
+      if (i > 0) pending_ += ' ';
       pad_to(cells[i], kColumnWidth);
     }
-    line_ += '\n';
-    (void)file_->Write(line_);  // a failed write fails the commit
+    pending_ += '\n';
+    flush_when_full();
   }
 
  private:
   // Left-aligned in `width`, never cut, as printf's "%-*s".
   void pad_to(std::string_view text, size_t width) {
-    line_ += text;
-    if (text.size() < width) line_.append(width - text.size(), ' ');
+    pending_ += text;
+    if (text.size() < width) pending_.append(width - text.size(), ' ');
+  }
+  void flush_when_full() {
+    if (pending_.size() >= kWriteBlock) flush();
   }
 
   static constexpr size_t kColumnWidth = 15;
+  static constexpr size_t kWriteBlock = size_t{1} << 16;
   SafeFile* file_;
-  std::string line_;  // the table row being built, kept for its capacity
+  std::string pending_;  // whole lines not yet written
 };
 
 void DocText::put(const char* fmt, ...) {
@@ -122,14 +130,14 @@ void DocText::put(const char* fmt, ...) {
   const int formatted = std::vsnprintf(line, sizeof line - 1, fmt, args);
   const size_t length = formatted > 0 ? static_cast<size_t>(formatted) : 0;
   if (length < sizeof line - 1) {
-    line[length] = '\n';
-    (void)file_->Write(std::string_view(line, length + 1));  // a failed write fails the commit
+    pending_.append(line, length);
   } else {
     std::string long_line(length + 1, '\0');
     std::vsnprintf(long_line.data(), length + 1, fmt, again);
-    long_line[length] = '\n';
-    (void)file_->Write(long_line);
+    pending_.append(long_line, 0, length);
   }
+  pending_ += '\n';
+  flush_when_full();
   va_end(again);
   va_end(args);
 }
@@ -601,6 +609,7 @@ bool DOC_WriteComponent(const IbisDocument* document, const char* path, const ch
   }
   write_component(out, document, chosen, name, models);
   out.put("[End]");
+  out.flush();
   return committed(path, file);
 }
 
