@@ -10,6 +10,7 @@
 #include "libibis/src/ibis.h"
 #include "component_fixture.h"
 #include "model_fixture.h"
+#include "report_fixture.h"
 
 namespace tarn {
 namespace {
@@ -126,25 +127,23 @@ TEST(LaterVersionsRefused, WithoutTheSetting) {
 }
 
 TEST_F(LaterVersions, LimitsFollowTheDeclaredVersion) {
+  // The version, then the body.
   const std::string long_name(40, 'n');
-  const struct {
-    const char* version;
-    std::string body;
-    const char* expected;
-  } cases[] = {
-      {"5.0", "|" + std::string(119, '-') + "\n", ""},
-      {"5.0", "|" + std::string(120, '-') + "\n",
-       "WARNING t.ibs (line    2) - Exceeds official IBIS maximum length of 120 chararacters.\n"},
-      {"4.0", "|" + std::string(80, '-') + "\n",
-       "WARNING t.ibs (line    2) - Exceeds official IBIS maximum length of 80 chararacters.\n"},
-      {"4.2", input_model(long_name), ""},
-      {"4.2", input_model(long_name + "x"),
-       "ERROR t.ibs (line    2) - Model Name Over 40 Characters Long\n"},
-      {"4.1", input_model(long_name),
-       "ERROR t.ibs (line    2) - Model Name Over 20 Characters Long\n"},
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(test::read_lines(file_of(c.version, c.body)).report, c.expected) << c.body;
+  test::expect_reports(
+      [](const std::string& text) {
+        return test::read_lines(file_of(text.substr(0, 3), text.substr(3))).report;
+      },
+      {
+          {"5.0|" + std::string(119, '-') + "\n", ""},
+          {"5.0|" + std::string(120, '-') + "\n",
+           "WARNING t.ibs (line    2) - Exceeds official IBIS maximum length of 120 chararacters.\n"},
+          {"4.0|" + std::string(80, '-') + "\n",
+           "WARNING t.ibs (line    2) - Exceeds official IBIS maximum length of 80 chararacters.\n"},
+          {"4.2" + input_model(long_name), ""},
+          {"4.2" + input_model(long_name + "x"),
+           "ERROR t.ibs (line    2) - Model Name Over 40 Characters Long\n"},
+          {"4.1" + input_model(long_name), "ERROR t.ibs (line    2) - Model Name Over 20 Characters Long\n"},
+      });
 }
 
 // A pin driven by a [Circuit Call] names no model from 4.1 on.

@@ -7,92 +7,60 @@
 #include "component_fixture.h"
 #include "libibis/src/cmpnt.h"
 #include "libibis/src/ibis.h"
+#include "report_fixture.h"
 
 namespace tarn {
 namespace {
 
-using test::read_lines;
+using test::read_in_component;
 
-// Line 1 opens the component, line 2 is the [Pin Mapping] line, rows start at line 3.
-test::ReadResult read_mapping(const std::string& headers, const std::string& rows) {
-  return read_lines("[Component] C\n[Pin Mapping]" + headers + "\n" + rows + "[End]\n");
+// The keyword on line 2, the rows from line 3 on.
+const std::string kThree = "[Pin Mapping] pulldown_ref pullup_ref\n";
+const std::string kFive = "[Pin Mapping] pulldown_ref pullup_ref gnd_clamp_ref power_clamp_ref\n";
+
+TEST(PinMapping, HeadersAndRows) {
+  test::expect_reports(
+      [](const std::string& lines) { return read_in_component(lines).report; },
+      {
+          {kFive + "1 GND VCC GND VCC", ""},
+          {"[Pin Mapping] PULLDOWN_REF Pullup_Ref\n1 GND VCC", ""},
+          {"[Pin Mapping]", "ERROR t.ibs (line    2) - Unable to find column headers after Pin_Mapping keyword.\n"},
+          {"[Pin Mapping] pulldown_ref",
+           "ERROR t.ibs (line    2) -\n"
+           "    Pin_Mappings keyword column count must be 3 or 5, found 2 columns.\n"
+           "ERROR t.ibs (line    2) - 'pullup_ref' column header not found or out of order.\n"},
+          {"[Pin Mapping] pulldown_ref pullup_ref power_clamp_ref gnd_clamp_ref",
+           "ERROR t.ibs (line    2) - 'gnd_clamp_ref' column header not found or out of order.\n"
+           "ERROR t.ibs (line    2) - 'power_clamp_ref' column header not found or out of order.\n"},
+          {kThree + "1 GND VCC GND",
+           "ERROR t.ibs (line    3) - Pin Mapping data lines must contain either 3 or 5 columns.\n"},
+          {kThree + "1 GND VCC GND VCC",
+           "ERROR t.ibs (line    3) - When 5 columns are specified, the headings gnd_clamp_ref "
+           "and power_clamp_ref must be used.\n"},
+          {kFive + "1 GND VCC GND VCC X",
+           "ERROR t.ibs (line    3) - Extra data columns on this line.\n"
+           "ERROR t.ibs (line    3) - Pin Mapping data lines must contain either 3 or 5 columns.\n"},
+          {kThree + "1 GND",
+           "ERROR t.ibs (line    3) - No pullup_ref data.\n"
+           "ERROR t.ibs (line    3) - Pin Mapping data lines must contain either 3 or 5 columns.\n"},
+          {kThree + "1 na VCC",
+           "ERROR t.ibs (line    3) - na is an invalid Pin_Mapping column entry.\n"},
+          {kThree + "1 GND_BUS_OF_16_CH VCC",
+           "WARNING t.ibs (line    3) - pulldown_ref string 'GND_BUS_OF_16_CH' is too long, "
+           "truncating to 15 characters.\n"},
+          {kThree + "NC GND VCC", "ERROR t.ibs (line    3) - Illegal use of Reserved Word 'NC'.\n"},
+      });
 }
 
-constexpr const char* kThree = " pulldown_ref pullup_ref";
-constexpr const char* kFive = " pulldown_ref pullup_ref gnd_clamp_ref power_clamp_ref";
-
-TEST(PinMappingKeyword, ColumnHeaders) {
-  struct Case {
-    const char* headers;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {kThree, ""},
-      {kFive, ""},
-      {" PULLDOWN_REF Pullup_Ref", ""},
-      {"", "ERROR t.ibs (line    2) - Unable to find column headers after Pin_Mapping keyword.\n"},
-      {" pulldown_ref",
-       "ERROR t.ibs (line    2) -\n"
-       "    Pin_Mappings keyword column count must be 3 or 5, found 2 columns.\n"
-       "ERROR t.ibs (line    2) - 'pullup_ref' column header not found or out of order.\n"},
-      {" pullup_ref pulldown_ref",
-       "ERROR t.ibs (line    2) - 'pulldown_ref' column header not found or out of order.\n"
-       "ERROR t.ibs (line    2) - 'pullup_ref' column header not found or out of order.\n"},
-      {" pulldown_ref pullup_ref gnd_clamp_ref",
-       "ERROR t.ibs (line    2) -\n"
-       "    Pin_Mappings keyword column count must be 3 or 5, found 4 columns.\n"},
-      {" pulldown_ref pullup_ref power_clamp_ref gnd_clamp_ref",
-       "ERROR t.ibs (line    2) - 'gnd_clamp_ref' column header not found or out of order.\n"
-       "ERROR t.ibs (line    2) - 'power_clamp_ref' column header not found or out of order.\n"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(read_mapping(c.headers, "").report, c.expected) << c.headers;
-}
-
-TEST(PinMappingRows, ItemsLimitsAndNames) {
-  struct Case {
-    const char* headers;
-    const char* rows;
-    const char* expected;
-  };
-  const Case cases[] = {
-      {kThree, "1 GND VCC", ""},
-      {kFive, "1 GND VCC GND VCC", ""},
-      {kThree, "1 GND VCC GND",
-       "ERROR t.ibs (line    3) - Pin Mapping data lines must contain either 3 or 5 columns.\n"},
-      {kThree, "1 GND VCC GND VCC",
-       "ERROR t.ibs (line    3) - When 5 columns are specified, the headings gnd_clamp_ref and "
-       "power_clamp_ref must be used.\n"},
-      {kFive, "1 GND VCC GND VCC X",
-       "ERROR t.ibs (line    3) - Extra data columns on this line.\n"
-       "ERROR t.ibs (line    3) - Pin Mapping data lines must contain either 3 or 5 columns.\n"},
-      {kThree, "1 GND",
-       "ERROR t.ibs (line    3) - No pullup_ref data.\n"
-       "ERROR t.ibs (line    3) - Pin Mapping data lines must contain either 3 or 5 columns.\n"},
-      {kThree, "1 na VCC",
-       "ERROR t.ibs (line    3) - na is an invalid Pin_Mapping column entry.\n"},
-      {kThree, "1 GND_BUS_OF_16_CH VCC",
-       "WARNING t.ibs (line    3) - pulldown_ref string 'GND_BUS_OF_16_CH' is too long, "
-       "truncating to 15 characters.\n"},
-      {kThree, "123456 GND VCC",
-       "WARNING t.ibs (line    3) -\n"
-       "    Pin string '123456' is too long, truncating to 5 characters.\n"},
-      {kThree, "NC GND VCC", "ERROR t.ibs (line    3) - Illegal use of Reserved Word 'NC'.\n"},
-      {kThree, "1 GND VCC\n1 VSS VDD\na GND VCC",
-       "ERROR t.ibs (line    4) - Duplicate Pin Mapping Pin.\n"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(read_mapping(c.headers, std::string(c.rows) + "\n").report, c.expected) << c.rows;
-}
-
-TEST(PinMappingRows, StoredRowsAndASecondKeyword) {
-  const auto r = read_mapping(kFive, "1 GND VCC\n2 VSS VDD GCLAMP PCLAMP\n1 X Y\n"
-                                     "[Pin Mapping] pulldown_ref pullup_ref\n3 A B\n");
+TEST(PinMapping, StoredRowsAndASecondKeyword) {
+  const auto r = read_in_component(kFive + "1 GND VCC\n2 VSS VDD GCLAMP PCLAMP\n1 X Y\na GND VCC\n"
+                                      "[Pin Mapping] pulldown_ref pullup_ref\n3 A B");
   EXPECT_EQ(r.report, "ERROR t.ibs (line    5) - Duplicate Pin Mapping Pin.\n"
-                      "ERROR t.ibs (line    6) - Duplicate Pin_Mapping keyword found.\n");
+                      "ERROR t.ibs (line    7) - Duplicate Pin_Mapping keyword found.\n");
   const PinMapping* mapping = nullptr;
   ASSERT_EQ(CMPNT_GetPinMapping(r.document->components[0].get(), &mapping), 1);
-  ASSERT_EQ(mapping->rows.size(), 2u);  // the repeated pin and the second keyword's row dropped
+  // The repeated pin and the second keyword's row dropped; pin names keep their case.
+  ASSERT_EQ(mapping->rows.size(), 3u);
   const PinMappingRow* row = nullptr;
   ASSERT_EQ(PINMPG_Find(mapping, "1", &row), 1);
   std::string_view bus;
@@ -106,20 +74,14 @@ TEST(PinMappingRows, StoredRowsAndASecondKeyword) {
   EXPECT_EQ(PINMPG_Find(mapping, "3", &row), 0);
 }
 
-TEST(PinMappingEndOfFile, PinsAndBuses) {
+TEST(PinMapping, EndOfFilePinsAndBuses) {
+  EXPECT_EQ(test::read_component("1 VCC POWER\n2 IO buf\n", "", test::kBufModel).report, "");
   const auto r = test::read_component(
       "1 VCC POWER\n2 VSS GND\n3 IO buf\n4 X nc\n5 VCC2 Power\n6 IO2 buf\n7 IO3 buf\n"
       "8 VSS2 GND\n10 VCC3 POWER\n",  // rails need no row
-      std::string("[Pin Mapping]") + kFive +
-          "\n"
-          "1 NC VDD\n"
-          "2 VSS NC\n"
-          "3 VSS VDD VSS VDD\n"
-          "4 VSS NC\n"
-          "5 VDD2 VDD2\n"
-          "6 VSS FLOAT\n"
-          "8 VSS NC NC GNDX\n"
-          "9 VSS VDD\n",
+      kFive +
+          "1 NC VDD\n2 VSS NC\n3 VSS VDD VSS VDD\n4 VSS NC\n5 VDD2 VDD2\n6 VSS FLOAT\n"
+          "8 VSS NC NC GNDX\n9 VSS VDD\n",
       test::kBufModel);
   EXPECT_EQ(r.report,
             "ERROR t.ibs - Component 'C': Pin '7' not referenced in Pin Mappings.\n"
@@ -135,11 +97,6 @@ TEST(PinMappingEndOfFile, PinsAndBuses) {
             "WARNING t.ibs - Component 'C': Pin Mapping 'GNDX': power_clamp_ref entry is usually "
             "connected to POWER.\n"
             "WARNING t.ibs - Pulldown Reference VDD2 is also used as a Pullup Reference\n");
-}
-
-TEST(PinMappingEndOfFile, ComponentsWithoutAMappingNeedNone) {
-  const auto r = test::read_component("1 VCC POWER\n2 IO buf\n", "", test::kBufModel);
-  EXPECT_EQ(r.report, "");
 }
 
 }  // namespace

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "check_fixture.h"
-#include "libibis/src/ramp.h"
 #include "model_fixture.h"
+#include "report_fixture.h"
 
 namespace tarn {
 namespace {
@@ -20,110 +20,69 @@ std::string model_report(const std::string& lines) {
   return test::check_report("[Model] m\n" + lines + "[End]\n", PLAUS_ModelsEndOfFile);
 }
 
-TEST(Plausibility, PackageRanges) {
-  struct Case {
-    const char* line;
-    const char* expected;
-  };
+TEST(Plausibility, PackageAndPinValues) {
   // The limits themselves pass; each corner is checked on its own.
-  const Case cases[] = {
-      {"R_pkg 1000 0 1000", ""},
-      {"L_pkg 1u 0 1u", ""},
-      {"C_pkg 1n 0 1n", ""},
-      {"R_pkg 1001 -1m NA",
-       "WARNING t.ibs - CMPT 'C1': Rpkg TYP value 1001 Ohms not within expected range (0 Ohms, "
-       "1000 Ohms)\n"
-       "WARNING t.ibs - CMPT 'C1': Rpkg MIN value -0.001 Ohms not within expected range (0 Ohms, "
-       "1000 Ohms)\n"},
-      {"L_pkg 2n NA 1.001u",
-       "WARNING t.ibs -\n"
-       "    CMPT 'C1': Lpkg MAX value 1001nH not within expected range (0nH, 1000nH)\n"},
-      {"C_pkg -1f 1p 1.001n",
-       "WARNING t.ibs -\n"
-       "    CMPT 'C1': Cpkg TYP value -0.001pF not within expected range (0pF, 1000pF)\n"
-       "WARNING t.ibs -\n"
-       "    CMPT 'C1': Cpkg MAX value 1001pF not within expected range (0pF, 1000pF)\n"},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(component_report("[Package]\n" + std::string(c.line) + "\n"), c.expected) << c.line;
-}
-
-TEST(Plausibility, PinParasitics) {
-  EXPECT_EQ(component_report("[Pin] signal_name model_name R_pin L_pin C_pin\n"
-                             "1 A m 1000 1u 1n\n"
-                             "2 B m 1001 1.001u 1.001n\n"
-                             "3 C m NA NA NA\n"),
+  test::expect_reports(
+      [](const std::string& lines) { return component_report("[Package]\n" + lines + "\n"); },
+      {
+          {"R_pkg 1000 0 1000\nL_pkg 1u 0 1u\nC_pkg 1n 0 1n", ""},
+          {"R_pkg 1001 -1m NA",
+           "WARNING t.ibs - CMPT 'C1': Rpkg TYP value 1001 Ohms not within expected range (0 "
+           "Ohms, 1000 Ohms)\n"
+           "WARNING t.ibs - CMPT 'C1': Rpkg MIN value -0.001 Ohms not within expected range (0 "
+           "Ohms, 1000 Ohms)\n"},
+          {"L_pkg 2n NA 1.001u",
+           "WARNING t.ibs -\n"
+           "    CMPT 'C1': Lpkg MAX value 1001nH not within expected range (0nH, 1000nH)\n"},
+          {"C_pkg -1f 1p 1.001n",
+           "WARNING t.ibs -\n"
+           "    CMPT 'C1': Cpkg TYP value -0.001pF not within expected range (0pF, 1000pF)\n"
+           "WARNING t.ibs -\n"
+           "    CMPT 'C1': Cpkg MAX value 1001pF not within expected range (0pF, 1000pF)\n"},
+      });
+  EXPECT_EQ(component_report("[Pin] signal_name model_name R_pin L_pin C_pin\n1 A m 1000 1u 1n\n"
+                             "2 B m 1001 1.001u 1.001n\n3 C m NA NA NA\n"),
             "WARNING t.ibs - CMPT 'C1', Pin '2': Pin Resistance 1001 Ohms greater than 1000 Ohms\n"
             "WARNING t.ibs - CMPT 'C1', Pin '2': Pin Inductance 1001nH greater than 1000nH\n"
             "WARNING t.ibs - CMPT 'C1', Pin '2': Pin Capacitance 1001pF greater than 1000pF\n");
 }
 
-TEST(Plausibility, CComp) {
-  EXPECT_EQ(model_report("C_comp 1n 0 1n\n"), "");
-  EXPECT_EQ(model_report("C_comp 1.001n -1f 2p\n"),
-            "WARNING t.ibs -\n"
-            "    Model 'm': C_comp TYP value 1001pF out of expected range (0pF, 1000pF)\n"
-            "WARNING t.ibs -\n"
-            "    Model 'm': C_comp MIN value -0.001pF out of expected range (0pF, 1000pF)\n");
-}
-
-TEST(Plausibility, RampTime) {
-  EXPECT_EQ(model_report("[Ramp]\ndV/dt_r 1/1m 1/1.001m NA\ndV/dt_f 1/2m NA 1/0.5m\n"),
-            "WARNING t.ibs - Model 'm': Rising MIN Ramptime 1.001e+06nsec unusually large ( > "
-            "1.000e+06nsec )\n"
-            "WARNING t.ibs - Model 'm': Falling TYP Ramptime 2.000e+06nsec unusually large ( > "
-            "1.000e+06nsec )\n");
-  // The same check serves submodels under their own name.
-  Ramp ramp;
-  ramp.dvdt_f = std::make_unique<RampRatio>();
-  ramp.dvdt_f->max = RampEntry{1.0, 5e-3, ValueStatus::Value};
-  test::MemStream out;
-  RPT_SetStream(out.get());
-  RPT_SetFileName("t.ibs");
-  PLAUS_RampTime("Sub Model", "bus", &ramp);
-  RPT_SetStream(nullptr);
-  EXPECT_EQ(out.text(),
-            "WARNING t.ibs - Sub Model 'bus': Falling MAX Ramptime 5.000e+06nsec unusually large ( "
-            "> 1.000e+06nsec )\n");
-}
-
-TEST(Plausibility, CurrentsOfOpenDevices) {
-  struct Case {
-    const char* type;
-    const char* table;
-    const char* second_row;
-    const char* expected;
-  };
-  constexpr const char* kPullup =
+TEST(Plausibility, ModelValues) {
+  const std::string pullup =
       "WARNING t.ibs -\n"
       "    Model 'm': Currents <> 0.0mA in 'Pullup' for Open_drain/Open_sink device\n";
-  constexpr const char* kPulldown =
+  const std::string pulldown =
       "WARNING t.ibs - Model 'm': Currents <> 0.0mA in 'Pulldown' for Open_source device\n";
-  const Case cases[] = {
-      {"Open_drain", "[Pullup]", "1 0 0 0", ""},
-      {"Open_drain", "[Pullup]", "1 0 1u NA", kPullup},
-      {"I/O_open_drain", "[Pullup]", "1 0 NA -1u", kPullup},
-      {"Open_sink", "[Pullup]", "1 1u 0 0", kPullup},
-      {"I/O_open_sink", "[Pullup]", "1 1u 0 0", kPullup},
-      {"Open_source", "[Pulldown]", "1 1u 0 0", kPulldown},
-      {"I/O_open_source", "[Pulldown]", "1 1u 0 0", kPulldown},
-      {"Open_source", "[Pullup]", "1 1u 0 0", ""},
-      {"Output", "[Pullup]", "1 1u 0 0", ""},
-  };
-  for (const Case& c : cases)
-    EXPECT_EQ(model_report(std::string("Model_type ") + c.type + "\n" + c.table + "\n0 0 0 0\n" +
-                           c.second_row + "\n"),
-              c.expected)
-        << c.type << " " << c.second_row;
-}
-
-TEST(Plausibility, ScheduleSize) {
-  const std::string head = "Model_type Output\n[Driver Schedule]\n";
-  EXPECT_EQ(model_report(head),
-            "WARNING t.ibs - Model 'm': The [Driver_Schedule] has no models defined\n");
-  EXPECT_EQ(model_report(head + "a 1n NA 1n NA\n"),
-            "WARNING t.ibs - Model 'm': The [Driver_Schedule] has only one model defined\n");
-  EXPECT_EQ(model_report(head + "a 1n NA 1n NA\nb 1n NA 1n NA\n"), "");
+  const std::string schedule = "Model_type Output\n[Driver Schedule]\n";
+  test::expect_reports(
+      model_report,
+      {
+          {"C_comp 1n 0 1n\n", ""},
+          {"C_comp 1.001n -1f 2p\n",
+           "WARNING t.ibs -\n"
+           "    Model 'm': C_comp TYP value 1001pF out of expected range (0pF, 1000pF)\n"
+           "WARNING t.ibs -\n"
+           "    Model 'm': C_comp MIN value -0.001pF out of expected range (0pF, 1000pF)\n"},
+          {"[Ramp]\ndV/dt_r 1/1m 1/1.001m NA\ndV/dt_f 1/2m NA 1/0.5m\n",
+           "WARNING t.ibs - Model 'm': Rising MIN Ramptime 1.001e+06nsec unusually large ( > "
+           "1.000e+06nsec )\n"
+           "WARNING t.ibs - Model 'm': Falling TYP Ramptime 2.000e+06nsec unusually large ( > "
+           "1.000e+06nsec )\n"},
+          // Currents of open devices: the side that is open must carry none.
+          {"Model_type Open_drain\n[Pullup]\n0 0 0 0\n1 0 0 0\n", ""},
+          {"Model_type Open_drain\n[Pullup]\n0 0 0 0\n1 0 1u NA\n", pullup},
+          {"Model_type I/O_open_drain\n[Pullup]\n0 0 0 0\n1 0 NA -1u\n", pullup},
+          {"Model_type Open_sink\n[Pullup]\n0 0 0 0\n1 1u 0 0\n", pullup},
+          {"Model_type I/O_open_sink\n[Pullup]\n0 0 0 0\n1 1u 0 0\n", pullup},
+          {"Model_type Open_source\n[Pulldown]\n0 0 0 0\n1 1u 0 0\n", pulldown},
+          {"Model_type I/O_open_source\n[Pulldown]\n0 0 0 0\n1 1u 0 0\n", pulldown},
+          {"Model_type Open_source\n[Pullup]\n0 0 0 0\n1 1u 0 0\n", ""},
+          {"Model_type Output\n[Pullup]\n0 0 0 0\n1 1u 0 0\n", ""},
+          {schedule, "WARNING t.ibs - Model 'm': The [Driver_Schedule] has no models defined\n"},
+          {schedule + "a 1n NA 1n NA\n",
+           "WARNING t.ibs - Model 'm': The [Driver_Schedule] has only one model defined\n"},
+          {schedule + "a 1n NA 1n NA\nb 1n NA 1n NA\n", ""},
+      });
 }
 
 // After the models' own end checks: their VI curves, their values and their schedules, each
