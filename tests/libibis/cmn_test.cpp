@@ -4,6 +4,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <random>
 #include <string>
 
@@ -322,6 +324,44 @@ TEST(ScanValues, MatchesSplittingThenReading) {
         EXPECT_EQ(items[i].value, value) << line << " #" << i;
       }
     }
+  }
+}
+
+// Every table value, read in a line, is strtod's value of its number times the scale of its
+// first letter, bit for bit: short and long mantissas, signs, leading dots, exponents, suffixes.
+TEST(ScanValues, AgreesWithStrtodTimesTheScale) {
+  struct Suffix {
+    const char* text;
+    double factor;
+  };
+  const Suffix suffixes[] = {{"", 1},       {"T", 1e12},   {"G", 1e9},   {"M", 1e6},
+                             {"k", 1e3},    {"m", 1e-3},   {"u", 1e-6},  {"n", 1e-9},
+                             {"p", 1e-12},  {"f", 1e-15},  {"meg", 1e-3}, {"Meg", 1e6},
+                             {"mA", 1e-3},  {"V", 1},      {"K", 1},     {"ohm", 1}};
+  std::mt19937_64 rng(22);
+  const auto digits = [&](int count) {
+    std::string d;
+    for (int i = 0; i < count; ++i) d += static_cast<char>('0' + rng() % 10);
+    return d;
+  };
+  for (int i = 0; i < 50000; ++i) {
+    const char* signs[] = {"", "-", "+"};
+    std::string number = signs[rng() % 3];
+    const int int_digits = static_cast<int>(rng() % 4 == 0 ? rng() % 26 : rng() % 4);
+    const int frac_digits = static_cast<int>(rng() % 4 == 0 ? rng() % 26 : rng() % 6);
+    number += digits(int_digits);
+    if (rng() % 5 != 0) number += "." + digits(frac_digits);
+    if (int_digits + frac_digits == 0 || number.back() == '+' || number.back() == '-') continue;
+    if (number.find('.') == std::string::npos && int_digits == 0) continue;
+    if (rng() % 6 == 0) number += (rng() % 2 ? "e" : "E-") + std::to_string(rng() % 30);
+    const Suffix& suffix = suffixes[rng() % std::size(suffixes)];
+    const std::string line = (rng() % 2 ? "\t" : "  ") + number + suffix.text + " 1";
+    ValueItem items[2];
+    ASSERT_EQ(CMN_ScanValues(line, 2, items), 2u) << line;
+    ASSERT_EQ(items[0].result, kNumberValid) << line;
+    const double expected = std::strtod(number.c_str(), nullptr) * suffix.factor;
+    EXPECT_EQ(std::memcmp(&items[0].value, &expected, sizeof expected), 0)
+        << line << " read " << items[0].value << ", strtod " << expected;
   }
 }
 
