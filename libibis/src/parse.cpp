@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 
 #include "libibis/src/chars.h"
@@ -437,13 +438,13 @@ bool is_free_text(Kw code) {
 size_t line_warn_length() { return NEWER_Rules().long_lines ? kLongLineWarn : kLineWarn; }
 
 // Removes the line feed, then the length and tab checks.
-std::string_view check_line(char* buffer, size_t length) {
+std::string_view check_line(char* buffer, size_t length, bool tab) {
   if (length > 0 && buffer[length - 1] == '\n') buffer[--length] = '\0';
   if (length > kLineMax) RPT_ErrorAtLine("Exceeds %d chararacters.", static_cast<int>(kLineMax));
   else if (length > line_warn_length())
     RPT_WarningAtLine("Exceeds official IBIS maximum length of %d chararacters.",
                       static_cast<int>(line_warn_length()));
-  if (!g_prs_settings.tab_reported && std::memchr(buffer, '\t', length) != nullptr) {
+  if (!g_prs_settings.tab_reported && tab) {
     RPT_WarningAtLine("IBIS files should not contain tab characters.");
     g_prs_settings.tab_reported = true;
   }
@@ -482,18 +483,18 @@ void set_comment_char(std::string_view keyword_line) {
     RPT_ErrorAtLine("Too Many Line Items For Keyword COMMENT_CHAR.");
 }
 
-// Cuts the comment and the trailing white space; the view stays NUL-terminated.
-std::string_view strip_comment(char* buffer, std::string_view line) {
-  const void* at = std::memchr(line.data(), g_prs.comment, line.size());
-  size_t length = at ? static_cast<size_t>(static_cast<const char*>(at) - line.data()) : line.size();
+// Cuts the comment, which starts at `comment` in the buffer, and the trailing white space; the
+// view stays NUL-terminated.
+std::string_view strip_comment(char* buffer, std::string_view line, size_t comment) {
+  size_t length = std::min(comment, line.size());
   while (length > 0 && is_space(line[length - 1])) --length;
   buffer[line.data() - buffer + length] = '\0';
   return line.substr(0, length);
 }
 
-void process_line(char* buffer, size_t length) {
+void process_line(char* buffer, size_t length, const LineSource::LineMarks& marks) {
   ++g_prs.line;
-  std::string_view line = check_line(buffer, length);
+  std::string_view line = check_line(buffer, length, marks.tab);
   size_t first = 0;
   const LineKind kind = classify(line, &first);
   if (g_prs.end_seen && kind != LineKind::Comment) {
@@ -506,7 +507,7 @@ void process_line(char* buffer, size_t length) {
     return;
   }
   if (kind == LineKind::Comment) return;
-  line = strip_comment(buffer, line);
+  line = strip_comment(buffer, line, marks.comment);
   if (kind == LineKind::Keyword) line = line.substr(first);
   dispatch(kind, line);
 }
@@ -587,24 +588,57 @@ void LineSource::illegal(unsigned char c, bool room) {
   }
 }
 
+namespace {
+
+// The first character from `p` that the line reader must look at: a control character (the
+// line feed and the tab among them), one beyond 7 bits, or the comment character. Eight at a
+// time: a byte below 32 or equal to the comment character sets the high bit of its own byte
+// and may set those above it, so the lowest flag is exact.
+const unsigned char* find_special(const unsigned char* p, const unsigned char* e,
+                                  unsigned char comment) {
+  if constexpr (std::endian::native == std::endian::little) {
+    constexpr uint64_t kOnes = 0x0101010101010101ull;
+    constexpr uint64_t kHighs = 0x8080808080808080ull;
+    const uint64_t comments = kOnes * comment;
+    while (e - p >= 8) {
+      uint64_t x;
+      std::memcpy(&x, p, sizeof x);
+      const uint64_t y = x ^ comments;
+      const uint64_t flags = (((x - kOnes * 0x20) & ~x) | x | ((y - kOnes) & ~y)) & kHighs;
+      if (flags != 0) return p + std::countr_zero(flags) / 8;
+      p += 8;
+    }
+  }
+  while (p < e && (kCharTable[*p] & kCharStored) && *p != '\t' && *p != comment) ++p;
+  return p;
+}
+
+}  // namespace
+
 long LineSource::read_line(char* buffer, size_t size) {
   const size_t limit = size > 0 ? size - 1 : 0;
   size_t n = 0;
   bool line_feed = false;
+  marks_ = LineMarks{};
   while (true) {
     if (pos_ == end_ && !refill()) break;
     // The common case: a run of characters that are stored as they are.
-    const unsigned char* p = data_ + pos_;
-    const unsigned char* e = data_ + end_;
-    const unsigned char* run = p;
-    while (p < e && (kCharTable[*p] & kCharStored)) ++p;
+    const unsigned char* run = data_ + pos_;
+    const unsigned char* p = find_special(run, data_ + end_, comment_);
     const size_t run_length = static_cast<size_t>(p - run);
     const size_t take = std::min(run_length, limit - n);
     std::memcpy(buffer + n, run, take);
     n += take;
     pos_ += run_length;
-    if (p == e) continue;
+    if (pos_ == end_) continue;
     const unsigned char c = data_[pos_++];
+    if (kCharTable[c] & kCharStored) {  // a tab or the comment character: kept and marked
+      if (n == limit) continue;
+      if (c == '\t') marks_.tab = true;
+      if (c == comment_ && marks_.comment == std::string_view::npos) marks_.comment = n;
+      buffer[n++] = static_cast<char>(c);
+      continue;
+    }
     if (c == '\n') {
       line_feed = true;
       if (n < limit) buffer[n++] = '\n';
@@ -633,8 +667,11 @@ namespace {
 void read_lines(LineSource& source) {
   char buffer[kLineBuffer];
   long length = 0;
-  while ((length = source.read_line(buffer, sizeof buffer)) >= 0)
-    process_line(buffer, static_cast<size_t>(length));
+  source.set_comment(g_prs.comment);
+  while ((length = source.read_line(buffer, sizeof buffer)) >= 0) {
+    process_line(buffer, static_cast<size_t>(length), source.marks());
+    source.set_comment(g_prs.comment);  // a [Comment Char] line may have changed it
+  }
 }
 
 }  // namespace

@@ -61,6 +61,15 @@ class LineSource {
   /// there is room, NUL-terminated). Returns the length stored, or -1 at end of file.
   long read_line(char* buffer, size_t size);
 
+  /// What the pass that read the last line saw in the characters it stored.
+  struct LineMarks {
+    bool tab = false;
+    size_t comment = std::string_view::npos;  // the first comment character
+  };
+  const LineMarks& marks() const { return marks_; }
+  /// The comment character that the next lines mark (0: none).
+  void set_comment(char comment) { comment_ = static_cast<unsigned char>(comment); }
+
  private:
   bool refill();
   int peek();
@@ -73,6 +82,8 @@ class LineSource {
   size_t pos_ = 0;
   size_t end_ = 0;
   bool eof_ = false;
+  unsigned char comment_ = 0;
+  LineMarks marks_;
 };
 
 /// Reads one line through `source`; returns `buffer`, or nullptr at end of file.

@@ -125,6 +125,49 @@ TEST(LineReader, TabsLastLineEmptyAndMissingFiles) {
   EXPECT_EQ(out.text(), "");
 }
 
+// Each kind of character at every place of a line (within and across the words the reader
+// looks at together): what is stored, and where the tab and the first comment character are.
+TEST(LineReader, CharactersAtEveryPlaceAreStoredAndMarked) {
+  struct Case {
+    char in;
+    char stored;
+    bool tab;
+    bool comment;
+  };
+  const Case cases[] = {
+      {'\t', '\t', true, false}, {'#', '#', false, true},  {'|', '|', false, false},
+      {'\x7f', '\x7f', false, false}, {' ', ' ', false, false}, {'\x1f', ' ', false, false},
+      {'\x01', ' ', false, false},    {'\x80', ' ', false, false}, {'\xff', ' ', false, false},
+      {'\0', ' ', false, false},
+  };
+  for (const Case& c : cases) {
+    for (size_t at = 0; at < 20; ++at) {
+      std::string line(20, 'a');
+      line[at] = c.in;
+      line += "#x\nnext\n";
+      LineSource source(line, false);
+      source.set_comment('#');
+      char buffer[64];
+      ASSERT_EQ(source.read_line(buffer, sizeof buffer), 23) << int(c.in) << " at " << at;
+      std::string expected(20, 'a');
+      expected[at] = c.stored;
+      EXPECT_EQ(std::string(buffer), expected + "#x\n") << int(c.in) << " at " << at;
+      EXPECT_EQ(source.marks().tab, c.tab) << int(c.in) << " at " << at;
+      EXPECT_EQ(source.marks().comment, c.comment ? at : 20) << int(c.in) << " at " << at;
+      ASSERT_EQ(source.read_line(buffer, sizeof buffer), 5);
+      EXPECT_FALSE(source.marks().tab);
+      EXPECT_EQ(source.marks().comment, std::string_view::npos);
+    }
+  }
+  // Only what the buffer holds is marked.
+  LineSource source(std::string_view("abcdef\t#\n"), false);
+  source.set_comment('#');
+  char small[7];
+  ASSERT_EQ(source.read_line(small, sizeof small), 6);
+  EXPECT_FALSE(source.marks().tab);
+  EXPECT_EQ(source.marks().comment, std::string_view::npos);
+}
+
 class KeywordLookup : public test::Reported {
  protected:
   void SetUp() override { at(0, "k.ibs"); }
