@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -211,11 +213,37 @@ int row_corner_value(const RangeRow* row, int corner, double* out) {
   return range_get_typ(row, out);
 }
 
+// The x values of a model's tables, each formatted once for all the corner copies written.
+class XTexts {
+ public:
+  // The x of every row in order, an empty view for a row without one.
+  struct Column {
+    std::string text;
+    std::vector<uint32_t> ends;  // where each row's x ends in `text`
+  };
+  const Column& of(const RowList& rows) {
+    auto [it, added] = columns_.try_emplace(&rows);
+    if (added) {
+      Column& column = it->second;
+      for (const RangeRow* row = rows.head(); row; row = row->next()) {
+        double x = 0.0;
+        if (row_get_x(row, &x)) WRT_AppendGeneral(&column.text, x);
+        column.ends.push_back(static_cast<uint32_t>(column.text.size()));
+      }
+    }
+    return it->second;
+  }
+
+ private:
+  std::unordered_map<const RowList*, Column> columns_;
+};
+
 // One corner's copy of a model. A dry run writes nothing and only notes whether the corner has an
 // entry of its own anywhere, which decides whether its copy is written at all.
 class ModelCopy {
  public:
-  ModelCopy(int corner, bool dry) : corner_(corner), dry_(dry) {}
+  ModelCopy(int corner, bool dry, XTexts* x_texts = nullptr)
+      : corner_(corner), dry_(dry), x_texts_(x_texts) {}
 
   void write(const IbisModel& model);
   bool has_own_entry() const { return own_entry_; }
@@ -233,6 +261,7 @@ class ModelCopy {
 
   int corner_;
   bool dry_;
+  XTexts* x_texts_;  // set when not dry
   bool own_entry_ = false;
 };
 
@@ -251,14 +280,22 @@ void ModelCopy::table(std::string_view keyword, const RowList& rows) {
   begin(keyword);
   put_line();
   const int column = own ? corner_ : kCornerTyp;
-  for (const RangeRow* row = rows.head(); row; row = row->next()) {
-    double x = 0.0;
+  const XTexts::Column& xs = x_texts_->of(rows);
+  size_t row_index = 0;
+  uint32_t x_start = 0;
+  for (const RangeRow* row = rows.head(); row; row = row->next(), ++row_index) {
+    const uint32_t x_end = xs.ends[row_index];
+    const std::string_view x(xs.text.data() + x_start, x_end - x_start);
+    x_start = x_end;
     double y = 0.0;
-    if (!row_get_x(row, &x) || !row_corner_value(row, column, &y)) continue;
-    g_cbs.line.clear();
-    append_number(&g_cbs.line, x, Num::General);
-    add_number(y, Num::General);
-    put_line();
+    if (x.empty() || !row_corner_value(row, column, &y)) continue;
+    // Straight into the block: a table is most of a compiled file.
+    std::string& out = g_cbs.pending;
+    out += x;
+    out += ' ';
+    append_number(&out, y, Num::General);
+    out += '\n';
+    if (out.size() >= kWriteBlock) flush_pending();
   }
 }
 
@@ -360,17 +397,18 @@ void write_model_block(const IbisModel& model, std::string_view name) {
     int corner;
     const char* keyword;
   };
+  XTexts x_texts;
   for (const Copy copy : {Copy{kCornerMin, "\nMin_Model"}, Copy{kCornerMax, "\nMax_Model"}}) {
     ModelCopy probe(copy.corner, true);
     probe.write(model);
     if (!probe.has_own_entry()) continue;
     begin(copy.keyword);
     put_line();
-    ModelCopy(copy.corner, false).write(model);
+    ModelCopy(copy.corner, false, &x_texts).write(model);
   }
   begin("\nTyp_Model");
   put_line();
-  ModelCopy(kCornerTyp, false).write(model);
+  ModelCopy(kCornerTyp, false, &x_texts).write(model);
 }
 
 // ---------------------------------------------------------------------------------------------

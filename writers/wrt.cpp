@@ -213,7 +213,7 @@ void WRT_AppendGeneral(std::string* out, double value) {
       put(digits.substr(whole));
     }
   }
-  out->append(text, p);
+  out->append(text, static_cast<size_t>(p - text));  // the (pointer, length) form: no replace
 }
 
 }  // namespace tarn
