@@ -45,6 +45,44 @@ constexpr std::string_view kScaleLetters = "fpnum kMGT";
 constexpr int kSmallestScale = -15;
 constexpr int kLargestScale = 12;
 
+// Room for the longest number text format_number writes.
+constexpr size_t kNumberRoom = 32;
+
+// The number with a scale letter, written into `buffer` (kNumberRoom characters); returns its
+// length. The listing formats every number of every table, so nothing is allocated.
+size_t format_number(double value, char* buffer) {
+  if (value == 0.0) {  // -0 too
+    buffer[0] = '0';
+    return 1;
+  }
+  if (!std::isfinite(value)) {
+    const auto result = std::to_chars(buffer, buffer + kNumberRoom, value);
+    return static_cast<size_t>(result.ptr - buffer);
+  }
+  const RoundedDecimal decimal = WRT_RoundDecimal(std::fabs(value), kSignificantDigits);
+  // The scale is chosen after rounding, so 999.9999 becomes 1k rather than 1000.
+  const int scale = (decimal.exponent >= 0 ? decimal.exponent : decimal.exponent - 2) / 3 * 3;
+  if (scale < kSmallestScale || scale > kLargestScale) {
+    const auto result = std::to_chars(buffer, buffer + kNumberRoom, value,
+                                      std::chars_format::general, kSignificantDigits);
+    return static_cast<size_t>(result.ptr - buffer);
+  }
+  const size_t whole = static_cast<size_t>(decimal.exponent - scale) + 1;  // 1 to 3 digits
+  std::string_view fraction = decimal.digits().substr(whole);
+  while (!fraction.empty() && fraction.back() == '0') fraction.remove_suffix(1);
+  char* p = buffer;
+  if (value < 0) *p++ = '-';
+  const std::string_view digits = decimal.digits().substr(0, whole);
+  p = std::copy(digits.begin(), digits.end(), p);
+  if (!fraction.empty()) {
+    *p++ = '.';
+    p = std::copy(fraction.begin(), fraction.end(), p);
+  }
+  if (scale != 0) *p++ = kScaleLetters[static_cast<size_t>((scale - kSmallestScale) / 3)];
+  return static_cast<size_t>(p - buffer);
+}
+
+
 constexpr const char* kBanner =
     "| ============================================================================";
 constexpr const char* kVariableTitle = "| variable           typ             min             max";
@@ -77,6 +115,7 @@ constexpr TableForm kDiffPinForm = {
     "[Diff Pin]   inv_pin   vdiff   tdelay_typ"};
 
 using Cells = std::array<std::string, 3>;  // typ, min, max
+using CellViews = std::array<std::string_view, 3>;
 
 // The listing goes to the file a block of lines at a time, each line formatted once.
 class DocText {
@@ -96,6 +135,9 @@ class DocText {
   }
   // "name typ min max": the name in its field, then the three value columns.
   void range_row(std::string_view label, int width, const Cells& cells) {
+    range_row(label, width, CellViews{cells[0], cells[1], cells[2]});
+  }
+  void range_row(std::string_view label, int width, const CellViews& cells) {
     pad_to(label, static_cast<size_t>(width));
     for (size_t i = 0; i < cells.size(); ++i) {
       if (i > 0) pending_ += ' ';
@@ -152,9 +194,11 @@ std::string value_or_na(int has_value, double value, std::string_view unit = {})
   return text;
 }
 
+// The typ, min and max of a range, in the order of the columns.
+using CornerGet = int (*)(const Range*, double*);
+constexpr CornerGet kCorners[] = {range_get_typ, range_get_min, range_get_max};
+
 Cells range_cells(const Range* range, std::string_view unit) {
-  using Get = int (*)(const Range*, double*);
-  constexpr Get kCorners[] = {range_get_typ, range_get_min, range_get_max};
   Cells cells;
   for (size_t i = 0; i < cells.size(); ++i) {
     double value = 0.0;
@@ -183,14 +227,32 @@ void write_range_group(DocText& out, const char* title, int width,
   }
 }
 
-// The rows of a VI table or a waveform: x, then the typ, min and max columns.
+// A value or NA, as value_or_na without a unit, written into `buffer` (kNumberRoom).
+std::string_view number_or_na(int has_value, double value, char* buffer) {
+  if (!has_value) return "NA";
+  return std::string_view(buffer, format_number(value, buffer));
+}
+
+// The rows of a VI table or a waveform: x, then the typ, min and max columns. The bulk of a
+// listing, so the texts are formatted in place.
 void write_table_rows(DocText& out, const char* title, const RowList& rows) {
   out.put("%s", title);
   for (const RangeRow* row = rows.head(); row; row = row->next()) {
     double x = 0.0;
+    char label[kNumberRoom + 1];
     const int has_x = row_get_x(row, &x);
+    const std::string_view x_text = number_or_na(has_x, x, label);
     // The x column and its space are laid out as a value column: a range row labelled by x.
-    out.range_row(value_or_na(has_x, x) + ' ', kTableLabelWidth, range_cells(row, {}));
+    if (x_text.data() != label) std::copy(x_text.begin(), x_text.end(), label);
+    label[x_text.size()] = ' ';
+    char texts[3][kNumberRoom];
+    CellViews cells;
+    for (size_t i = 0; i < cells.size(); ++i) {
+      double value = 0.0;
+      const int has_value = kCorners[i](row, &value);
+      cells[i] = number_or_na(has_value, value, texts[i]);
+    }
+    out.range_row(std::string_view(label, x_text.size() + 1), kTableLabelWidth, cells);
   }
 }
 
@@ -555,34 +617,8 @@ bool committed(const char* path, SafeFile& file) {
 }  // namespace
 
 std::string DOC_FormatNumber(double value) {
-  if (value == 0.0) return "0";  // -0 too
-  char buffer[32];
-  if (!std::isfinite(value)) {
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
-    return std::string(buffer, result.ptr);
-  }
-  const RoundedDecimal decimal = WRT_RoundDecimal(std::fabs(value), kSignificantDigits);
-  // The scale is chosen after rounding, so 999.9999 becomes 1k rather than 1000.
-  const int scale = (decimal.exponent >= 0 ? decimal.exponent : decimal.exponent - 2) / 3 * 3;
-  if (scale < kSmallestScale || scale > kLargestScale) {
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value,
-                                      std::chars_format::general, kSignificantDigits);
-    return std::string(buffer, result.ptr);
-  }
-  const size_t whole = static_cast<size_t>(decimal.exponent - scale) + 1;  // 1 to 3 digits
-  std::string_view fraction = decimal.digits().substr(whole);
-  while (!fraction.empty() && fraction.back() == '0') fraction.remove_suffix(1);
-  // Built in place and made a string once: a listing formats every number of every table.
-  char* p = buffer;
-  if (value < 0) *p++ = '-';
-  const std::string_view digits = decimal.digits().substr(0, whole);
-  p = std::copy(digits.begin(), digits.end(), p);
-  if (!fraction.empty()) {
-    *p++ = '.';
-    p = std::copy(fraction.begin(), fraction.end(), p);
-  }
-  if (scale != 0) *p++ = kScaleLetters[static_cast<size_t>((scale - kSmallestScale) / 3)];
-  return std::string(buffer, p);
+  char buffer[kNumberRoom];
+  return std::string(buffer, format_number(value, buffer));
 }
 
 bool DOC_WriteComponent(const IbisDocument* document, const char* path, const char* component) {
