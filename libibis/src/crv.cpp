@@ -215,6 +215,20 @@ void vi_end(const char* owner_kind, std::string_view owner_name, ModelType model
   check_direction(owner_kind, std::string(owner_name), model_type, keyword, label);
 }
 
+namespace {
+
+// Whether a stable sort by voltage would keep the points as they are: no voltage below the one
+// before it, and none that is not a number (which no order places).
+bool rising_in_order(const std::vector<IPwlEntry>& points) {
+  for (size_t k = 0; k < points.size(); ++k) {
+    if (std::isnan(points[k].v)) return false;
+    if (k > 0 && points[k].v < points[k - 1].v) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
 std::unique_ptr<IPwlTable> ipwl_build(const ViTable* table, int corner, int mode,
                                       double reference) {
   if (!table || table->rows.empty() || !row_corner_valid(table->rows.head(), corner))
@@ -229,8 +243,10 @@ std::unique_ptr<IPwlTable> ipwl_build(const ViTable* table, int corner, int mode
       e.v = mode == kIPwlFromReference ? reference - row->x : row->x + reference;
       points.push_back(e);
     }
-    std::stable_sort(points.begin(), points.end(),
-                     [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; });
+    // Tables are nearly always written in rising voltage; such a table is left as it is.
+    if (!rising_in_order(points))
+      std::stable_sort(points.begin(), points.end(),
+                       [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; });
     fill_segments(points);
     ipwl->extrapolation = points.size() >= 2 ? 1 : 0;
     return ipwl;

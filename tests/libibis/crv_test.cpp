@@ -208,6 +208,16 @@ TEST_F(IPwl, CornersModesAndFallback) {
   EXPECT_EQ(ipwl_build(nullptr, kCornerTyp, kIPwlAdd, 0.0), nullptr);
 }
 
+TEST_F(IPwl, RowsOutOfOrderAreSortedKeepingEqualVoltagesInFileOrder) {
+  read("Pullup", "1 1 NA NA\n0 2 NA NA\n0 3 NA NA\n-1 4 NA NA\n");
+  auto t = ipwl_build(table_.get(), kCornerTyp, kIPwlAdd, 0.0);
+  ASSERT_NE(t, nullptr);
+  std::string points;
+  for (const IPwlEntry& e : t->entries)
+    points += std::to_string(int(e.v)) + ":" + std::to_string(int(e.i)) + " ";
+  EXPECT_EQ(points, "-1:4 0:2 0:3 1:1 ");
+}
+
 TEST_F(IPwl, FlatAndSteepSegmentsStayFinite) {
   read("GND Clamp", "0 0 NA NA\n0 1 NA NA\n1 1 NA NA\n");
   auto t = ipwl_build(table_.get(), kCornerTyp, kIPwlAdd, 0.0);
