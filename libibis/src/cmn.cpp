@@ -802,27 +802,27 @@ void CMN_ReportItemCount(size_t found, const char* label, size_t expected) {
                   static_cast<int>(found), label, static_cast<int>(expected));
 }
 
-void CMN_ReportNoMemory(std::source_location where) {
-  RPT_Bug("Unable to Allocate Memory: %s %d", where.file_name(), static_cast<int>(where.line()));
+void CMN_ReportNoMemory(CodeSite where) {
+  RPT_Bug("Unable to Allocate Memory: %s %d", where.file, where.line);
 }
 
-void CMN_ReportUnparsed(const char* what, std::source_location where) {
-  RPT_BugAtLine("Unable to Parse %s: %s %d", what, where.file_name(),
-                static_cast<int>(where.line()));
+void CMN_ReportUnparsed(const char* what, CodeSite where) {
+  RPT_BugAtLine("Unable to Parse %s: %s %d", what, where.file,
+                where.line);
 }
 
-void CMN_ReportIllegalKeyword(std::source_location where) {
-  RPT_BugAtLine("%s:%d:Illegal keyword.", where.file_name(), static_cast<int>(where.line()));
+void CMN_ReportIllegalKeyword(CodeSite where) {
+  RPT_BugAtLine("%s:%d:Illegal keyword.", where.file, where.line);
 }
 
 namespace {
 
-void report_section_bug(const char* text, BugForm form, const std::source_location& where) {
+void report_section_bug(const char* text, BugForm form, const CodeSite& where) {
   switch (form) {
     case BugForm::Plain: RPT_Bug("%s", text); break;
     case BugForm::AtLine: RPT_BugAtLine("%s", text); break;
     case BugForm::Located:
-      RPT_BugAtLine("%s:%d:%s", where.file_name(), static_cast<int>(where.line()), text);
+      RPT_BugAtLine("%s:%d:%s", where.file, where.line, text);
       break;
   }
 }
@@ -830,7 +830,7 @@ void report_section_bug(const char* text, BugForm form, const std::source_locati
 }  // namespace
 
 bool CMN_SectionTakesLine(LineKind kind, bool owned, bool open, const SectionWords& words,
-                          std::source_location where) {
+                          CodeSite where) {
   if (kind != LineKind::Keyword && kind != LineKind::Data) {
     report_section_bug(words.bad_line_kind, words.bug_form, where);
     return false;
@@ -846,12 +846,12 @@ bool CMN_SectionTakesLine(LineKind kind, bool owned, bool open, const SectionWor
   return true;
 }
 
-void cmn_report_no_document(const SectionWords& words, const std::source_location& where) {
+void cmn_report_no_document(const SectionWords& words, const CodeSite& where) {
   TARN_ASSERT(words.no_document != nullptr);
   report_section_bug(words.no_document, words.no_document_form, where);
 }
 
-void cmn_report_no_record(const SectionWords& words, const std::source_location& where) {
+void cmn_report_no_record(const SectionWords& words, const CodeSite& where) {
   if (words.no_record) RPT_ErrorAtLine("%s", words.no_record);
   else CMN_ReportNoMemory(where);
 }

@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <memory>
 #include <new>
-#include <source_location>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -43,13 +42,23 @@ inline constexpr char kKeywordItemCount[] =
 
 /// A line of `found` items where `expected` belong, the line named by `label`.
 void CMN_ReportItemCount(size_t found, const char* label, size_t expected);
+/// The place in the reader that found a program bug: the caller's file and line, taken where a
+/// defaulted argument of this type is filled in. (std::source_location would do, but clang 14
+/// with this standard library lacks it and the fuzz build uses clang.)
+struct CodeSite {
+  constexpr CodeSite(const char* f = __builtin_FILE(), int l = __builtin_LINE())
+      : file(f), line(l) {}
+  const char* file;
+  int line;
+};
+
 /// Memory failed where a record or list was to grow.
-void CMN_ReportNoMemory(std::source_location where = std::source_location::current());
+void CMN_ReportNoMemory(CodeSite where = {});
 /// A line the splitter could not take apart (memory), `what` naming the line.
 void CMN_ReportUnparsed(const char* what,
-                        std::source_location where = std::source_location::current());
+                        CodeSite where = {});
 /// A keyword routed to a section whose switch has no case for it.
-void CMN_ReportIllegalKeyword(std::source_location where = std::source_location::current());
+void CMN_ReportIllegalKeyword(CodeSite where = {});
 
 // The start of each section's _Init and _Line is shared; each section keeps its own words for
 // the faults found there.
@@ -78,14 +87,13 @@ struct SectionWords {
 /// line's keyword; `open`: one of its records is open.
 [[nodiscard]] bool CMN_SectionTakesLine(LineKind kind, bool owned, bool open,
                                         const SectionWords& words,
-                                        std::source_location where =
-                                            std::source_location::current());
+                                        CodeSite where = {});
 
 /// The common start of a section's _Init: a new record at the end of `records` (null when
 /// there is no document to hold it), or null once the fault is reported.
 template <class T>
 T* CMN_OpenRecord(std::vector<std::unique_ptr<T>>* records, const SectionWords& words,
-                  std::source_location where = std::source_location::current());
+                  CodeSite where = {});
 
 /// Result of reading a scaled number.
 enum NumberResult : int { kNumberInvalid = 0, kNumberValid = 1, kNumberSuspicious = 2 };
@@ -320,12 +328,12 @@ int CMN_LookupName(std::span<const NamedCode<Code>> rows, std::string_view value
   return 0;
 }
 
-void cmn_report_no_document(const SectionWords& words, const std::source_location& where);
-void cmn_report_no_record(const SectionWords& words, const std::source_location& where);
+void cmn_report_no_document(const SectionWords& words, const CodeSite& where);
+void cmn_report_no_record(const SectionWords& words, const CodeSite& where);
 
 template <class T>
 T* CMN_OpenRecord(std::vector<std::unique_ptr<T>>* records, const SectionWords& words,
-                  std::source_location where) {
+                  CodeSite where) {
   if (!records) {
     cmn_report_no_document(words, where);
     return nullptr;
