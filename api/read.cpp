@@ -213,6 +213,17 @@ DocumentView ReadResult::document() const noexcept {
   return ViewAccess::make<DocumentView>(state_ ? state_->document.get() : nullptr);
 }
 
+void collect_findings(const std::function<void()>& work, std::vector<Finding>* findings) {
+  ApiGuard guard;
+  const bool banner = PRS_BannerEnabled();
+  PRS_SetBannerEnabled(false);
+  {
+    ScopedCollector collector(findings);
+    work();
+  }
+  PRS_SetBannerEnabled(banner);
+}
+
 ReadResult read_file(std::string_view path, const ReadOptions& options) {
   return ViewAccess::read(path, std::nullopt, options);
 }

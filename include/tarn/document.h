@@ -16,12 +16,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <iterator>
 #include <memory>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "tarn/export.h"
 #include "tarn/ibis_types.h"
@@ -713,5 +715,10 @@ class TARN_API ReadResult {
 /// An empty shown name (like an empty path) reads nothing and finds nothing.
 [[nodiscard]] TARN_API ReadResult read_text(std::string_view text, std::string_view shown_name,
                                             const ReadOptions& options = {});
+
+/// Runs `work` (one of the library's entries, such as IBIS_CompileSourceToStream) with no
+/// banner and every finding reported meanwhile, its reading's and its writer's, appended to
+/// `findings` as data. The text report still goes wherever `work` sends it.
+TARN_API void collect_findings(const std::function<void()>& work, std::vector<Finding>* findings);
 
 }  // namespace tarn
