@@ -5,8 +5,6 @@
 #include <clocale>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "tarn/documentation.h"
@@ -60,13 +58,6 @@ struct Outputs {
   std::string report;
   std::string listing;
 };
-
-std::string file_text(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 Outputs run_all(const TempDir& dir, const std::string& tag) {
   Outputs o;

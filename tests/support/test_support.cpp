@@ -1,5 +1,7 @@
 #include "test_support.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -96,6 +98,45 @@ std::optional<std::string> file_bytes(const std::filesystem::path& path) {
   text << in.rdbuf();
   return text.str();
 }
+
+namespace {
+
+// The line of `text` that holds byte `at`, or a mark where the text has ended.
+std::string line_at(std::string_view text, size_t at) {
+  if (at >= text.size()) return "<end of file>";
+  const size_t start = text.rfind('\n', at == 0 ? 0 : at - 1);
+  const size_t begin = (start == std::string_view::npos || at == 0) ? 0 : start + 1;
+  const size_t end = text.find('\n', at);
+  return "\"" + std::string(text.substr(begin, end == std::string_view::npos ? end : end - begin)) +
+         "\"";
+}
+
+}  // namespace
+
+::testing::AssertionResult matches_golden(std::string_view name, std::string_view actual) {
+  const std::filesystem::path path = std::filesystem::path(TARN_TEST_DATA) / "expected" / name;
+  const char* update = std::getenv("TARN_UPDATE_GOLDEN");
+  if (update && std::string_view(update) == "1") {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary).write(actual.data(), static_cast<std::streamsize>(actual.size()));
+    return ::testing::AssertionSuccess() << "wrote " << path.string();
+  }
+  const std::optional<std::string> expected = file_bytes(path);
+  if (!expected)
+    return ::testing::AssertionFailure()
+           << "no golden file " << path.string() << " (TARN_UPDATE_GOLDEN=1 writes it)";
+  if (*expected == actual) return ::testing::AssertionSuccess();
+  const auto [left, right] = std::mismatch(expected->begin(), expected->end(), actual.begin(),
+                                           actual.end());
+  const size_t at = static_cast<size_t>(left - expected->begin());
+  const auto line = std::count(expected->begin(), left, '\n') + 1;
+  return ::testing::AssertionFailure()
+         << path.string() << " differs at line " << line << ":\n  expected: "
+         << line_at(*expected, at) << "\n  actual:   " << line_at(actual, at)
+         << "\n(TARN_UPDATE_GOLDEN=1 rewrites it from the actual output)";
+}
+
+std::string file_text(const std::filesystem::path& path) { return file_bytes(path).value_or(""); }
 
 std::string line_findings(const std::string& report) {
   std::istringstream in(report);

@@ -82,6 +82,14 @@ std::string line_findings(const std::string& report);
 /// The bytes of a file, or nothing when it cannot be opened.
 std::optional<std::string> file_bytes(const std::filesystem::path& path);
 
+/// The bytes of a file, or an empty text when it cannot be opened.
+std::string file_text(const std::filesystem::path& path);
+
+/// Compares `actual` byte for byte with the golden file tests/data/expected/<name>; a failure
+/// names the first line that differs. With TARN_UPDATE_GOLDEN=1 in the environment the file is
+/// written from `actual` instead. A golden file that is missing fails.
+::testing::AssertionResult matches_golden(std::string_view name, std::string_view actual);
+
 /// Runs `fn` with standard output captured and dropped (the reader's compatibility banner).
 template <class Fn>
 auto quietly(Fn&& fn) {

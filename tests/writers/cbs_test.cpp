@@ -1,4 +1,5 @@
-// Compiled component model files: whole files for components that exercise each record, the
+// Compiled component model files: whole files for components that exercise each record, compared
+// with the golden files in tests/data/expected (TARN_UPDATE_GOLDEN=1 rewrites them), the
 // writer's failures, and the same bytes whatever locale the host program set.
 #include "writers/cbs.h"
 
@@ -8,7 +9,6 @@
 #include <clocale>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -147,148 +147,32 @@ TEST(CompiledFile, CornerCopiesFollowTheirProbeAndTheTableRule) {
   // Models in the order of the document's list, newest first. Each table takes its column
   // from its first row; a row whose chosen entry is NA is left out. Only the first waveform of
   // a direction is carried; the fixture sums the fixture's and the device's C.
-  EXPECT_EQ(compile_clean(kCornerSource, "corners"), R"(File_Rev 3 0
-Src_Name "t.ibs"
-Component "CORNERS"
-Manufacturer "Acme"
-C_Pkg 1e-12 1e-12 1.5e-12
-R_Pkg 0.2 0.2 0.2
-L_Pkg 1e-09 8e-10 1.2e-09
-Num_Pins 5
-Pin "1" "DQ0" "io_a" 0 4
-ERate 1.5e+09 1e+09 2e+09
-VoltRange 3.3 3 3.6
-vmeas 1.500000 1.500000 1.500000
-Pin "2" "IN0" "in_b" 0 2
-VoltRange 3.3 3.3 3.3
-vinh_plus 2.000000 2.000000 2.000000
-vinl_minus 0.800000 0.800000 0.800000
-Pin "3" "OUT0" "tri_c" 0 5
-ERate 1e+09 1e+09 1e+09
-VoltRange 3.3 3.3 3.6
-Pin "4" "VCC" "POWER" 0 1
-Pin "5" "GND" "GND" 0 1
+  EXPECT_TRUE(matches_golden("cbs_corners.cbs", compile_clean(kCornerSource, "corners")));
+}
 
-Model "tri_c"
-Type "tristate"
-
-Max_Model
-c_comp 1.2e-12
-pullup
-0 0
-1 -0.01
-pulldown
-0 0
-1 0.012
-dv_r 1 dt_r 1e-09
-dv_f 1 dt_f 1e-09
-
-Typ_Model
-c_comp 1e-12
-pullup
-0 0
-1 -0.01
-pulldown
-0 0
-1 0.01
-dv_r 1 dt_r 1e-09
-dv_f 1 dt_f 1e-09
-
-Model "in_b"
-Type "Input"
-
-Min_Model
-vinl 0.8
-vinh 2
-c_comp 1e-12
-gnd_clamp
--1 -0.09
-0 0
-
-Typ_Model
-vinl 0.8
-vinh 2
-c_comp 1e-12
-gnd_clamp
--1 -0.1
-0 0
-
-Model "io_a"
-Type "I/O"
-
-Min_Model
-c_comp 1.5e-12
-pullup
--1 0.01
-3.3 -0.02
-pulldown
--1 -0.008
-3.3 0.015
-r_load 50
-dv_r 0.8 dt_r 1.2e-09
-dv_f 1 dt_f 1e-09
-rising_waveform
-0 0
-2e-09 1.3
-v_fix_r 0
-r_fix_r 50
-c_fix_r 1.5e-12
-falling_waveform
-0 3
-2e-09 1.5
-v_fix_f 3.3
-r_fix_f 50
-
-Max_Model
-c_comp 2e-12
-pullup
--1 0.01
-3.3 -0.02
-pulldown
--1 -0.012
-1 0.012
-3.3 0.024
-r_load 50
-dv_r 1.6 dt_r 8e-10
-dv_f 1.5 dt_f 1e-09
-rising_waveform
-0 0
-1e-09 1.2
-2e-09 2
-v_fix_r 0
-r_fix_r 50
-c_fix_r 1.5e-12
-falling_waveform
-0 3.6
-2e-09 1.8
-v_fix_f 3.3
-r_fix_f 50
-
-Typ_Model
-c_comp 2e-12
-pullup
--1 0.01
-3.3 -0.02
-pulldown
--1 -0.01
-1 0.01
-3.3 0.02
-r_load 50
-dv_r 1 dt_r 1e-09
-dv_f 1.5 dt_f 1e-09
-rising_waveform
-0 0
-1e-09 1
-2e-09 1.65
-v_fix_r 0
-r_fix_r 50
-c_fix_r 1.5e-12
-falling_waveform
-0 3.3
-2e-09 1.65
-v_fix_f 3.3
-r_fix_f 50
-)");
+// Whatever locale the host set, the file is the same bytes: a comma-decimal locale must not
+// turn 0.2 into 0,2.
+TEST(CompiledFile, SameBytesUnderACommaDecimalLocale) {
+  TempDir dir;
+  const std::string source = dir.write("t.ibs", kCornerSource);
+  const auto compiled = [&](const char* name) {
+    const std::string output = (dir.path() / name).string();
+    EXPECT_EQ(quietly([&] {
+                return IBIS_CompileSourceToStream(source.c_str(), "CORNERS", output.c_str(), nullptr);
+              }),
+              1);
+    return file_text(output);
+  };
+  const std::string in_c = compiled("c.cbs");
+  const std::string previous = std::setlocale(LC_ALL, nullptr);
+  if (!std::setlocale(LC_ALL, "de_DE.UTF-8")) GTEST_SKIP() << "de_DE.UTF-8 is not installed";
+  char probe[16];
+  std::snprintf(probe, sizeof probe, "%.1f", 0.5);
+  const std::string in_de = compiled("de.cbs");
+  std::setlocale(LC_ALL, previous.c_str());
+  ASSERT_STREQ(probe, "0,5") << "the locale did not take effect";
+  EXPECT_NE(in_c.find("R_Pkg 0.2 0.2 0.2\n"), std::string::npos) << in_c;
+  EXPECT_EQ(in_de, in_c);
 }
 
 // Pin-level records: a quoted name, the copyright cut, pin parasitics, a diff pair, a pin on a
@@ -369,133 +253,7 @@ TEST(CompiledFile, PinGroupsCarryTheirPartnersModelRecordsAndSupplies) {
   // The pin on a selector finds no model: type 1 and no model records. "NC" in a mapping row
   // names no bus. The %f thresholds lose a 1 ns time; the series model is not written since
   // no pin names it; term_rac keeps its two blanks.
-  EXPECT_EQ(compile_clean(kPinSource, "A\"B"), R"(File_Rev 3 0
-Copyright "Copyright 2026 Acme Semiconductor Corpo"
-Src_Name "t.ibs"
-Component "A""B"
-Manufacturer "Acme"
-C_Pkg 1e-12 1e-12 1e-12
-R_Pkg 0.2 0.2 0.2
-L_Pkg 1e-09 1e-09 1e-09
-Num_Pins 10
-Pin "1" "DP" "out_d" 1 2
-C_Pin 1e-12
-L_Pin 1e-09
-R_Pin 0.1
-diff_2nd_pin "2"
-diff_polarity 1
-vdiff 0.150000
-tdelay 0.000001 0.000001 0.000003
-VoltRange 3.3 3.3 3.3
-vinh_plus 2.100000 2.000000 2.200000
-over_high_s 3.600000 3.600000 3.600000
-over_high_d 4.000000 4.000000 4.000000
-over_time_d 0.000000 0.000000 0.000000
-vmeas 1.400000 1.300000 1.400000
-PU_Pin "7" "8"
-PD_Pin "9"
-PC_Pin "10"
-GC_Pin "9"
-Pin "2" "DN" "out_d" 1 2
-C_Pin 1e-12
-L_Pin 1e-09
-R_Pin 0.1
-diff_2nd_pin "1"
-diff_polarity 0
-vdiff 0.150000
-tdelay 0.000001 0.000001 0.000003
-VoltRange 3.3 3.3 3.3
-vinh_plus 2.100000 2.000000 2.200000
-over_high_s 3.600000 3.600000 3.600000
-over_high_d 4.000000 4.000000 4.000000
-over_time_d 0.000000 0.000000 0.000000
-vmeas 1.400000 1.300000 1.400000
-PU_Pin "7" "8"
-PD_Pin "9"
-Pin "3" "RX1" "sel" 0 1
-PU_Pin "7" "8"
-PD_Pin "9"
-Pin "4" "TP" "term_e" 0 15
-VoltRange 3.3 3.3 3.3
-term_rgnd 100 90 100
-term_rpwr 100 100 110
-term_rac  50 50 50
-term_cac 1e-11 1e-11 1e-11
-PC_Pin "7" "8"
-GC_Pin "9"
-Pin "5" "SA" "in_g" 0 2
-series_2nd_pin "6" "ser_f"
-series_r 10 9 11
-series_l 1e-09 1e-09 1e-09
-VoltRange 3.3 3.3 3.3
-vinh_plus 2.000000 2.000000 2.000000
-vinl_minus 0.800000 0.800000 0.800000
-PU_Pin "7" "8"
-PD_Pin "9"
-Pin "6" "SB" "in_g" 0 2
-series_2nd_pin "5" "ser_f"
-series_r 10 9 11
-series_l 1e-09 1e-09 1e-09
-VoltRange 3.3 3.3 3.3
-vinh_plus 2.000000 2.000000 2.000000
-vinl_minus 0.800000 0.800000 0.800000
-PU_Pin "7" "8"
-PD_Pin "9"
-Pin "7" "V1" "POWER" 0 1
-Pin "8" "V7" "POWER" 0 1
-Pin "9" "G1" "GND" 0 1
-Pin "10" "VQ" "POWER" 0 1
-
-Model "term_e"
-Type "Terminator"
-
-Min_Model
-c_comp 1e-12
-rgnd 90
-rpower 100
-rac 50
-cac 1e-11
-
-Max_Model
-c_comp 1e-12
-rgnd 100
-rpower 110
-rac 50
-cac 1e-11
-
-Typ_Model
-c_comp 1e-12
-rgnd 100
-rpower 100
-rac 50
-cac 1e-11
-
-Model "in_g"
-Type "Input"
-
-Typ_Model
-vinl 0.8
-vinh 2
-c_comp 1e-12
-
-Model "out_d"
-Type "Input"
-
-Min_Model
-Vinh+ 2
-S_overshoot_high 3.6
-c_comp 1e-12
-
-Max_Model
-Vinh+ 2.2
-S_overshoot_high 3.6
-c_comp 1e-12
-
-Typ_Model
-Vinh+ 2.1
-S_overshoot_high 3.6
-c_comp 1e-12
-)");
+  EXPECT_TRUE(matches_golden("cbs_pin_groups.cbs", compile_clean(kPinSource, "A\"B")));
 }
 
 // Neither is a file the reader passes, but the writer writes what the document holds: no
@@ -535,32 +293,15 @@ TEST(CompiledFile, WhatIsWrittenAndReportedDecidesTheResult) {
     const char* output;
     int result;
     const char* report;
-    const char* file;  // null: no file
+    const char* golden;  // the expected file; null: none, or the older file left as it was
     const char* older = nullptr;
     bool full_disk = false;
   };
   const Case cases[] = {
       {"a model without type, a ramp without time", kUntyped, "X", "out.cbs", 1, "",
-       R"(File_Rev 3 0
-Src_Name "t.ibs"
-Component "X"
-Manufacturer "Acme"
-Num_Pins 1
-Pin "1" "A" "plain" 0 1
-vinl_minus 0.800000 0.800000 0.800000
-
-Model "plain"
-Type "No Type"
-
-Typ_Model
-vinl 0.8
-dv_r 1 dt_r 0
-dv_f 1 dt_f 1e-09
-)"},
+       "cbs_untyped.cbs"},
       {"a name matches without regard to case, only the first such component", kTwoComponents,
-       "FIRST", "out.cbs", 1, "",
-       "File_Rev 3 0\nSrc_Name \"t.ibs\"\nComponent \"First\"\nManufacturer \"Acme\"\n"
-       "Num_Pins 1\nPin \"1\" \"VCC\" \"POWER\" 0 1\n"},
+       "FIRST", "out.cbs", 1, "", "cbs_first_of_two.cbs"},
       {"no name and two components", kTwoComponents, nullptr, "out.cbs", 0,
        "ERROR t.ibs - No Component Name supplied and IBIS file contains multiple entries\n",
        nullptr},
@@ -570,7 +311,7 @@ dv_f 1 dt_f 1e-09
        "Second", "out.cbs", 1,
        "ERROR t.ibs - Unable to access component info: pin list\n"
        "ERROR t.ibs - Unable to access component info: pin list\n",
-       "File_Rev 3 0\nSrc_Name \"t.ibs\"\n"},
+       "cbs_head_only.cbs"},
       {"an output that cannot be opened", kTwoComponents, "First", "missing/out.cbs", 0,
        "ERROR t.ibs - Unable to open output file.\n"
        "ERROR t.ibs - Unable to open file \"missing/out.cbs\"\n",
@@ -579,16 +320,16 @@ dv_f 1 dt_f 1e-09
       {"a full disk keeps the older file", kTwoComponents, "First", "out.cbs", 0,
        "ERROR t.ibs - Unable to close output file.\n"
        "ERROR t.ibs - Unable to write file \"out.cbs\": No space left on device\n",
-       "older\n", "older\n", true},
+       nullptr, "older\n", true},
   };
   for (const Case& k : cases) {
     const Compiled c = compile(k.source, k.component, k.output, k.older, k.full_disk);
     EXPECT_EQ(c.result, k.result) << k.what;
     EXPECT_EQ(c.report, k.report) << k.what;
-    if (k.file)
-      EXPECT_EQ(c.file, std::string(k.file)) << k.what;
+    if (k.golden)
+      EXPECT_TRUE(matches_golden(k.golden, c.file.value_or("<no file>"))) << k.what;
     else
-      EXPECT_FALSE(c.file.has_value()) << k.what;
+      EXPECT_EQ(c.file, k.older ? std::optional<std::string>(k.older) : std::nullopt) << k.what;
   }
 }
 
