@@ -4,8 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -14,10 +12,6 @@
 
 namespace tarn {
 namespace {
-
-std::string slurp(const std::filesystem::path& path) {
-  return test::file_bytes(path).value_or("");
-}
 
 using test::MemStream;
 using test::ScopedCwd;
@@ -92,7 +86,7 @@ TEST(Findings, TheSameAsTheReportLineForLine) {
   };
   const Case cases[] = {
       {"bad.ibs", kFaulty},
-      {"records.ibs", slurp(std::filesystem::path(TARN_TEST_DATA) / "records.ibs")},
+      {"records.ibs", test::file_text(std::filesystem::path(TARN_TEST_DATA) / "records.ibs")},
       {"new.ibs", "[IBIS Ver] 4.2\n[End]\n"},
   };
   for (const Case& c : cases) {
@@ -175,8 +169,8 @@ TEST(ReadOptions, WithoutTheDocumentTheReportStaysTheSame) {
 TEST(ReadText, FilesItNamesAreReadBesideItsShownName) {
   TempDir dir;
   const std::filesystem::path data(TARN_TEST_DATA);
-  dir.write("records.ibs", slurp(data / "records.ibs"));
-  const std::string board = slurp(data / "records.ebd");
+  dir.write("records.ibs", test::file_text(data / "records.ibs"));
+  const std::string board = test::file_text(data / "records.ebd");
   // The board places a part of records.ibs: found beside the shown name, or in the working
   // folder for a bare name; elsewhere it is missing.
   const ReadResult beside = read_text(board, (dir.path() / "records.ebd").string());
@@ -234,7 +228,7 @@ TEST(Corpus, BothEntriesReportWhatTheCheckReports) {
       IBIS_CheckFilesToStream(list, 1, check.get());
       MemStream report;
       const ReadResult from_file = read_file(path, {.report = report.get()});
-      const ReadResult from_text = read_text(slurp(entry.path()), path);
+      const ReadResult from_text = read_text(test::file_text(entry.path()), path);
       ::testing::internal::GetCapturedStdout();
       const std::string expected = check.text();
       EXPECT_EQ(report.text(), expected) << path;

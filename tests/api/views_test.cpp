@@ -4,8 +4,6 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -21,10 +19,6 @@ void PrintTo(const Value& v, std::ostream* os) {
 }
 
 namespace {
-
-std::string slurp(const std::filesystem::path& path) {
-  return test::file_bytes(path).value_or("");
-}
 
 const Value kNA{ValueState::NA, 0.0};
 const Value kAbsent{};
@@ -67,7 +61,7 @@ class Records : public ::testing::TestWithParam<Entry> {
   static ReadResult read(const char* name) {
     const std::filesystem::path path = std::filesystem::path(TARN_TEST_DATA) / name;
     if (GetParam() == Entry::File) return read_file(path.string());
-    return read_text(slurp(path), path.string());
+    return read_text(test::file_text(path), path.string());
   }
   void SetUp() override {
     result_ = read("records.ibs");

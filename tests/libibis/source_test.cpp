@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,13 +20,6 @@ constexpr const char* kValid =
     "[IBIS Ver] 3.2\n[File Name] good.ibs\n[File Rev] 1.0\n[Component] Part\n[Manufacturer] Acme\n"
     "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n"
     "[Pin] signal_name model_name\n1 VCC POWER\n[End]\n";
-
-std::string slurp(const std::string& path) {
-  std::ifstream in(path);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 TEST(SourceKind, FromTheExtensionWithoutCase) {
   const std::pair<const char*, FileKind> cases[] = {
@@ -96,9 +87,9 @@ TEST(ReadSource, LogIsReplacedOrAppended) {
   EXPECT_EQ(IBIS_ReadSource("bad.ibs", "log.txt", 0, nullptr), 1);
   EXPECT_EQ(IBIS_ReadSource("bad.ibs", "log.txt", 1, nullptr), 1);
   const std::string line = "ERROR bad.ibs - Required keyword 'Component' not found.\n";
-  EXPECT_EQ(slurp("log.txt"), line + line);
+  EXPECT_EQ(test::file_text("log.txt"), line + line);
   EXPECT_EQ(IBIS_ReadSource("bad.ibs", "log.txt", 0, nullptr), 1);
-  EXPECT_EQ(slurp("log.txt"), line);
+  EXPECT_EQ(test::file_text("log.txt"), line);
   EXPECT_EQ(IBIS_ReadSource("bad.ibs", "no-such-dir/log.txt", 0, nullptr), 0);
   EXPECT_EQ(IBIS_ReadSource(nullptr, "log.txt", 0, nullptr), 0);
   EXPECT_EQ(IBIS_ReadSource("", nullptr, 0, nullptr), 0);
@@ -133,9 +124,9 @@ TEST(CheckFiles, BatchReportWithASummaryLinePerFile) {
   EXPECT_EQ(report.text(), good + bad +
                                "ERROR new.ibs - Unsupported or Illegal IBIS Version Number\n"
                                "File new.ibs  Errors: 1  Compile Failed\n\n");
-  EXPECT_EQ(slurp("report.txt"), good + bad);
-  EXPECT_EQ(slurp("summary.txt"), "good.ibs\n");
-  EXPECT_EQ(slurp("passed.txt"), "good.ibs\n");
+  EXPECT_EQ(test::file_text("report.txt"), good + bad);
+  EXPECT_EQ(test::file_text("summary.txt"), "good.ibs\n");
+  EXPECT_EQ(test::file_text("passed.txt"), "good.ibs\n");
 }
 
 class RecordingService : public CentralLibraryService {
