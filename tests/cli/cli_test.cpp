@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -31,13 +30,6 @@ constexpr const char* kCompilable =
 constexpr const char* kSecondComponent =
     "[Component] Other\n[Manufacturer] Acme\n[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\n"
     "C_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n";
-
-std::string read_file(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 std::string banner(const std::string& file) {
   return "\nChecking " + file + " for IBIS 3.2 Compatibility...\n\n";
@@ -101,7 +93,7 @@ class Tool : public ::testing::Test {
     while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.out.append(buffer, n);
     const int status = pclose(pipe);
     r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    r.err = read_file(err_file);
+    r.err = tarn::test::file_text(err_file);
     return r;
   }
 
@@ -402,9 +394,9 @@ TEST_F(Tool, CompileAndDocWriteOnlyWhatPassed) {
   EXPECT_FALSE(exists("o.cbs"));
   EXPECT_FALSE(exists("o.txt"));
   const std::string head = "File_Rev 3 0\nSrc_Name \"part.ibs\"\nComponent \"Part\"\n";
-  EXPECT_EQ(read_file(dir_.path() / "part.cbs").substr(0, head.size()), head);
+  EXPECT_EQ(tarn::test::file_text(dir_.path() / "part.cbs").substr(0, head.size()), head);
   for (const char* name : {"part.txt", "upper.txt", "gcc.txt"}) {
-    const std::string listing = read_file(dir_.path() / name);
+    const std::string listing = tarn::test::file_text(dir_.path() / name);
     EXPECT_TRUE(listing.starts_with("| =====")) << name << listing;
     EXPECT_NE(listing.find("\n[Component]     Part\n"), std::string::npos) << name;
     EXPECT_NE(listing.find("\n[Model]        buf\n"), std::string::npos) << name;
@@ -434,8 +426,8 @@ TEST_F(Tool, CompileAndDocInJsonAndSarif) {
   EXPECT_EQ(results[1]["message"]["text"], "Model 'n': Model_type 'Input' must have Vinh set");
 }
 
-// A 5.1 source: refused by default; with --accept-newer its [Algorithmic Model] is read past
-// and its component is checked, compiled and documented.
+// A 5.1 source (refused by default, as check of a 4.1 one shows): with --accept-newer its
+// [Algorithmic Model] is read past and its component is checked, compiled and documented.
 TEST_F(Tool, LaterVersionsOnRequest) {
   std::string later = kCompilable;
   later.replace(later.find("3.2"), 3, "5.1");
@@ -447,11 +439,6 @@ TEST_F(Tool, LaterVersionsOnRequest) {
                                 "checked by this reader\n"
                                 "File part.ibs  Errors: 0  Warnings: 1  Compile Passed\n\n";
   expect({
-      {"check part.ibs", 1,
-       "ERROR part.ibs - Unsupported or Illegal IBIS Version Number\n"
-       "File part.ibs  Errors: 1  Compile Failed\n\n",
-       "tarn: 'part.ibs' declares IBIS version 5.1; this reader takes versions 1.1 to 3.2 "
-       "(4.0 to 7.2 with --accept-newer)\n"},
       {"check --accept-newer part.ibs", 0, read_past, ""},
       {"compile part.ibs --output part.cbs --accept-newer", 0, read_past, ""},
       {"doc --accept-newer part.ibs --output part.txt", 0, read_past, ""},
@@ -524,7 +511,7 @@ TEST_F(Tool, LibShowsTheModelsASelectorOffers) {
 
 // The page is the help of the tool and of every command, as roff that man reads.
 TEST(ManPage, HoldsEveryCommandsHelp) {
-  const std::string page = read_file(TARN_MAN_PAGE);
+  const std::string page = tarn::test::file_text(TARN_MAN_PAGE);
   EXPECT_TRUE(page.starts_with(".TH TARN 1 \"\" \"tarn " TARN_VERSION "\" \"User Commands\"\n"))
       << page.substr(0, 80);
   for (const char* command : {"check", "compile", "doc", "index", "lib", "plot", "report"}) {
