@@ -80,9 +80,9 @@ def test_paths_that_cannot_be_opened_raise(tmp_path):
     assert tarn.read_text("", name="").document is None
 
 
-# Each corpus file, and whether it reads into a document (IBIS 4.0 and later are refused).
-CORPUS_CASES = [("max232.ibs", True), ("hct1g08.ibs", True), ("buffer_ja.ibs", True),
-                ("t2b_0616.ibs", True), ("mychip.ibs", False), ("example_tx.ibs", False)]
+# A corpus file that passes, one that fails and one refused for its version (IBIS 4.0 and later),
+# and whether it reads into a document; the API tests compare every corpus file with the check.
+CORPUS_CASES = [("hct1g08.ibs", True), ("buffer_ja.ibs", True), ("mychip.ibs", False)]
 
 
 @pytest.mark.parametrize("name,readable", CORPUS_CASES)
