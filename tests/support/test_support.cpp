@@ -101,14 +101,11 @@ std::optional<std::string> file_bytes(const std::filesystem::path& path) {
 
 namespace {
 
-// The line of `text` that holds byte `at`, or a mark where the text has ended.
+// The line of `text` that holds byte `at`, quoted, or a mark where the text has ended.
 std::string line_at(std::string_view text, size_t at) {
   if (at >= text.size()) return "<end of file>";
-  const size_t start = text.rfind('\n', at == 0 ? 0 : at - 1);
-  const size_t begin = (start == std::string_view::npos || at == 0) ? 0 : start + 1;
-  const size_t end = text.find('\n', at);
-  return "\"" + std::string(text.substr(begin, end == std::string_view::npos ? end : end - begin)) +
-         "\"";
+  const size_t begin = at == 0 ? 0 : text.rfind('\n', at - 1) + 1;  // npos + 1 is the start
+  return "\"" + std::string(text.substr(begin, text.find('\n', at) - begin)) + "\"";
 }
 
 }  // namespace
@@ -118,7 +115,8 @@ std::string line_at(std::string_view text, size_t at) {
   const char* update = std::getenv("TARN_UPDATE_GOLDEN");
   if (update && std::string_view(update) == "1") {
     std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary).write(actual.data(), static_cast<std::streamsize>(actual.size()));
+    std::ofstream(path, std::ios::binary)
+        .write(actual.data(), static_cast<std::streamsize>(actual.size()));
     return ::testing::AssertionSuccess() << "wrote " << path.string();
   }
   const std::optional<std::string> expected = file_bytes(path);
@@ -126,8 +124,8 @@ std::string line_at(std::string_view text, size_t at) {
     return ::testing::AssertionFailure()
            << "no golden file " << path.string() << " (TARN_UPDATE_GOLDEN=1 writes it)";
   if (*expected == actual) return ::testing::AssertionSuccess();
-  const auto [left, right] = std::mismatch(expected->begin(), expected->end(), actual.begin(),
-                                           actual.end());
+  const auto left =
+      std::mismatch(expected->begin(), expected->end(), actual.begin(), actual.end()).first;
   const size_t at = static_cast<size_t>(left - expected->begin());
   const auto line = std::count(expected->begin(), left, '\n') + 1;
   return ::testing::AssertionFailure()

@@ -5,13 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <clocale>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <optional>
-#include <sstream>
 #include <string>
 
 #include "libibis/src/cmpnt.h"
