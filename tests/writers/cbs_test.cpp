@@ -157,10 +157,10 @@ TEST(CompiledFile, SameBytesUnderACommaDecimalLocale) {
   const std::string source = dir.write("t.ibs", kCornerSource);
   const auto compiled = [&](const char* name) {
     const std::string output = (dir.path() / name).string();
-    EXPECT_EQ(quietly([&] {
-                return IBIS_CompileSourceToStream(source.c_str(), "CORNERS", output.c_str(), nullptr);
-              }),
-              1);
+    const int result = quietly([&] {
+      return IBIS_CompileSourceToStream(source.c_str(), "CORNERS", output.c_str(), nullptr);
+    });
+    EXPECT_EQ(result, 1) << name;
     return file_text(output);
   };
   const std::string in_c = compiled("c.cbs");
