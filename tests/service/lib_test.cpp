@@ -354,30 +354,23 @@ std::string set_aside(const std::string& store, const char* aside) {
 // A store that does not load still says which compiled file is whose: it is set aside (never
 // over an earlier one) and no compiled file it knew is overwritten.
 TEST(Faults, ADamagedStoreIsSetAsideAndItsFilesKept) {
-  struct Case {
-    const char* what;
-    const char* store;
-  };
-  for (const Case c : {Case{"garbage",
-                            "\x7f"
-                            "ELF\x02\x01\x01\n\x01\x02\x03"},
-                       Case{"a bad counter line",
-                            "***** This is an automatically generated file, do not edit! *****\n"
-                            "-1\nOther\nib000000.cbs\n\n0\n"}}) {
+  // Which contents the store refuses is the list database's; here one refused store is enough.
+  const std::string garbage = "\x7f" "ELF\x02\x01\x01\n\x01\x02\x03";
+  {
     Library l;
     const std::string store = (l.cache / "compibis.ibx").string();
     std::ofstream(l.cache / "ib000000.cbs") << "another component's file\n";
     for (const char* aside : {".bad", ".bad1"}) {
-      std::ofstream(store, std::ios::binary) << c.store;
+      std::ofstream(store, std::ios::binary) << garbage;
       const auto lib = l.session();
-      EXPECT_EQ(lib->messages, std::vector<std::string>{set_aside(store, aside)}) << c.what;
-      EXPECT_EQ(file_bytes(store + aside), c.store) << c.what;
+      EXPECT_EQ(lib->messages, std::vector<std::string>{set_aside(store, aside)});
+      EXPECT_EQ(file_bytes(store + aside), garbage);
       EXPECT_EQ(quietly([&] { return lib->GetIbisCompInfo("part", nullptr, 0); })->GetStatus(),
                 eIbisCurrent);
       lib->Fini(1);
     }
-    EXPECT_EQ(file_bytes(l.cache / "ib000000.cbs"), "another component's file\n") << c.what;
-    EXPECT_EQ(file_bytes(store + ".bad"), c.store) << c.what;
+    EXPECT_EQ(file_bytes(l.cache / "ib000000.cbs"), "another component's file\n");
+    EXPECT_EQ(file_bytes(store + ".bad"), garbage);
   }
 
   // One the process may not read.
