@@ -115,8 +115,9 @@ std::string line_at(std::string_view text, size_t at) {
   const char* update = std::getenv("TARN_UPDATE_GOLDEN");
   if (update && std::string_view(update) == "1") {
     std::filesystem::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary)
-        .write(actual.data(), static_cast<std::streamsize>(actual.size()));
+    std::ofstream out(path, std::ios::binary);
+    out.write(actual.data(), static_cast<std::streamsize>(actual.size()));
+    if (!out.flush()) return ::testing::AssertionFailure() << "cannot write " << path.string();
     return ::testing::AssertionSuccess() << "wrote " << path.string();
   }
   const std::optional<std::string> expected = file_bytes(path);
