@@ -2,6 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <bit>
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -145,6 +150,58 @@ TEST_F(Reporter, LongNamesAndMessagesAreBounded) {
   RPT_SetFileNameMode(1);
   RPT_Error("%s", std::string(5000, 'm').c_str());
   EXPECT_EQ(report(), "ERROR  - " + std::string(2175, 'm') + "\n");
+}
+
+// Findings are worded by the reporter's own conversions, which must give the C library's text
+// byte for byte: random doubles of every size, exact ties of each precision, and the forms left
+// to the C library (flags, NaN, infinity) in the same messages.
+TEST(ReporterWording, AgreesWithTheCLibrary) {
+  std::string got;
+  RPT_SetStream(nullptr);
+  RPT_SetCollector([&got](const RptFinding& f) { got = std::string(f.message); });
+  std::mt19937_64 rng(22);
+  std::uniform_real_distribution<double> volts(-12.0, 12.0);
+  std::vector<double> values = {0.0, -0.0, 0.5, 1.5, 2.5, -2.5, 0.125, 0.375, 1.005, 2.675,
+                                0.0005, 0.00049999999999999999, 999.9995, 1e22, 4503599627370496.5,
+                                9007199254740993.0, 1e300, -1e-300, 5e-324,
+                                std::numeric_limits<double>::max(),
+                                std::numeric_limits<double>::infinity(),
+                                -std::numeric_limits<double>::quiet_NaN()};
+  for (int i = 0; i < 20000; ++i) {
+    values.push_back(volts(rng));
+    values.push_back(std::round(volts(rng) * 1000) / 1000 + 0.0005);  // near a tie of %.3f
+    values.push_back(static_cast<double>(static_cast<int>(rng() % 2000001) - 1000000) / 8);
+    const double any = std::bit_cast<double>(rng());
+    if (std::isfinite(any)) values.push_back(any);
+  }
+  char expected[2176];
+  for (double v : values) {
+    RPT_Warning("(%5.2fV, %5.2fV) %5.3fV (%g%%) %g Ohms %gV %8g|%5.3e|%e|%.0f|%-9.4f|%f|%.9f",
+                v, -v, v, v, v * 1000, v / 1000, v, v, v, v, v, v, v);
+    std::snprintf(expected, sizeof expected,
+                  "(%5.2fV, %5.2fV) %5.3fV (%g%%) %g Ohms %gV %8g|%5.3e|%e|%.0f|%-9.4f|%f|%.9f",
+                  v, -v, v, v, v * 1000, v / 1000, v, v, v, v, v, v, v);
+    ASSERT_EQ(got, expected) << std::hexfloat << v;
+    RPT_Warning("%.12f|%.20g|%+.2f|%05.1f|%#g|%.1g", v, v, v, v, v, v);
+    std::snprintf(expected, sizeof expected, "%.12f|%.20g|%+.2f|%05.1f|%#g|%.1g", v, v, v, v,
+                  v, v);
+    ASSERT_EQ(got, expected) << std::hexfloat << v;
+  }
+  for (int i = 0; i < 2000; ++i) {
+    const auto n = static_cast<int>(rng());
+    const auto u = static_cast<unsigned long>(rng());
+    const char* name = i % 2 ? "m00101" : "";
+    RPT_Warning("[%d|%3d|%-5d|%u|%x|%ld|%lu|%*lu|%-*d|%c|%-4s|%.2s|%8s|%+d|%.3d|%%]", n, n % 100,
+                n % 1000, static_cast<unsigned>(n), static_cast<unsigned>(n), static_cast<long>(u),
+                u, 4, u % 100000, -6, n % 10, 'A' + i % 26, name, name, name, n, n);
+    std::snprintf(expected, sizeof expected,
+                  "[%d|%3d|%-5d|%u|%x|%ld|%lu|%*lu|%-*d|%c|%-4s|%.2s|%8s|%+d|%.3d|%%]", n, n % 100,
+                  n % 1000, static_cast<unsigned>(n), static_cast<unsigned>(n),
+                  static_cast<long>(u), u, 4, u % 100000, -6, n % 10, 'A' + i % 26, name, name,
+                  name, n, n);
+    ASSERT_EQ(got, expected);
+  }
+  RPT_SetCollector({});
 }
 
 }  // namespace
