@@ -49,6 +49,25 @@ int row_parse_into(std::string_view line, const char* x_label, RangeRow* row) {
 int row_from_items(const ValueItem* items, size_t found, const char* x_label, RangeRow* row) {
   TARN_ASSERT(items != nullptr && x_label != nullptr && row != nullptr);
   *row = RangeRow{};
+  // The bulk of every table: four items, each a number or NA, with nothing to report.
+  const auto plain = [](const ValueItem& item) {
+    return !item.text.empty() && item.result == kNumberValid;
+  };
+  if (found == kTableRowItems && plain(items[0]) && plain(items[1]) && plain(items[2]) &&
+      plain(items[3])) {
+    const auto status = [](const ValueItem& item) {
+      return item.is_na ? ValueStatus::NA : ValueStatus::Value;
+    };
+    row->x = items[0].value;
+    row->x_status = status(items[0]);
+    row->typ = items[1].value;
+    row->typ_status = status(items[1]);
+    row->min = items[2].value;
+    row->min_status = status(items[2]);
+    row->max = items[3].value;
+    row->max_status = status(items[3]);
+    return 1;
+  }
   range_report_item_count(found, 1, x_label);
   int ok = CMN_ReportValue(items[0], x_label, x_label, &row->x, &row->x_status);
   for (size_t i = 0; i < std::size(kCornerFields); ++i) {

@@ -152,6 +152,11 @@ void waveform_line(std::string_view line, Waveform* waveform, const char* label)
   ValueItem items[kTableRowItems];
   const size_t found = CMN_ScanValues(line, kTableRowItems, items);
   const bool plain = items[0].text.find('=') == std::string_view::npos;
+  // No subparameter's name reads as a number, so a line that starts with one is a row.
+  if (plain && !items[0].text.empty() && items[0].result != kNumberInvalid) {
+    time_row(items, found, waveform, label);
+    return;
+  }
   const std::string_view first = plain ? items[0].text : CMN_FirstItem(line, '=');
   if (const FixtureParam* p = find_fixture_param(first)) {
     ItemList& fixture = g_wvfrm.items;
