@@ -2,6 +2,10 @@
 
 #include <sys/stat.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -596,6 +600,19 @@ namespace {
 // and may set those above it, so the lowest flag is exact.
 const unsigned char* find_special(const unsigned char* p, const unsigned char* e,
                                   unsigned char comment) {
+#if defined(__SSE2__)
+  // Sixteen at a time where the machine has it: compared as signed bytes, those beyond 7 bits
+  // are negative and so fall below the blank with the control characters.
+  const __m128i blanks = _mm_set1_epi8(' ');
+  const __m128i comments = _mm_set1_epi8(static_cast<char>(comment));
+  while (e - p >= 16) {
+    const __m128i x = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i special = _mm_or_si128(_mm_cmplt_epi8(x, blanks), _mm_cmpeq_epi8(x, comments));
+    const auto mask = static_cast<unsigned>(_mm_movemask_epi8(special));
+    if (mask != 0) return p + std::countr_zero(mask);
+    p += 16;
+  }
+#endif
   if constexpr (std::endian::native == std::endian::little) {
     constexpr uint64_t kOnes = 0x0101010101010101ull;
     constexpr uint64_t kHighs = 0x8080808080808080ull;

@@ -140,20 +140,22 @@ TEST(LineReader, CharactersAtEveryPlaceAreStoredAndMarked) {
       {'\x01', ' ', false, false},    {'\x80', ' ', false, false}, {'\xff', ' ', false, false},
       {'\0', ' ', false, false},
   };
+  constexpr size_t kWidth = 40;  // past two words of sixteen
   for (const Case& c : cases) {
-    for (size_t at = 0; at < 20; ++at) {
-      std::string line(20, 'a');
+    for (size_t at = 0; at < kWidth; ++at) {
+      std::string line(kWidth, 'a');
       line[at] = c.in;
       line += "#x\nnext\n";
       LineSource source(line, false);
       source.set_comment('#');
       char buffer[64];
-      ASSERT_EQ(source.read_line(buffer, sizeof buffer), 23) << int(c.in) << " at " << at;
-      std::string expected(20, 'a');
+      ASSERT_EQ(source.read_line(buffer, sizeof buffer), static_cast<long>(kWidth + 3))
+          << int(c.in) << " at " << at;
+      std::string expected(kWidth, 'a');
       expected[at] = c.stored;
       EXPECT_EQ(std::string(buffer), expected + "#x\n") << int(c.in) << " at " << at;
       EXPECT_EQ(source.marks().tab, c.tab) << int(c.in) << " at " << at;
-      EXPECT_EQ(source.marks().comment, c.comment ? at : 20) << int(c.in) << " at " << at;
+      EXPECT_EQ(source.marks().comment, c.comment ? at : kWidth) << int(c.in) << " at " << at;
       ASSERT_EQ(source.read_line(buffer, sizeof buffer), 5);
       EXPECT_FALSE(source.marks().tab);
       EXPECT_EQ(source.marks().comment, std::string_view::npos);
