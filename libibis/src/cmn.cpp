@@ -196,8 +196,10 @@ const char* skip_blanks(const char* p, const char* e) {
       p += 8;
       continue;
     }
-    if constexpr (std::endian::native == std::endian::little)
+    if constexpr (std::endian::native == std::endian::little) {
       p += std::countr_zero(other) / 8;
+      if (*p != '\t') return p;
+    }
     break;
   }
   while (p < e && is_space(*p)) ++p;

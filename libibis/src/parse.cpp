@@ -274,17 +274,16 @@ void report_illegal_keyword(FileKind kind) {
 // Whether a section takes lines in the file being read.
 bool section_reads_here(Section section) {
   const FileKind kind = g_prs.kind;
-  const DispatchRules& r = rules();
   switch (section) {
     case Section::Header: return true;
     case Section::Component:
     case Section::Model:
     case Section::Top: return kind == FileKind::Ibs;
     case Section::PackageModel:
-      return r.package_models_any_kind || kind == FileKind::Ibs || kind == FileKind::Pkg;
-    case Section::Board: return r.extended_sections && kind == FileKind::Ebd;
+      return rules().package_models_any_kind || kind == FileKind::Ibs || kind == FileKind::Pkg;
+    case Section::Board: return rules().extended_sections && kind == FileKind::Ebd;
     case Section::Selector:
-    case Section::Submodel: return r.extended_sections && kind == FileKind::Ibs;
+    case Section::Submodel: return rules().extended_sections && kind == FileKind::Ibs;
     default: return false;
   }
 }
@@ -444,8 +443,9 @@ size_t line_warn_length() { return NEWER_Rules().long_lines ? kLongLineWarn : kL
 // Removes the line feed, then the length and tab checks.
 std::string_view check_line(char* buffer, size_t length, bool tab) {
   if (length > 0 && buffer[length - 1] == '\n') buffer[--length] = '\0';
+  // The limit that the version sets is looked up only for a line that may pass it.
   if (length > kLineMax) RPT_ErrorAtLine("Exceeds %d chararacters.", static_cast<int>(kLineMax));
-  else if (length > line_warn_length())
+  else if (length > std::min(kLineWarn, kLongLineWarn) && length > line_warn_length())
     RPT_WarningAtLine("Exceeds official IBIS maximum length of %d chararacters.",
                       static_cast<int>(line_warn_length()));
   if (!g_prs_settings.tab_reported && tab) {
