@@ -225,13 +225,17 @@ const char* skip_blanks(const char* p, const char* e) {
     frac_digits = p - fraction;
   }
   const long digits = int_digits + frac_digits;
-  if (digits == 0 || digits > kMaxExactDigits || m > (uint64_t(1) << 53)) return nullptr;
+  if (static_cast<unsigned long>(digits - 1) >= kMaxExactDigits || m > (uint64_t(1) << 53))
+    return nullptr;  // no digit, or too many for the exact path
   double factor = 1.0;
   if (p < e && !is_space(*p)) {
     if (*p == 'e' || *p == 'E' || !is_alpha(*p)) return nullptr;
     factor = kScaleOf[static_cast<unsigned char>(*p)];
-    for (++p; p < e && !is_space(*p); ++p)
-      if (is_digit(*p)) return nullptr;
+    for (++p; p < e; ++p) {
+      const uint8_t cls = kCharTable[static_cast<unsigned char>(*p)];
+      if (cls & kCharSpace) break;
+      if (cls & kCharDigit) return nullptr;
+    }
   }
   // Exact: both operands are exact doubles, so the one division rounds as a full conversion.
   const double value = static_cast<double>(m) / kPowers[frac_digits];
