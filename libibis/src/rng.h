@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "libibis/src/defs.h"
+#include "libibis/src/rpt.h"
 
 namespace tarn {
 
@@ -50,17 +51,12 @@ inline constexpr CornerField kCornerFields[] = {
 [[nodiscard]] int range_get_typ(const Range* range, double* out);
 [[nodiscard]] int range_get_min(const Range* range, double* out);
 [[nodiscard]] int range_get_max(const Range* range, double* out);
-/// The value for a corner, falling back to the typical one when the minimum or maximum holds
-/// no number; any other corner code reads the typical value. 0 when nothing holds a number.
-[[nodiscard]] int range_select(const Range* range, int corner, double* out);
 
 /// The values of a corner for comparing two ranges: where only one side gives a minimum or
 /// maximum, the other side's typical value stands in. 0 when neither side gives the corner (the
 /// comparison would repeat the typical one) or a side holds no number to use.
 [[nodiscard]] int range_select_pair(const Range& a, const Range& b, Corner corner, double* a_out,
                                     double* b_out);
-/// Whether a corner's entry holds a number.
-bool range_corner_valid(const Range& range, Corner corner);
 /// Warns when all three are numbers and the typical value lies outside min and max (in
 /// either order).
 void range_check_between(const Range& range);
@@ -72,5 +68,38 @@ int range_parse_entry(std::string_view text, const char* corner_name, const char
 /// Reports the columns that a line of `found` items leaves out, or too many items, for a
 /// line that holds `leading` items before its typ column.
 void range_report_item_count(size_t found, size_t leading, const char* label);
+
+// The curve checks ask for corners of every row many times over: these stay in line.
+
+/// The status and value of a corner; a code other than minimum or maximum names the typical.
+inline ValueStatus range_corner_status(const Range& range, int corner) {
+  if (corner == kCornerMin) return range.min_status;
+  if (corner == kCornerMax) return range.max_status;
+  return range.typ_status;
+}
+inline double range_corner_value(const Range& range, int corner) {
+  if (corner == kCornerMin) return range.min;
+  if (corner == kCornerMax) return range.max;
+  return range.typ;
+}
+
+/// Whether a corner's entry holds a number.
+inline bool range_corner_valid(const Range& range, Corner corner) {
+  return range_corner_status(range, corner) == ValueStatus::Value;
+}
+
+/// The value for a corner, falling back to the typical one when the minimum or maximum holds
+/// no number; any other corner code reads the typical value. 0 when nothing holds a number.
+[[nodiscard]] inline int range_select(const Range* range, int corner, double* out) {
+  TARN_ASSERT(range != nullptr && out != nullptr);
+  if ((corner == kCornerMin || corner == kCornerMax) &&
+      range_corner_status(*range, corner) == ValueStatus::Value) {
+    *out = range_corner_value(*range, corner);
+    return 1;
+  }
+  if (range->typ_status != ValueStatus::Value) return 0;
+  *out = range->typ;
+  return 1;
+}
 
 }  // namespace tarn

@@ -117,12 +117,6 @@ int row_get_typ(const RangeRow* row, double* out) { return range_get_typ(row, ou
 int row_get_min(const RangeRow* row, double* out) { return range_get_min(row, out); }
 int row_get_max(const RangeRow* row, double* out) { return range_get_max(row, out); }
 
-int row_corner_valid(const RangeRow* row, int corner) {
-  TARN_ASSERT(row != nullptr);
-  if (corner != kCornerMin && corner != kCornerTyp && corner != kCornerMax) return 0;
-  return range_corner_valid(*row, static_cast<Corner>(corner)) ? 1 : 0;
-}
-
 EndpointNA rows_endpoint_na(const RowList& rows) {
   EndpointNA na;
   if (rows.empty()) return na;

@@ -81,7 +81,11 @@ inline constexpr size_t kTableRowItems = 4;
 [[nodiscard]] int row_get_min(const RangeRow* row, double* out);
 [[nodiscard]] int row_get_max(const RangeRow* row, double* out);
 /// 1 when the entry of the corner (0 minimum, 1 typical, 2 maximum) holds a number.
-int row_corner_valid(const RangeRow* row, int corner);
+inline int row_corner_valid(const RangeRow* row, int corner) {
+  TARN_ASSERT(row != nullptr);
+  if (corner != kCornerMin && corner != kCornerTyp && corner != kCornerMax) return 0;
+  return range_corner_valid(*row, static_cast<Corner>(corner)) ? 1 : 0;
+}
 
 /// The entries of a table's first and last rows that are "NA" where a number is needed: the
 /// typical entry always, the minimum or maximum when some row of the table gives one. Indexed
