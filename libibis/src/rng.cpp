@@ -10,16 +10,10 @@ namespace {
 
 constexpr size_t kRangeItems = 3;
 
-const CornerField& field_of(Corner corner) {
-  for (const CornerField& f : kCornerFields)
-    if (f.corner == corner) return f;
-  return kCornerFields[0];
-}
-
 int get_entry(const Range* range, Corner corner, double* out) {
   TARN_ASSERT(range != nullptr && out != nullptr);
   if (!range_corner_valid(*range, corner)) return 0;
-  *out = range->*field_of(corner).value;
+  *out = range->*range_field(corner).value;
   return 1;
 }
 
@@ -71,10 +65,6 @@ int range_parse(std::string_view line, const char* label, std::unique_ptr<Range>
   return ok;
 }
 
-bool range_corner_valid(const Range& range, Corner corner) {
-  return range.*field_of(corner).status == ValueStatus::Value;
-}
-
 // Min above max is legal, so typ only has to lie between the two in either order.
 void range_check_between(const Range& range) {
   for (const CornerField& f : kCornerFields)
@@ -90,10 +80,11 @@ int range_get_max(const Range* range, double* out) { return get_entry(range, kCo
 
 int range_select(const Range* range, int corner, double* out) {
   TARN_ASSERT(range != nullptr && out != nullptr);
-  if ((corner == kCornerMin || corner == kCornerMax) &&
-      get_entry(range, static_cast<Corner>(corner), out))
-    return 1;
-  return get_entry(range, kCornerTyp, out);
+  if (corner == kCornerMin && range->min_status == ValueStatus::Value) *out = range->min;
+  else if (corner == kCornerMax && range->max_status == ValueStatus::Value) *out = range->max;
+  else if (range->typ_status == ValueStatus::Value) *out = range->typ;
+  else return 0;
+  return 1;
 }
 
 int range_select_pair(const Range& a, const Range& b, Corner corner, double* a_out,

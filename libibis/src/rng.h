@@ -39,6 +39,11 @@ inline constexpr CornerField kCornerFields[] = {
     {kCornerMax, &Range::max, &Range::max_status, "Maximum", "maximum"},
 };
 
+/// The column of a corner; any other corner code gives the typical one.
+inline const CornerField& range_field(int corner) {
+  return kCornerFields[corner == kCornerMin ? 1 : corner == kCornerMax ? 2 : 0];
+}
+
 /// A zero-filled range (all three absent); 0 when it cannot be allocated.
 [[nodiscard]] int range_create(std::unique_ptr<Range>* out);
 /// Parses the typ, min and max items of `line` into a new range in `*out`. Every problem is
@@ -59,8 +64,15 @@ inline constexpr CornerField kCornerFields[] = {
 /// comparison would repeat the typical one) or a side holds no number to use.
 [[nodiscard]] int range_select_pair(const Range& a, const Range& b, Corner corner, double* a_out,
                                     double* b_out);
-/// Whether a corner's entry holds a number.
-bool range_corner_valid(const Range& range, Corner corner);
+/// Whether a corner's entry holds a number; any other corner code asks for the typical one.
+/// Inline: the curve checks ask it of every row of every table.
+inline bool range_corner_valid(const Range& range, Corner corner) {
+  switch (corner) {
+    case kCornerMin: return range.min_status == ValueStatus::Value;
+    case kCornerMax: return range.max_status == ValueStatus::Value;
+    default: return range.typ_status == ValueStatus::Value;
+  }
+}
 /// Warns when all three are numbers and the typical value lies outside min and max (in
 /// either order).
 void range_check_between(const Range& range);

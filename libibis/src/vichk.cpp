@@ -117,15 +117,14 @@ int column_of(const ViTable& table, int corner) {
 // reference is read backwards, so a well-formed table is taken in order; only one whose
 // voltages go back and forth (reported when it was read) is sorted.
 Curve column_curve(const ViTable& table, int column, bool from_reference, double reference) {
+  const CornerField& field = range_field(column);
   Curve points;
   points.reserve(table.rows.size());
   const RangeRow* row = from_reference ? table.rows.tail() : table.rows.head();
   for (; row; row = from_reference ? row->prev() : row->next()) {
-    if (row->x_status != ValueStatus::Value || !row_corner_valid(row, column)) continue;
-    IPwlEntry e;
-    (void)range_select(row, column, &e.i);
-    e.v = from_reference ? reference - row->x : row->x + reference;
-    points.push_back(e);
+    if (row->x_status != ValueStatus::Value || row->*field.status != ValueStatus::Value) continue;
+    const double v = from_reference ? reference - row->x : row->x + reference;
+    points.push_back(IPwlEntry{v, row->*field.value});
   }
   const auto by_voltage = [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; };
   if (!std::is_sorted(points.begin(), points.end(), by_voltage))
@@ -481,14 +480,14 @@ int VICHK_ClampCurrents(const IbisModel* model) {
     int (*get)(const IbisModel*, const ViTable**);
   } clamps[] = {{"GND_Clamp", mdl_get_gnd_clamp}, {"POWER_Clamp", mdl_get_power_clamp}};
   int quiet = 1;
+  std::vector<IPwlEntry> points;  // one buffer for every corner of both clamps
   for (const auto& clamp : clamps) {
     const ViTable* table = nullptr;
     if (!clamp.get(model, &table)) continue;
     for (const CornerWord& c : kCornerWords) {
       // Both clamps are probed in their own table's voltage: 1.5 V past the rail.
-      const auto pwl = ipwl_build(table, c.corner, kIPwlAdd, 0.0);
-      if (!pwl || pwl->entries.empty()) continue;
-      const double i = VICHK_CurrentAt(pwl->entries, kClampProbe);
+      if (!ipwl_points(table, c.corner, kIPwlAdd, 0.0, &points) || points.empty()) continue;
+      const double i = VICHK_CurrentAt(points, kClampProbe);
       if (!(std::fabs(i) > kClampLimit)) continue;
       RPT_Warning("Model '%s': Extreme currents present in %s %s VI Curve (%gA @ %gV)",
                   name.c_str(), clamp.word, c.word, i, kClampProbe);
