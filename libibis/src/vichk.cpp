@@ -160,8 +160,11 @@ class RisingProbe {
   size_t end_ = 1;  // the segment's upper point
 };
 
-// Two rising curves added over the voltages of both, merged in one pass.
-Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b) {
+// Two rising curves added over the voltages of both, merged in one pass. Where every voltage
+// is a number, probing a curve at one of its own points finds that point (the first of a
+// repeated voltage, the one the merge takes), so `numbers_only` skips that probe.
+Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b,
+                 bool numbers_only = false) {
   Curve sum;
   sum.reserve(a.size() + b.size());
   RisingProbe on_a(a);
@@ -170,10 +173,12 @@ Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b) {
   size_t ib = 0;
   while (ia < a.size() || ib < b.size()) {
     const bool from_a = ib == b.size() || (ia < a.size() && a[ia].v <= b[ib].v);
-    const double v = from_a ? a[ia++].v : b[ib++].v;
+    const IPwlEntry& p = from_a ? a[ia++] : b[ib++];
     // A voltage both curves hold, or one holds twice, is one point of the sum.
-    if (!sum.empty() && sum.back().v == v) continue;
-    sum.push_back(IPwlEntry{v, on_a.at(v) + on_b.at(v)});
+    if (!sum.empty() && sum.back().v == p.v) continue;
+    const double i_a = numbers_only && from_a ? p.i : on_a.at(p.v);
+    const double i_b = numbers_only && !from_a ? p.i : on_b.at(p.v);
+    sum.push_back(IPwlEntry{p.v, i_a + i_b});
   }
   return sum;
 }
@@ -199,11 +204,12 @@ CurveStretch around(std::span<const IPwlEntry> curve, double lo, double hi) {
   return CurveStretch{curve.subspan(begin, end - begin), begin == 0, end == curve.size()};
 }
 
-// The sum of two stretches (into `storage`), kept where both hold: there its points are those
-// of the sum of the whole curves. False when fewer than two points are kept.
+// The sum of two stretches of curves whose voltages are all numbers (into `storage`), kept
+// where both hold: there its points are those of the sum of the whole curves. False when fewer
+// than two points are kept.
 bool add_stretches(const CurveStretch& a, const CurveStretch& b, Curve* storage,
                    CurveStretch* sum) {
-  *storage = add_curves(a.points, b.points);
+  *storage = add_curves(a.points, b.points, true);
   const std::span<const IPwlEntry> all(*storage);
   const auto kept = [&](const IPwlEntry& e) { return holds(a, e.v) && holds(b, e.v); };
   size_t begin = 0;
