@@ -238,10 +238,10 @@ bool ipwl_points(const ViTable* table, int corner, int mode, double reference,
   try {
     points->reserve(table->rows.size());
     for (const RangeRow* row = table->rows.head(); row; row = row->next()) {
-      IPwlEntry e;
-      if (row->x_status != ValueStatus::Value || !range_select(row, corner, &e.i)) continue;
-      e.v = mode == kIPwlFromReference ? reference - row->x : row->x + reference;
-      points->push_back(e);
+      const double* i = range_pick(*row, corner);
+      if (row->x_status != ValueStatus::Value || !i) continue;
+      const double v = mode == kIPwlFromReference ? reference - row->x : row->x + reference;
+      points->push_back(IPwlEntry{v, *i});
     }
   } catch (const std::bad_alloc&) {
     CMN_ReportNoMemory();

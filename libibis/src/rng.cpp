@@ -80,10 +80,9 @@ int range_get_max(const Range* range, double* out) { return get_entry(range, kCo
 
 int range_select(const Range* range, int corner, double* out) {
   TARN_ASSERT(range != nullptr && out != nullptr);
-  if (corner == kCornerMin && range->min_status == ValueStatus::Value) *out = range->min;
-  else if (corner == kCornerMax && range->max_status == ValueStatus::Value) *out = range->max;
-  else if (range->typ_status == ValueStatus::Value) *out = range->typ;
-  else return 0;
+  const double* value = range_pick(*range, corner);
+  if (!value) return 0;
+  *out = *value;
   return 1;
 }
 

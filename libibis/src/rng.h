@@ -58,6 +58,12 @@ inline const CornerField& range_field(int corner) {
 /// The value for a corner, falling back to the typical one when the minimum or maximum holds
 /// no number; any other corner code reads the typical value. 0 when nothing holds a number.
 [[nodiscard]] int range_select(const Range* range, int corner, double* out);
+/// The entry range_select reads, or null; inline for loops over the rows of a table.
+inline const double* range_pick(const Range& range, int corner) {
+  if (corner == kCornerMin && range.min_status == ValueStatus::Value) return &range.min;
+  if (corner == kCornerMax && range.max_status == ValueStatus::Value) return &range.max;
+  return range.typ_status == ValueStatus::Value ? &range.typ : nullptr;
+}
 
 /// The values of a corner for comparing two ranges: where only one side gives a minimum or
 /// maximum, the other side's typical value stands in. 0 when neither side gives the corner (the

@@ -122,12 +122,16 @@ Curve column_curve(const ViTable& table, int column, bool from_reference, double
   const CornerField& field = range_field(column);
   Curve points;
   points.reserve(table.rows.size());
-  const RangeRow* row = from_reference ? table.rows.tail() : table.rows.head();
-  for (; row; row = from_reference ? row->prev() : row->next()) {
-    if (row->x_status != ValueStatus::Value || row->*field.status != ValueStatus::Value) continue;
-    const double v = from_reference ? reference - row->x : row->x + reference;
-    points.push_back(IPwlEntry{v, row->*field.value});
-  }
+  const auto take = [&](const RangeRow& row, double v) {
+    if (row.x_status == ValueStatus::Value && row.*field.status == ValueStatus::Value)
+      points.push_back(IPwlEntry{v, row.*field.value});
+  };
+  if (from_reference)
+    for (const RangeRow* row = table.rows.tail(); row; row = row->prev())
+      take(*row, reference - row->x);
+  else
+    for (const RangeRow* row = table.rows.head(); row; row = row->next())
+      take(*row, row->x + reference);
   const auto by_voltage = [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; };
   if (!std::is_sorted(points.begin(), points.end(), by_voltage))
     std::stable_sort(points.begin(), points.end(), by_voltage);
