@@ -10,6 +10,7 @@
 #include <new>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "libibis/src/cmn.h"
@@ -266,6 +267,14 @@ class StateCurves {
                                    std::bit_cast<uint64_t>(v_term), op};
   }
 
+  // A voltage a load of the corner will terminate to: each state's sum is then made once over
+  // the span of them all, not widened question by question.
+  void expect(int corner, double v_term) {
+    std::optional<std::pair<double, double>>& span = terminations_[corner];
+    span = span ? std::pair(std::min(span->first, v_term), std::max(span->second, v_term))
+                : std::pair(v_term, v_term);
+  }
+
   // Null when the state has no usable curve for the corner.
   StateCurve* get(const Side& side, int corner) {
     StateSlot& slot = states_[side.index][corner];
@@ -276,6 +285,10 @@ class StateCurves {
       } catch (const std::bad_alloc&) {
         CMN_ReportNoMemory();
       }
+      const auto& span = terminations_[corner];
+      if (slot.curve && span)
+        slot.curve->sum.expect(std::min(slot.curve->low_rail, span->first),
+                               std::max(slot.curve->high_rail, span->second));
     }
     return slot.curve ? &*slot.curve : nullptr;
   }
@@ -352,6 +365,7 @@ class StateCurves {
   std::array<std::array<StateSlot, 3>, 2> states_{};
   std::array<Asked, 24> asked_{};
   size_t asked_count_ = 0;
+  std::array<std::optional<std::pair<double, double>>, 3> terminations_{};
 };
 
 // The crossing with the load line, segment by segment from the first point (see
@@ -526,7 +540,34 @@ void ac_endpoints(StateCurves& curves) {
   }
 }
 
+// Vref and the waveforms' fixture voltages, corner by corner, as the checks will ask for them.
+void expect_terminations(StateCurves& curves) {
+  const IbisModel& m = curves.model();
+  double vref = 0.0;
+  const bool has_vref = mdl_get_vref(&m, &vref) != 0;
+  for (const CornerWord& c : kCornerWords) {
+    if (has_vref) curves.expect(c.corner, vref);
+    for (const WaveformEdge& edge : kWaveformEdges) {
+      const WaveformList* list = nullptr;
+      if (!edge.list(&m, &list)) continue;
+      const size_t count = std::min(list->size(), kWaveformsChecked);
+      for (size_t k = 0; k < count; ++k)
+        if (const auto v = fixture_voltage(*(*list)[k], c.corner)) curves.expect(c.corner, *v);
+    }
+  }
+}
+
 }  // namespace
+
+void CurveSum::expect(double lo, double hi) {
+  if (asked_) {
+    lo = std::min(lo, asked_lo_);
+    hi = std::max(hi, asked_hi_);
+  }
+  asked_ = true;
+  asked_lo_ = lo;
+  asked_hi_ = hi;
+}
 
 void CurveSum::add(std::span<const IPwlEntry> part) {
   TARN_ASSERT(part_count_ < parts_.size() && part.size() >= 2);
@@ -541,13 +582,8 @@ std::span<const IPwlEntry> CurveSum::points(double lo, double hi) {
   if (part_count_ == 1) return parts_[0];
   if (stretch_ && holds(*stretch_, lo) && holds(*stretch_, hi)) return stretch_->points;
   if (orderly_ && whole_sum_.empty()) {
-    if (stretch_) {
-      lo = std::min(lo, asked_lo_);
-      hi = std::max(hi, asked_hi_);
-    }
-    asked_lo_ = lo;
-    asked_hi_ = hi;
-    stretch_ = sum_around(lo, hi);
+    expect(lo, hi);
+    stretch_ = sum_around(asked_lo_, asked_hi_);
     if (stretch_ && holds(*stretch_, lo) && holds(*stretch_, hi)) return stretch_->points;
   }
   return whole();
@@ -626,6 +662,7 @@ int VICHK_ClampCurrents(const IbisModel* model) {
 
 void VICHK_Model(const IbisModel& model) {
   StateCurves curves(model);
+  expect_terminations(curves);
   drive_through(curves);
   ac_endpoints(curves);
   (void)VICHK_ClampCurrents(&model);

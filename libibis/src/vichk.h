@@ -36,6 +36,8 @@ class CurveSum {
  public:
   void add(std::span<const IPwlEntry> part);
   size_t part_count() const { return part_count_; }
+  /// Widens the span the sum is first made over to hold lo..hi, for questions to come.
+  void expect(double lo, double hi);
   /// Points with, about lo..hi, those of the whole sum: each point strictly between them,
   /// and the segments holding lo and hi. May throw std::bad_alloc.
   std::span<const IPwlEntry> points(double lo, double hi);
@@ -50,6 +52,7 @@ class CurveSum {
   bool orderly_ = true;  // no voltage that is not a number, which no stretch can place
   std::vector<IPwlEntry> stretch_sum_;
   std::optional<CurveStretch> stretch_;
+  bool asked_ = false;
   double asked_lo_ = 0.0;
   double asked_hi_ = 0.0;
   std::vector<IPwlEntry> whole_sum_;
