@@ -73,11 +73,7 @@ inline const double* range_pick(const Range& range, int corner) {
 /// Whether a corner's entry holds a number; any other corner code asks for the typical one.
 /// Inline: the curve checks ask it of every row of every table.
 inline bool range_corner_valid(const Range& range, Corner corner) {
-  switch (corner) {
-    case kCornerMin: return range.min_status == ValueStatus::Value;
-    case kCornerMax: return range.max_status == ValueStatus::Value;
-    default: return range.typ_status == ValueStatus::Value;
-  }
+  return range.*range_field(corner).status == ValueStatus::Value;
 }
 /// Warns when all three are numbers and the typical value lies outside min and max (in
 /// either order).
