@@ -229,26 +229,38 @@ bool rising_in_order(const std::vector<IPwlEntry>& points) {
 
 }  // namespace
 
+bool ipwl_points(const ViTable* table, int corner, int mode, double reference,
+                 std::vector<IPwlEntry>* points) {
+  TARN_ASSERT(points != nullptr);
+  points->clear();
+  if (!table || table->rows.empty() || !row_corner_valid(table->rows.head(), corner))
+    return false;
+  try {
+    points->reserve(table->rows.size());
+    for (const RangeRow* row = table->rows.head(); row; row = row->next()) {
+      const double* i = range_pick(*row, corner);
+      if (row->x_status != ValueStatus::Value || !i) continue;
+      const double v = mode == kIPwlFromReference ? reference - row->x : row->x + reference;
+      points->push_back(IPwlEntry{v, *i});
+    }
+  } catch (const std::bad_alloc&) {
+    CMN_ReportNoMemory();
+    return false;
+  }
+  // Tables are nearly always written in rising voltage; such a table is left as it is.
+  if (!rising_in_order(*points))
+    std::stable_sort(points->begin(), points->end(),
+                     [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; });
+  return true;
+}
+
 std::unique_ptr<IPwlTable> ipwl_build(const ViTable* table, int corner, int mode,
                                       double reference) {
-  if (!table || table->rows.empty() || !row_corner_valid(table->rows.head(), corner))
-    return nullptr;
   try {
     auto ipwl = std::make_unique<IPwlTable>();
-    std::vector<IPwlEntry>& points = ipwl->entries;
-    points.reserve(table->rows.size());
-    for (const RangeRow* row = table->rows.head(); row; row = row->next()) {
-      IPwlEntry e;
-      if (row->x_status != ValueStatus::Value || !range_select(row, corner, &e.i)) continue;
-      e.v = mode == kIPwlFromReference ? reference - row->x : row->x + reference;
-      points.push_back(e);
-    }
-    // Tables are nearly always written in rising voltage; such a table is left as it is.
-    if (!rising_in_order(points))
-      std::stable_sort(points.begin(), points.end(),
-                       [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; });
-    fill_segments(points);
-    ipwl->extrapolation = points.size() >= 2 ? 1 : 0;
+    if (!ipwl_points(table, corner, mode, reference, &ipwl->entries)) return nullptr;
+    fill_segments(ipwl->entries);
+    ipwl->extrapolation = ipwl->entries.size() >= 2 ? 1 : 0;
     return ipwl;
   } catch (const std::bad_alloc&) {
     CMN_ReportNoMemory();

@@ -54,6 +54,10 @@ enum IPwlMode : int { kIPwlAdd = 0, kIPwlFromReference = 1 };
 /// its typical one. Null when the table is empty or its first row lacks the corner.
 std::unique_ptr<IPwlTable> ipwl_build(const ViTable* table, int corner, int mode,
                                       double reference);
+/// The points of that table alone, without their segments, into `points` (emptied first);
+/// false where ipwl_build gives null.
+bool ipwl_points(const ViTable* table, int corner, int mode, double reference,
+                 std::vector<IPwlEntry>* points);
 /// The listing of a table.
 void ipwl_print(std::FILE* stream, const IPwlTable& ipwl);
 

@@ -40,6 +40,11 @@ inline constexpr CornerField kCornerFields[] = {
     {kCornerMax, &Range::max, &Range::max_status, "Maximum", "maximum"},
 };
 
+/// The column of a corner; any other corner code gives the typical one.
+inline const CornerField& range_field(int corner) {
+  return kCornerFields[corner == kCornerMin ? 1 : corner == kCornerMax ? 2 : 0];
+}
+
 /// A zero-filled range (all three absent); 0 when it cannot be allocated.
 [[nodiscard]] int range_create(std::unique_ptr<Range>* out);
 /// Parses the typ, min and max items of `line` into a new range in `*out`. Every problem is
@@ -88,17 +93,21 @@ inline bool range_corner_valid(const Range& range, Corner corner) {
   return range_corner_status(range, corner) == ValueStatus::Value;
 }
 
+/// The entry range_select reads: the corner's when it holds a number, else the typical one's
+/// when that does, else null. Any other corner code reads the typical entry.
+inline const double* range_pick(const Range& range, int corner) {
+  if (corner == kCornerMin && range.min_status == ValueStatus::Value) return &range.min;
+  if (corner == kCornerMax && range.max_status == ValueStatus::Value) return &range.max;
+  return range.typ_status == ValueStatus::Value ? &range.typ : nullptr;
+}
+
 /// The value for a corner, falling back to the typical one when the minimum or maximum holds
-/// no number; any other corner code reads the typical value. 0 when nothing holds a number.
+/// no number. 0 when nothing holds a number.
 [[nodiscard]] inline int range_select(const Range* range, int corner, double* out) {
   TARN_ASSERT(range != nullptr && out != nullptr);
-  if ((corner == kCornerMin || corner == kCornerMax) &&
-      range_corner_status(*range, corner) == ValueStatus::Value) {
-    *out = range_corner_value(*range, corner);
-    return 1;
-  }
-  if (range->typ_status != ValueStatus::Value) return 0;
-  *out = range->typ;
+  const double* value = range_pick(*range, corner);
+  if (!value) return 0;
+  *out = *value;
   return 1;
 }
 

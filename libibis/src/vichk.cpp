@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <iterator>
 #include <memory>
 #include <new>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "libibis/src/cmn.h"
@@ -117,16 +120,19 @@ int column_of(const ViTable& table, int corner) {
 // reference is read backwards, so a well-formed table is taken in order; only one whose
 // voltages go back and forth (reported when it was read) is sorted.
 Curve column_curve(const ViTable& table, int column, bool from_reference, double reference) {
+  const CornerField& field = range_field(column);
   Curve points;
   points.reserve(table.rows.size());
-  const RangeRow* row = from_reference ? table.rows.tail() : table.rows.head();
-  for (; row; row = from_reference ? row->prev() : row->next()) {
-    if (row->x_status != ValueStatus::Value || !row_corner_valid(row, column)) continue;
-    IPwlEntry e;
-    (void)range_select(row, column, &e.i);
-    e.v = from_reference ? reference - row->x : row->x + reference;
-    points.push_back(e);
-  }
+  const auto take = [&](const RangeRow& row, double v) {
+    if (row.x_status == ValueStatus::Value && row.*field.status == ValueStatus::Value)
+      points.push_back(IPwlEntry{v, row.*field.value});
+  };
+  if (from_reference)
+    for (const RangeRow* row = table.rows.tail(); row; row = row->prev())
+      take(*row, reference - row->x);
+  else
+    for (const RangeRow* row = table.rows.head(); row; row = row->next())
+      take(*row, row->x + reference);
   const auto by_voltage = [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; };
   if (!std::is_sorted(points.begin(), points.end(), by_voltage))
     std::stable_sort(points.begin(), points.end(), by_voltage);
@@ -159,8 +165,11 @@ class RisingProbe {
   size_t end_ = 1;  // the segment's upper point
 };
 
-// Two rising curves added over the voltages of both, merged in one pass.
-Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b) {
+// Two rising curves added over the voltages of both, merged in one pass. Where every voltage
+// is a number, probing a curve at one of its own points finds that point (the first of a
+// repeated voltage, the one the merge takes), so `numbers_only` skips that probe.
+Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b,
+                 bool numbers_only = false) {
   Curve sum;
   sum.reserve(a.size() + b.size());
   RisingProbe on_a(a);
@@ -169,23 +178,60 @@ Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b) {
   size_t ib = 0;
   while (ia < a.size() || ib < b.size()) {
     const bool from_a = ib == b.size() || (ia < a.size() && a[ia].v <= b[ib].v);
-    const double v = from_a ? a[ia++].v : b[ib++].v;
+    const IPwlEntry& p = from_a ? a[ia++] : b[ib++];
     // A voltage both curves hold, or one holds twice, is one point of the sum.
-    if (!sum.empty() && sum.back().v == v) continue;
-    sum.push_back(IPwlEntry{v, on_a.at(v) + on_b.at(v)});
+    if (!sum.empty() && sum.back().v == p.v) continue;
+    const double i_a = numbers_only && from_a ? p.i : on_a.at(p.v);
+    const double i_b = numbers_only && !from_a ? p.i : on_b.at(p.v);
+    sum.push_back(IPwlEntry{p.v, i_a + i_b});
   }
   return sum;
 }
 
+// Whether the stretch finds for v the segment the whole curve finds, so that it gives the same
+// current: v lies past its first point unless that is the curve's first, and not past its
+// last unless that is the curve's last.
+bool holds(const CurveStretch& s, double v) {
+  return (s.from_first || s.points.front().v < v) && (s.to_last || v <= s.points.back().v);
+}
+
+// The stretch of a curve (two points or more) about lo..hi, with points to spare on each side:
+// each sum of stretches holds a point less at each end than its parts.
+CurveStretch around(std::span<const IPwlEntry> curve, double lo, double hi) {
+  constexpr size_t kSpare = 3;
+  const auto below = [](const IPwlEntry& e, double v) { return e.v < v; };
+  const auto lo_at = std::lower_bound(curve.begin(), curve.end(), lo, below);
+  const auto hi_at = std::lower_bound(lo_at, curve.end(), hi, below);
+  const size_t first = static_cast<size_t>(lo_at - curve.begin());
+  const size_t last = static_cast<size_t>(hi_at - curve.begin());
+  const size_t begin = first > kSpare ? first - kSpare : 0;
+  const size_t end = std::min(curve.size(), last + kSpare + 1);
+  return CurveStretch{curve.subspan(begin, end - begin), begin == 0, end == curve.size()};
+}
+
+// The sum of two stretches of curves whose voltages are all numbers (into `storage`), kept
+// where both hold: there its points are those of the sum of the whole curves. False when fewer
+// than two points are kept.
+bool add_stretches(const CurveStretch& a, const CurveStretch& b, Curve* storage,
+                   CurveStretch* sum) {
+  *storage = add_curves(a.points, b.points, true);
+  const std::span<const IPwlEntry> all(*storage);
+  const auto kept = [&](const IPwlEntry& e) { return holds(a, e.v) && holds(b, e.v); };
+  size_t begin = 0;
+  while (begin < all.size() && !kept(all[begin])) ++begin;
+  size_t end = begin;
+  while (end < all.size() && kept(all[end])) ++end;
+  if (end - begin < 2) return false;
+  *sum = CurveStretch{all.subspan(begin, end - begin), a.from_first && b.from_first,
+                      a.to_last && b.to_last};
+  return true;
+}
+
 // The curve of one driving state for one corner, and the span of the pin's rails.
 struct StateCurve {
-  Curve sum;                   // of two or three tables
-  const Curve* only = nullptr;  // the one table when the state has no other
+  CurveSum sum;
   double low_rail = 0.0;
   double high_rail = 0.0;
-  std::span<const IPwlEntry> points() const {
-    return only ? std::span<const IPwlEntry>(*only) : std::span<const IPwlEntry>(sum);
-  }
 };
 
 // The curves of a model's tables and of its two states, per corner, each built when first
@@ -196,8 +242,41 @@ class StateCurves {
 
   const IbisModel& model() const { return model_; }
 
+  // A rising and a falling waveform into the same fixture ask for the same two operating
+  // points, so each is worked out once. Keys compare bit for bit: -0 is not 0 here.
+  struct Asked {
+    int side;
+    int corner;
+    uint64_t r_load;
+    uint64_t v_term;
+    std::optional<OperatingPoint> op;
+  };
+  const Asked* recall(const Side& side, int corner, double r_load, double v_term) const {
+    const uint64_t r = std::bit_cast<uint64_t>(r_load);
+    const uint64_t t = std::bit_cast<uint64_t>(v_term);
+    for (size_t k = 0; k < asked_count_; ++k) {
+      const Asked& a = asked_[k];
+      if (a.side == side.index && a.corner == corner && a.r_load == r && a.v_term == t) return &a;
+    }
+    return nullptr;
+  }
+  void remember(const Side& side, int corner, double r_load, double v_term,
+                const std::optional<OperatingPoint>& op) {
+    if (asked_count_ == asked_.size()) return;  // more fixtures than kept: worked out again
+    asked_[asked_count_++] = Asked{side.index, corner, std::bit_cast<uint64_t>(r_load),
+                                   std::bit_cast<uint64_t>(v_term), op};
+  }
+
+  // A voltage a load of the corner will terminate to: each state's sum is then made once over
+  // the span of them all, not widened question by question.
+  void expect(int corner, double v_term) {
+    std::optional<std::pair<double, double>>& span = terminations_[corner];
+    span = span ? std::pair(std::min(span->first, v_term), std::max(span->second, v_term))
+                : std::pair(v_term, v_term);
+  }
+
   // Null when the state has no usable curve for the corner.
-  const StateCurve* get(const Side& side, int corner) {
+  StateCurve* get(const Side& side, int corner) {
     StateSlot& slot = states_[side.index][corner];
     if (!slot.built) {
       slot.built = true;
@@ -206,6 +285,10 @@ class StateCurves {
       } catch (const std::bad_alloc&) {
         CMN_ReportNoMemory();
       }
+      const auto& span = terminations_[corner];
+      if (slot.curve && span)
+        slot.curve->sum.expect(std::min(slot.curve->low_rail, span->first),
+                               std::max(slot.curve->high_rail, span->second));
     }
     return slot.curve ? &*slot.curve : nullptr;
   }
@@ -271,20 +354,18 @@ class StateCurves {
       if (!t.present) continue;
       if (!t.curve) return std::nullopt;  // a table the corner cannot be had from
       own = own || t.own;
-      if (state.points().empty()) {
-        state.only = &*t.curve;
-        continue;
-      }
-      state.sum = add_curves(state.points(), *t.curve);
-      state.only = nullptr;
+      state.sum.add(*t.curve);
     }
-    if (!own || state.points().empty()) return std::nullopt;
+    if (!own || state.sum.part_count() == 0) return std::nullopt;
     return state;
   }
 
   const IbisModel& model_;
   std::array<std::array<TableSlot, 3>, kTableCount> tables_{};
   std::array<std::array<StateSlot, 3>, 2> states_{};
+  std::array<Asked, 24> asked_{};
+  size_t asked_count_ = 0;
+  std::array<std::optional<std::pair<double, double>>, 3> terminations_{};
 };
 
 // The crossing with the load line, segment by segment from the first point (see
@@ -338,15 +419,30 @@ class ClippedCurve {
 // a fold there must not pass for the crossing. A crossing outside the span means the curves
 // never meet the load line there (a table of the wrong sense, say): the walk ran off the end,
 // and there is no operating point to judge by.
-std::optional<OperatingPoint> operating_point(StateCurves& curves, const Side& side, int corner,
-                                              double r_load, double v_term) {
-  const StateCurve* state = curves.get(side, corner);
+std::optional<OperatingPoint> find_operating_point(StateCurves& curves, const Side& side,
+                                                   int corner, double r_load, double v_term) {
+  StateCurve* state = curves.get(side, corner);
   if (!state) return std::nullopt;
   const double lo = std::min(state->low_rail, v_term);
   const double hi = std::max(state->high_rail, v_term);
   if (hi - lo < kTiny) return std::nullopt;
-  const auto op = walk(ClippedCurve(state->points(), lo, hi), r_load, v_term);
+  std::span<const IPwlEntry> points;
+  try {
+    points = state->sum.points(lo, hi);
+  } catch (const std::bad_alloc&) {
+    CMN_ReportNoMemory();
+    return std::nullopt;
+  }
+  const auto op = walk(ClippedCurve(points, lo, hi), r_load, v_term);
   if (!op || op->v < lo - kSameVoltage || op->v > hi + kSameVoltage) return std::nullopt;
+  return op;
+}
+
+std::optional<OperatingPoint> operating_point(StateCurves& curves, const Side& side, int corner,
+                                              double r_load, double v_term) {
+  if (const auto* asked = curves.recall(side, corner, r_load, v_term)) return asked->op;
+  const auto op = find_operating_point(curves, side, corner, r_load, v_term);
+  curves.remember(side, corner, r_load, v_term, op);
   return op;
 }
 
@@ -444,7 +540,73 @@ void ac_endpoints(StateCurves& curves) {
   }
 }
 
+// Vref and the waveforms' fixture voltages, corner by corner, as the checks will ask for them.
+void expect_terminations(StateCurves& curves) {
+  const IbisModel& m = curves.model();
+  double vref = 0.0;
+  const bool has_vref = mdl_get_vref(&m, &vref) != 0;
+  for (const CornerWord& c : kCornerWords) {
+    if (has_vref) curves.expect(c.corner, vref);
+    for (const WaveformEdge& edge : kWaveformEdges) {
+      const WaveformList* list = nullptr;
+      if (!edge.list(&m, &list)) continue;
+      const size_t count = std::min(list->size(), kWaveformsChecked);
+      for (size_t k = 0; k < count; ++k)
+        if (const auto v = fixture_voltage(*(*list)[k], c.corner)) curves.expect(c.corner, *v);
+    }
+  }
+}
+
 }  // namespace
+
+void CurveSum::expect(double lo, double hi) {
+  if (asked_) {
+    lo = std::min(lo, asked_lo_);
+    hi = std::max(hi, asked_hi_);
+  }
+  asked_ = true;
+  asked_lo_ = lo;
+  asked_hi_ = hi;
+}
+
+void CurveSum::add(std::span<const IPwlEntry> part) {
+  TARN_ASSERT(part_count_ < parts_.size() && part.size() >= 2);
+  parts_[part_count_++] = part;
+  orderly_ = orderly_ && std::none_of(part.begin(), part.end(),
+                                      [](const IPwlEntry& e) { return std::isnan(e.v); });
+  stretch_.reset();
+  whole_sum_.clear();
+}
+
+std::span<const IPwlEntry> CurveSum::points(double lo, double hi) {
+  if (part_count_ == 1) return parts_[0];
+  if (stretch_ && holds(*stretch_, lo) && holds(*stretch_, hi)) return stretch_->points;
+  if (orderly_ && whole_sum_.empty()) {
+    expect(lo, hi);
+    stretch_ = sum_around(asked_lo_, asked_hi_);
+    if (stretch_ && holds(*stretch_, lo) && holds(*stretch_, hi)) return stretch_->points;
+  }
+  return whole();
+}
+
+std::span<const IPwlEntry> CurveSum::whole() {
+  if (part_count_ == 1) return parts_[0];
+  if (whole_sum_.empty() && part_count_ > 1) {
+    whole_sum_ = add_curves(parts_[0], parts_[1]);
+    for (size_t k = 2; k < part_count_; ++k) whole_sum_ = add_curves(whole_sum_, parts_[k]);
+  }
+  return whole_sum_;
+}
+
+std::optional<CurveStretch> CurveSum::sum_around(double lo, double hi) {
+  CurveStretch sum = around(parts_[0], lo, hi);
+  for (size_t k = 1; k < part_count_; ++k) {
+    Curve storage;
+    if (!add_stretches(sum, around(parts_[k], lo, hi), &storage, &sum)) return std::nullopt;
+    stretch_sum_ = std::move(storage);  // the buffer, and so `sum`'s points, stay put
+  }
+  return sum;
+}
 
 std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> curve, double r_load,
                                                    double v_term) {
@@ -481,14 +643,14 @@ int VICHK_ClampCurrents(const IbisModel* model) {
     int (*get)(const IbisModel*, const ViTable**);
   } clamps[] = {{"GND_Clamp", mdl_get_gnd_clamp}, {"POWER_Clamp", mdl_get_power_clamp}};
   int quiet = 1;
+  std::vector<IPwlEntry> points;  // one buffer for every corner of both clamps
   for (const auto& clamp : clamps) {
     const ViTable* table = nullptr;
     if (!clamp.get(model, &table)) continue;
     for (const CornerWord& c : kCornerWords) {
       // Both clamps are probed in their own table's voltage: 1.5 V past the rail.
-      const auto pwl = ipwl_build(table, c.corner, kIPwlAdd, 0.0);
-      if (!pwl || pwl->entries.empty()) continue;
-      const double i = VICHK_CurrentAt(pwl->entries, kClampProbe);
+      if (!ipwl_points(table, c.corner, kIPwlAdd, 0.0, &points) || points.empty()) continue;
+      const double i = VICHK_CurrentAt(points, kClampProbe);
       if (!(std::fabs(i) > kClampLimit)) continue;
       RPT_Warning("Model '%s': Extreme currents present in %s %s VI Curve (%gA @ %gV)",
                   name.c_str(), clamp.word, c.word, i, kClampProbe);
@@ -500,6 +662,7 @@ int VICHK_ClampCurrents(const IbisModel* model) {
 
 void VICHK_Model(const IbisModel& model) {
   StateCurves curves(model);
+  expect_terminations(curves);
   drive_through(curves);
   ac_endpoints(curves);
   (void)VICHK_ClampCurrents(&model);

@@ -3,8 +3,10 @@
 // pin in its fixture, and whether the clamps carry extreme currents.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <span>
+#include <vector>
 
 #include "libibis/src/crv.h"
 
@@ -17,6 +19,43 @@ struct IbisModel;
 struct OperatingPoint {
   double v = 0.0;
   double i = 0.0;  // into the pin
+};
+
+/// A stretch of a rising curve, and whether it reaches the curve's first and last points.
+struct CurveStretch {
+  std::span<const IPwlEntry> points;
+  bool from_first = true;
+  bool to_last = true;
+};
+
+/// The sum of up to three rising curves of two points or more (a driving state: its driver and
+/// clamps), added in order over the voltages of all. A walk over a state reads only the
+/// stretch between its rails, so the sum is made about what is asked, widened when a later
+/// question needs more, and whole only where no stretch serves. The curves must outlive it.
+class CurveSum {
+ public:
+  void add(std::span<const IPwlEntry> part);
+  size_t part_count() const { return part_count_; }
+  /// Widens the span the sum is first made over to hold lo..hi, for questions to come.
+  void expect(double lo, double hi);
+  /// Points with, about lo..hi, those of the whole sum: each point strictly between them,
+  /// and the segments holding lo and hi. May throw std::bad_alloc.
+  std::span<const IPwlEntry> points(double lo, double hi);
+  /// The whole sum. May throw std::bad_alloc.
+  std::span<const IPwlEntry> whole();
+
+ private:
+  std::optional<CurveStretch> sum_around(double lo, double hi);
+
+  std::array<std::span<const IPwlEntry>, 3> parts_{};
+  size_t part_count_ = 0;
+  bool orderly_ = true;  // no voltage that is not a number, which no stretch can place
+  std::vector<IPwlEntry> stretch_sum_;
+  std::optional<CurveStretch> stretch_;
+  bool asked_ = false;
+  double asked_lo_ = 0.0;
+  double asked_hi_ = 0.0;
+  std::vector<IPwlEntry> whole_sum_;
 };
 
 /// The crossing of a curve (points in rising voltage) with the load line of a resistance

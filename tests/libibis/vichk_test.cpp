@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <optional>
+#include <random>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -216,6 +221,56 @@ TEST(AcEndpoints, EclPulldownHangsFromTheSupply) {
   EXPECT_EQ(model_check(ecl + "3.3 NA NA\n[End]\n", VICHK_AcEndpoints),
             "WARNING t.ibs - Model 'm': TYP AC Falling Endpoints ( 3.30V,  3.30V) not within \n"
             "          0.066V (2%) of ( 3.30V,  1.10V) on VI curves for 100 Ohms to 3.3V\n");
+}
+
+// A sum made over a stretch must read about the asked span exactly as the whole sum does: the
+// same segments at both ends and the same points between, bit for bit. Voltages on a coarse
+// grid make the curves share and repeat points; spans reach past the curves' ends; later
+// questions on the same sum widen it, or fall inside a span expected beforehand.
+TEST(CurveSum, StretchReadsAsTheWholeSum) {
+  std::mt19937_64 random(22);
+  const auto pick = [&](int lo, int hi) {
+    return std::uniform_int_distribution<int>(lo, hi)(random);
+  };
+  const auto voltage = [&] { return pick(-40, 40) * 0.25 + (pick(0, 3) == 0 ? 3.3 : 0.0); };
+  const auto bits = [](double x) { return std::bit_cast<uint64_t>(x); };
+  const auto inner = [&](std::span<const IPwlEntry> c, double lo, double hi) {
+    std::vector<std::pair<uint64_t, uint64_t>> kept;
+    for (const IPwlEntry& e : c)
+      if (lo < e.v && e.v < hi) kept.emplace_back(bits(e.v), bits(e.i));
+    return kept;
+  };
+  for (int round = 0; round < 5000; ++round) {
+    std::vector<std::vector<IPwlEntry>> curves(static_cast<size_t>(pick(2, 3)));
+    for (auto& c : curves) {
+      c.resize(static_cast<size_t>(pick(2, 40)));
+      for (IPwlEntry& e : c) e = IPwlEntry{voltage(), pick(-1000, 1000) * 1e-3};
+      std::ranges::sort(c, {}, &IPwlEntry::v);
+    }
+    CurveSum stretched;
+    CurveSum whole;
+    for (const auto& c : curves) {
+      stretched.add(c);
+      whole.add(c);
+    }
+    const std::span<const IPwlEntry> all = whole.whole();
+    if (round % 2 == 1) {
+      const double a = voltage();
+      const double b = voltage();
+      stretched.expect(std::min(a, b), std::max(a, b));
+    }
+    for (int question = 0; question < 3; ++question) {
+      double lo = voltage();
+      double hi = voltage();
+      if (hi < lo) std::swap(lo, hi);
+      const std::span<const IPwlEntry> part = stretched.points(lo, hi);
+      const std::string what = "round " + std::to_string(round) + " question " +
+                               std::to_string(question);
+      ASSERT_EQ(bits(VICHK_CurrentAt(part, lo)), bits(VICHK_CurrentAt(all, lo))) << what;
+      ASSERT_EQ(bits(VICHK_CurrentAt(part, hi)), bits(VICHK_CurrentAt(all, hi))) << what;
+      ASSERT_EQ(inner(part, lo, hi), inner(all, lo, hi)) << what;
+    }
+  }
 }
 
 }  // namespace
