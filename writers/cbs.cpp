@@ -1,5 +1,6 @@
 #include "writers/cbs.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -289,13 +290,14 @@ void ModelCopy::table(std::string_view keyword, const RowList& rows) {
     x_start = x_end;
     double y = 0.0;
     if (x.empty() || !row_corner_value(row, column, &y)) continue;
-    // Straight into the block: a table is most of a compiled file.
-    std::string& out = g_cbs.pending;
-    out += x;
-    out += ' ';
-    append_number(&out, y, Num::General);
-    out += '\n';
-    if (out.size() >= kWriteBlock) flush_pending();
+    // A table is most of a compiled file: each row formatted in place, appended once.
+    char line[2 * kNumberRoom + 2];  // x and y, each written within kNumberRoom
+    char* p = std::copy(x.begin(), x.end(), line);
+    *p++ = ' ';
+    p = WRT_PutGeneral(p, y);
+    *p++ = '\n';
+    g_cbs.pending.append(line, p);
+    if (g_cbs.pending.size() >= kWriteBlock) flush_pending();
   }
 }
 

@@ -45,9 +45,6 @@ constexpr std::string_view kScaleLetters = "fpnum kMGT";
 constexpr int kSmallestScale = -15;
 constexpr int kLargestScale = 12;
 
-// Room for the longest number text format_number writes.
-constexpr size_t kNumberRoom = 32;
-
 // The number with a scale letter, written into `buffer` (kNumberRoom characters); returns its
 // length. The listing formats every number of every table, so nothing is allocated.
 size_t format_number(double value, char* buffer) {
@@ -59,29 +56,21 @@ size_t format_number(double value, char* buffer) {
     const auto result = std::to_chars(buffer, buffer + kNumberRoom, value);
     return static_cast<size_t>(result.ptr - buffer);
   }
-  const RoundedDecimal decimal = WRT_RoundDecimal(std::fabs(value), kSignificantDigits);
+  const SixDigits digits = WRT_RoundSix(std::fabs(value));
   // The scale is chosen after rounding, so 999.9999 becomes 1k rather than 1000.
-  const int scale = (decimal.exponent >= 0 ? decimal.exponent : decimal.exponent - 2) / 3 * 3;
+  const int scale = (digits.exponent >= 0 ? digits.exponent : digits.exponent - 2) / 3 * 3;
   if (scale < kSmallestScale || scale > kLargestScale) {
     const auto result = std::to_chars(buffer, buffer + kNumberRoom, value,
                                       std::chars_format::general, kSignificantDigits);
     return static_cast<size_t>(result.ptr - buffer);
   }
-  const size_t whole = static_cast<size_t>(decimal.exponent - scale) + 1;  // 1 to 3 digits
-  std::string_view fraction = decimal.digits().substr(whole);
-  while (!fraction.empty() && fraction.back() == '0') fraction.remove_suffix(1);
   char* p = buffer;
-  if (value < 0) *p++ = '-';
-  const std::string_view digits = decimal.digits().substr(0, whole);
-  p = std::copy(digits.begin(), digits.end(), p);
-  if (!fraction.empty()) {
-    *p++ = '.';
-    p = std::copy(fraction.begin(), fraction.end(), p);
-  }
+  *p = '-';
+  p += value < 0 ? 1 : 0;
+  p = WRT_PutPointed(p, digits, static_cast<size_t>(digits.exponent - scale) + 1);  // 1 to 3
   if (scale != 0) *p++ = kScaleLetters[static_cast<size_t>((scale - kSmallestScale) / 3)];
   return static_cast<size_t>(p - buffer);
 }
-
 
 constexpr const char* kBanner =
     "| ============================================================================";

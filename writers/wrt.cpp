@@ -73,147 +73,147 @@ void WRT_ReportUnwritten(const char* path, int error) {
 
 namespace {
 
-constexpr int kGeneralDigits = 6;
+constexpr int kSixDigits = 6;
+constexpr uint32_t kLowestSix = 100000;
+constexpr uint32_t kSixLimit = 1000000;
 
-// Reads "d.ddde±x" into its digits and exponent.
-RoundedDecimal parse_scientific(const char* first, const char* last) {
-  RoundedDecimal decimal;
-  const char* p = first;
-  for (; p != last && *p != 'e'; ++p) {
-    if (*p != '.' && decimal.size < decimal.text.size()) decimal.text[decimal.size++] = *p;
+// Two digits at a time, from a table.
+constexpr auto kPairs = [] {
+  std::array<char, 200> pairs{};
+  for (size_t i = 0; i < 100; ++i) {
+    pairs[2 * i] = static_cast<char>('0' + i / 10);
+    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
   }
-  if (p != last) {
-    ++p;
-    if (p != last && *p == '+') ++p;
-    std::from_chars(p, last, decimal.exponent);
-  }
-  return decimal;
+  return pairs;
+}();
+
+char* put_pair(char* out, uint32_t pair) {
+  std::memcpy(out, &kPairs[2 * pair], 2);
+  return out + 2;
 }
 
-}  // namespace
+// The text of six digits and how many of them count once trailing zeros go.
+void put_six(uint32_t value, SixDigits* out) {
+  const uint32_t high = value / 10000;
+  const uint32_t rest = value % 10000;
+  const uint32_t middle = rest / 100;
+  const uint32_t low = rest % 100;
+  char* p = put_pair(out->text.data(), high);
+  p = put_pair(p, middle);
+  put_pair(p, low);
+  if (low != 0)
+    out->count = low % 10 != 0 ? 6 : 5;
+  else if (middle != 0)
+    out->count = middle % 10 != 0 ? 4 : 3;
+  else
+    out->count = high % 10 != 0 ? 2 : 1;
+}
 
-namespace {
-
-RoundedDecimal exact_decimal(double magnitude, int significant) {
+// The slow road, for subnormals and scales beyond exact powers of ten: the library's exact
+// conversion, its "d.ddddde±x" read back.
+SixDigits exact_six(double magnitude) {
   char buffer[40];
-  const auto exact = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
-                                   std::chars_format::scientific, significant - 1);
-  return parse_scientific(buffer, exact.ptr);
-}
-
-// Exactly `count` digits of `value`, written from the last, two at a time.
-void put_digits(uint64_t value, int count, RoundedDecimal* out) {
-  static constexpr auto kPairs = [] {
-    std::array<char, 200> pairs{};
-    for (size_t i = 0; i < 100; ++i) {
-      pairs[2 * i] = static_cast<char>('0' + i / 10);
-      pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
-    }
-    return pairs;
-  }();
-  out->size = static_cast<size_t>(count);
-  size_t i = out->size;
-  for (; i >= 2; i -= 2, value /= 100) {
-    const size_t pair = static_cast<size_t>(value % 100) * 2;
-    out->text[i - 2] = kPairs[pair];
-    out->text[i - 1] = kPairs[pair + 1];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
+                                    std::chars_format::scientific, kSixDigits - 1);
+  uint32_t value = 0;
+  const char* p = buffer;
+  for (; p != result.ptr && *p != 'e'; ++p)
+    if (*p != '.') value = value * 10 + static_cast<uint32_t>(*p - '0');
+  SixDigits six;
+  if (p != result.ptr) {
+    ++p;
+    if (*p == '+') ++p;
+    std::from_chars(p, result.ptr, six.exponent);
   }
-  if (i == 1) out->text[0] = static_cast<char>('0' + value % 10);
+  put_six(value, &six);
+  return six;
 }
 
-// Scaled by an exact power of ten into an integer of the digits asked for, the product's
-// rounding error known exactly (fma), so the one rounding to that integer is the exact value's.
-// False when the scale is out of reach of exact powers; the caller then takes the slow path.
-bool scaled_decimal(double magnitude, int significant, RoundedDecimal* out) {
-  static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
-                                       1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
-                                       1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-  constexpr int kLargest = 22;
-  const double lowest = kPowers[significant - 1];
-  const double limit = kPowers[significant];
+constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                              1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                              1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+constexpr int kLargestPower = 22;
+
+// Scaled by an exact power of ten into an integer of six digits: the product (or quotient) is
+// rounded once, and only when it lands exactly on a half does the sign of that rounding's
+// error, known exactly through fma, decide; so the integer is the exact value's rounding.
+// False when the scale is out of reach of exact powers; the caller then takes the slow road.
+bool scaled_six(double magnitude, SixDigits* out) {
   // floor(log10(2^b)) is the exponent or one less.
   uint64_t bits;
   std::memcpy(&bits, &magnitude, sizeof bits);
   const int binary_exponent = static_cast<int>((bits >> 52) & 0x7ff) - 1023;  // normal only
   int exponent = (binary_exponent * 78913) >> 18;
   for (int attempt = 0; attempt < 2; ++attempt, ++exponent) {
-    const int scale = significant - 1 - exponent;
-    if (scale > kLargest || -scale > kLargest) return false;
-    double scaled;
-    double error;  // only its sign and whether it is zero matter
-    if (scale >= 0) {
-      scaled = magnitude * kPowers[scale];
-      error = std::fma(magnitude, kPowers[scale], -scaled);
-    } else {
-      scaled = magnitude / kPowers[-scale];
-      error = std::fma(-scaled, kPowers[-scale], magnitude);
-    }
-    if (scaled >= limit) continue;
-    const auto whole = static_cast<uint64_t>(scaled);  // below 1e15: exact, and the floor
-    const double fraction = scaled - static_cast<double>(whole);
+    const int scale = kSixDigits - 1 - exponent;
+    if (scale > kLargestPower || -scale > kLargestPower) return false;
+    const double power = kPowers[scale >= 0 ? scale : -scale];
+    const double scaled = scale >= 0 ? magnitude * power : magnitude / power;
+    if (scaled >= kSixLimit) continue;
+    const auto whole = static_cast<uint32_t>(scaled);  // the floor: scaled is below 1e6
+    const double fraction = scaled - whole;
     bool up = fraction > 0.5;
-    if (fraction == 0.5) up = error > 0 || (error == 0 && (whole & 1) != 0);
-    const uint64_t rounded = whole + (up ? 1 : 0);
-    if (static_cast<double>(rounded) < lowest) return false;
-    const bool carried = static_cast<double>(rounded) >= limit;
-    put_digits(carried ? static_cast<uint64_t>(lowest) : rounded, significant, out);
+    if (fraction == 0.5) {
+      const double error = scale >= 0 ? std::fma(magnitude, power, -scaled)
+                                      : std::fma(-scaled, power, magnitude);
+      up = error > 0 || (error == 0 && (whole & 1) != 0);
+    }
+    const uint32_t rounded = whole + (up ? 1 : 0);
+    if (rounded < kLowestSix) return false;
+    const bool carried = rounded == kSixLimit;
+    put_six(carried ? kLowestSix : rounded, out);
     out->exponent = exponent + (carried ? 1 : 0);
     return true;
   }
   return false;
 }
 
+// A copy of eight bytes whatever the length wanted: the bytes beyond it are written over next.
+char* put_eight(char* out, const char* from, size_t length) {
+  std::memcpy(out, from, 8);
+  return out + length;
+}
+
 }  // namespace
 
-RoundedDecimal WRT_RoundDecimal(double magnitude, int significant) {
-  RoundedDecimal decimal;
-  if (magnitude >= std::numeric_limits<double>::min() &&
-      scaled_decimal(magnitude, significant, &decimal))
-    return decimal;
-  return exact_decimal(magnitude, significant);
+SixDigits WRT_RoundSix(double magnitude) {
+  SixDigits six;
+  if (magnitude >= std::numeric_limits<double>::min() && scaled_six(magnitude, &six)) return six;
+  return exact_six(magnitude);
+}
+
+char* WRT_PutPointed(char* out, const SixDigits& digits, size_t whole) {
+  char* p = put_eight(out, digits.text.data(), whole);
+  if (digits.count <= whole) return p;
+  *p++ = '.';
+  return put_eight(p, digits.text.data() + whole, digits.count - whole);
+}
+
+char* WRT_PutGeneral(char* out, double value) {
+  if (value == 0.0 || !std::isfinite(value))
+    return std::to_chars(out, out + kNumberRoom, value, std::chars_format::general, kSixDigits)
+        .ptr;
+  const SixDigits six = WRT_RoundSix(std::fabs(value));
+  const int x = six.exponent;
+  char* p = out;
+  *p = '-';
+  p += value < 0 ? 1 : 0;
+  if (x >= 0 && x < kSixDigits) return WRT_PutPointed(p, six, static_cast<size_t>(x) + 1);
+  if (x < 0 && x >= -4) {
+    p = put_eight(p, "0.000000", static_cast<size_t>(1 - x));  // "0." and -x-1 zeros
+    return put_eight(p, six.text.data(), six.count);
+  }
+  p = WRT_PutPointed(p, six, 1);
+  *p++ = 'e';
+  *p++ = x < 0 ? '-' : '+';
+  const auto magnitude = static_cast<uint32_t>(x < 0 ? -x : x);
+  if (magnitude >= 100) *p++ = static_cast<char>('0' + magnitude / 100);
+  return put_pair(p, magnitude % 100);
 }
 
 void WRT_AppendGeneral(std::string* out, double value) {
-  if (value == 0.0 || !std::isfinite(value)) {
-    char buffer[16];
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, value,
-                                      std::chars_format::general, kGeneralDigits);
-    out->append(buffer, result.ptr);
-    return;
-  }
-  const RoundedDecimal decimal = WRT_RoundDecimal(std::fabs(value), kGeneralDigits);
-  std::string_view digits = decimal.digits();
-  while (digits.size() > 1 && digits.back() == '0') digits.remove_suffix(1);
-  const int x = decimal.exponent;
-  // Built in place and appended once: the compiled file writes millions of these.
-  char text[32];
-  char* p = text;
-  const auto put = [&p](std::string_view part) { p = std::copy(part.begin(), part.end(), p); };
-  if (value < 0) *p++ = '-';
-  if (x < -4 || x >= kGeneralDigits) {
-    *p++ = digits[0];
-    if (digits.size() > 1) {
-      *p++ = '.';
-      put(digits.substr(1));
-    }
-    put(x < 0 ? "e-" : "e+");
-    const int magnitude = std::abs(x);
-    if (magnitude < 10) *p++ = '0';
-    p = std::to_chars(p, text + sizeof text, magnitude).ptr;
-  } else if (x < 0) {
-    put("0.");
-    p = std::fill_n(p, -x - 1, '0');
-    put(digits);
-  } else {
-    const size_t whole = static_cast<size_t>(x) + 1;
-    put(digits.substr(0, whole));
-    if (digits.size() < whole) p = std::fill_n(p, whole - digits.size(), '0');
-    if (digits.size() > whole) {
-      *p++ = '.';
-      put(digits.substr(whole));
-    }
-  }
-  out->append(text, static_cast<size_t>(p - text));  // the (pointer, length) form: no replace
+  char text[kNumberRoom];
+  out->append(text, WRT_PutGeneral(text, value));
 }
 
 }  // namespace tarn

@@ -46,17 +46,27 @@ void WRT_ReportUnopened(const char* path);
 /// message; the file in its place, if any, is the one that was there before.
 void WRT_ReportUnwritten(const char* path, int error);
 
-/// A finite, non-zero magnitude rounded once to `significant` decimal digits (1 to 15): exactly
-/// that many digits, trailing zeros kept, and the power of ten of the first.
-struct RoundedDecimal {
-  std::array<char, 16> text{};  // the digits; 15 is the most a double holds exactly
-  size_t size = 0;
-  int exponent = 0;
-  std::string_view digits() const { return {text.data(), size}; }
+/// A finite, non-zero magnitude rounded once to six significant digits, as printf rounds.
+struct SixDigits {
+  // The six digits, trailing zeros kept, and room behind them so that they can be copied eight
+  // bytes at a time whatever the count.
+  std::array<char, 16> text{};
+  size_t count = 0;  // the digits left once the trailing zeros are dropped, 1 to 6
+  int exponent = 0;  // the power of ten of the first digit
 };
-RoundedDecimal WRT_RoundDecimal(double magnitude, int significant);
+SixDigits WRT_RoundSix(double magnitude);
 
-/// Appends printf's "%.6g" of `value`, whatever the host's locale.
+/// Writes the first `whole` digits of `digits` (1 to 6), then a point and the rest of its
+/// significant digits if any, at `out` (kNumberRoom free bytes); returns the end.
+char* WRT_PutPointed(char* out, const SixDigits& digits, size_t whole);
+
+/// The room a number's text needs at the place it is written, however short the text.
+constexpr size_t kNumberRoom = 32;
+
+/// Writes printf's "%.6g" of `value` at `out` (kNumberRoom free bytes), whatever the host's
+/// locale; returns the end.
+char* WRT_PutGeneral(char* out, double value);
+/// Appends printf's "%.6g" of `value`.
 void WRT_AppendGeneral(std::string* out, double value);
 
 }  // namespace tarn
