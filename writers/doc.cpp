@@ -85,6 +85,8 @@ constexpr int kPackageLabelWidth = 21;
 constexpr int kModelLabelWidth = 24;
 constexpr int kRampLabelWidth = 20;
 constexpr int kTableLabelWidth = 16;
+// The width of each value column; one blank separates the columns.
+constexpr size_t kColumnWidth = 15;
 
 // The two forms of a pin table's title; the long one when the keyword line declared its
 // long column count.
@@ -104,7 +106,6 @@ constexpr TableForm kDiffPinForm = {
     "[Diff Pin]   inv_pin   vdiff   tdelay_typ"};
 
 using Cells = std::array<std::string, 3>;  // typ, min, max
-using CellViews = std::array<std::string_view, 3>;
 
 // The listing goes to the file a block of lines at a time, each line formatted once.
 class DocText {
@@ -122,11 +123,13 @@ class DocText {
     put("%s", kBanner);
     put("|");
   }
+  // A whole line, line feed included, laid out by the caller.
+  void put_line(std::string_view line) {
+    pending_ += line;
+    flush_when_full();
+  }
   // "name typ min max": the name in its field, then the three value columns.
   void range_row(std::string_view label, int width, const Cells& cells) {
-    range_row(label, width, CellViews{cells[0], cells[1], cells[2]});
-  }
-  void range_row(std::string_view label, int width, const CellViews& cells) {
     pad_to(label, static_cast<size_t>(width));
     for (size_t i = 0; i < cells.size(); ++i) {
       if (i > 0) pending_ += ' ';
@@ -146,7 +149,6 @@ class DocText {
     if (pending_.size() >= kWriteBlock) flush();
   }
 
-  static constexpr size_t kColumnWidth = 15;
   static constexpr size_t kWriteBlock = size_t{1} << 16;
   SafeFile* file_;
   std::string pending_;  // whole lines not yet written
@@ -216,32 +218,28 @@ void write_range_group(DocText& out, const char* title, int width,
   }
 }
 
-// A value or NA, as value_or_na without a unit, written into `buffer` (kNumberRoom).
-std::string_view number_or_na(int has_value, double value, char* buffer) {
-  if (!has_value) return "NA";
-  return std::string_view(buffer, format_number(value, buffer));
-}
-
-// The rows of a VI table or a waveform: x, then the typ, min and max columns. The bulk of a
-// listing, so the texts are formatted in place.
+// The rows of a VI table or a waveform: x, then the typ, min and max columns, laid out as
+// range_row would. The bulk of a listing, so each row is written in place: every number's text
+// (at most 13 characters, "-1.23456e-308") fits its column of 15.
 void write_table_rows(DocText& out, const char* title, const RowList& rows) {
   out.put("%s", title);
+  constexpr size_t kStarts[] = {0, kTableLabelWidth, kTableLabelWidth + kColumnWidth + 1,
+                                kTableLabelWidth + 2 * (kColumnWidth + 1)};
+  constexpr size_t kLength = kStarts[3] + kColumnWidth + 1;  // with the line feed
   for (const RangeRow* row = rows.head(); row; row = row->next()) {
-    double x = 0.0;
-    char label[kNumberRoom + 1];
-    const int has_x = row_get_x(row, &x);
-    const std::string_view x_text = number_or_na(has_x, x, label);
-    // The x column and its space are laid out as a value column: a range row labelled by x.
-    if (x_text.data() != label) std::copy(x_text.begin(), x_text.end(), label);
-    label[x_text.size()] = ' ';
-    char texts[3][kNumberRoom];
-    CellViews cells;
-    for (size_t i = 0; i < cells.size(); ++i) {
+    char line[kStarts[3] + 2 * kNumberRoom];
+    for (size_t i = 0; i < std::size(kStarts); ++i) {
+      char* start = line + kStarts[i];
       double value = 0.0;
-      const int has_value = kCorners[i](row, &value);
-      cells[i] = number_or_na(has_value, value, texts[i]);
+      const int has_value = i == 0 ? row_get_x(row, &value) : kCorners[i - 1](row, &value);
+      // Left to right, blanks after each text: a number may write past its end into the next
+      // column, never beyond its own room.
+      char* end = has_value ? start + format_number(value, start) : std::copy_n("NA", 2, start);
+      TARN_ASSERT(static_cast<size_t>(end - start) <= kColumnWidth);
+      std::fill_n(end, kColumnWidth + 1, ' ');
     }
-    out.range_row(std::string_view(label, x_text.size() + 1), kTableLabelWidth, cells);
+    line[kLength - 1] = '\n';
+    out.put_line(std::string_view(line, kLength));
   }
 }
 
