@@ -1,6 +1,8 @@
 #include "writers/wrt.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <charconv>
 #include <cstdint>
 #include <cmath>
@@ -77,41 +79,33 @@ constexpr int kSixDigits = 6;
 constexpr uint32_t kLowestSix = 100000;
 constexpr uint32_t kSixLimit = 1000000;
 
-// Two digits at a time, from a table.
+// Two digit characters at a time, from a table.
 constexpr auto kPairs = [] {
-  std::array<char, 200> pairs{};
-  for (size_t i = 0; i < 100; ++i) {
-    pairs[2 * i] = static_cast<char>('0' + i / 10);
-    pairs[2 * i + 1] = static_cast<char>('0' + i % 10);
-  }
+  std::array<uint16_t, 100> pairs{};
+  for (uint16_t i = 0; i < 100; ++i)
+    pairs[i] = static_cast<uint16_t>(('0' + i / 10) | ('0' + i % 10) << 8);
   return pairs;
 }();
+constexpr uint64_t kAllZeros = 0x3030303030303030;  // '0' in every byte
+// Characters travel in integers, the first in the lowest byte, and are stored as they lie.
+static_assert(std::endian::native == std::endian::little);
 
-char* put_pair(char* out, uint32_t pair) {
-  std::memcpy(out, &kPairs[2 * pair], 2);
-  return out + 2;
-}
-
-// The text of six digits and how many of them count once trailing zeros go.
-void put_six(uint32_t value, SixDigits* out) {
-  const uint32_t high = value / 10000;
+// Six digits as characters, and how many count once trailing zeros go.
+SixDigits six_of(uint32_t value, int exponent) {
   const uint32_t rest = value % 10000;
-  const uint32_t middle = rest / 100;
-  const uint32_t low = rest % 100;
-  char* p = put_pair(out->text.data(), high);
-  p = put_pair(p, middle);
-  put_pair(p, low);
-  if (low != 0)
-    out->count = low % 10 != 0 ? 6 : 5;
-  else if (middle != 0)
-    out->count = middle % 10 != 0 ? 4 : 3;
-  else
-    out->count = high % 10 != 0 ? 2 : 1;
+  SixDigits six;
+  six.text = kPairs[value / 10000] | uint64_t{kPairs[rest / 100]} << 16 |
+             uint64_t{kPairs[rest % 100]} << 32 | (kAllZeros & 0xffff000000000000);
+  six.exponent = exponent;
+  // The last digit that is not '0' is the highest non-zero byte of the digits less '0'.
+  const uint64_t values = six.text ^ kAllZeros;  // never zero: the first digit is not
+  six.count = static_cast<unsigned>(63 - std::countl_zero(values)) / 8 + 1;
+  return six;
 }
 
 // The slow road, for subnormals and scales beyond exact powers of ten: the library's exact
 // conversion, its "d.ddddde±x" read back.
-SixDigits exact_six(double magnitude) {
+[[gnu::noinline]] SixDigits exact_six(double magnitude) {
   char buffer[40];
   const auto result = std::to_chars(buffer, buffer + sizeof buffer, magnitude,
                                     std::chars_format::scientific, kSixDigits - 1);
@@ -119,14 +113,13 @@ SixDigits exact_six(double magnitude) {
   const char* p = buffer;
   for (; p != result.ptr && *p != 'e'; ++p)
     if (*p != '.') value = value * 10 + static_cast<uint32_t>(*p - '0');
-  SixDigits six;
+  int exponent = 0;
   if (p != result.ptr) {
     ++p;
     if (*p == '+') ++p;
-    std::from_chars(p, result.ptr, six.exponent);
+    std::from_chars(p, result.ptr, exponent);
   }
-  put_six(value, &six);
-  return six;
+  return six_of(value, exponent);
 }
 
 constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
@@ -161,17 +154,21 @@ bool scaled_six(double magnitude, SixDigits* out) {
     const uint32_t rounded = whole + (up ? 1 : 0);
     if (rounded < kLowestSix) return false;
     const bool carried = rounded == kSixLimit;
-    put_six(carried ? kLowestSix : rounded, out);
-    out->exponent = exponent + (carried ? 1 : 0);
+    *out = six_of(carried ? kLowestSix : rounded, exponent + (carried ? 1 : 0));
     return true;
   }
   return false;
 }
 
-// A copy of eight bytes whatever the length wanted: the bytes beyond it are written over next.
-char* put_eight(char* out, const char* from, size_t length) {
-  std::memcpy(out, from, 8);
+// Eight characters whatever the length wanted: the ones beyond it are written over next.
+char* put_eight(char* out, uint64_t text, size_t length) {
+  std::memcpy(out, &text, sizeof text);
   return out + length;
+}
+
+char* put_pair(char* out, uint32_t pair) {
+  std::memcpy(out, &kPairs[pair], 2);
+  return out + 2;
 }
 
 }  // namespace
@@ -183,10 +180,10 @@ SixDigits WRT_RoundSix(double magnitude) {
 }
 
 char* WRT_PutPointed(char* out, const SixDigits& digits, size_t whole) {
-  char* p = put_eight(out, digits.text.data(), whole);
+  char* p = put_eight(out, digits.text, whole);
   if (digits.count <= whole) return p;
   *p++ = '.';
-  return put_eight(p, digits.text.data() + whole, digits.count - whole);
+  return put_eight(p, digits.text >> (8 * whole), digits.count - whole);
 }
 
 char* WRT_PutGeneral(char* out, double value) {
@@ -200,8 +197,9 @@ char* WRT_PutGeneral(char* out, double value) {
   p += value < 0 ? 1 : 0;
   if (x >= 0 && x < kSixDigits) return WRT_PutPointed(p, six, static_cast<size_t>(x) + 1);
   if (x < 0 && x >= -4) {
-    p = put_eight(p, "0.000000", static_cast<size_t>(1 - x));  // "0." and -x-1 zeros
-    return put_eight(p, six.text.data(), six.count);
+    constexpr uint64_t kZeroPoint = (kAllZeros & ~uint64_t{0xff00}) | uint64_t{'.'} << 8;
+    p = put_eight(p, kZeroPoint, static_cast<size_t>(1 - x));  // "0." and -x-1 zeros
+    return put_eight(p, six.text, six.count);
   }
   p = WRT_PutPointed(p, six, 1);
   *p++ = 'e';

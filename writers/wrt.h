@@ -2,7 +2,7 @@
 // they both need and the choice of the component, each failure reported once here.
 #pragma once
 
-#include <array>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -47,12 +47,11 @@ void WRT_ReportUnopened(const char* path);
 void WRT_ReportUnwritten(const char* path, int error);
 
 /// A finite, non-zero magnitude rounded once to six significant digits, as printf rounds.
+/// Small enough to travel in registers.
 struct SixDigits {
-  // The six digits, trailing zeros kept, and room behind them so that they can be copied eight
-  // bytes at a time whatever the count.
-  std::array<char, 16> text{};
-  size_t count = 0;  // the digits left once the trailing zeros are dropped, 1 to 6
-  int exponent = 0;  // the power of ten of the first digit
+  uint64_t text = 0;   // the six digit characters, the first in the lowest byte, then two '0'
+  int exponent = 0;    // the power of ten of the first digit
+  unsigned count = 0;  // the digits left once the trailing zeros are dropped, 1 to 6
 };
 SixDigits WRT_RoundSix(double magnitude);
 
@@ -62,6 +61,8 @@ char* WRT_PutPointed(char* out, const SixDigits& digits, size_t whole);
 
 /// The room a number's text needs at the place it is written, however short the text.
 constexpr size_t kNumberRoom = 32;
+/// The longest text WRT_PutGeneral writes: "-1.23456e-308".
+constexpr size_t kGeneralLongest = 13;
 
 /// Writes printf's "%.6g" of `value` at `out` (kNumberRoom free bytes), whatever the host's
 /// locale; returns the end.

@@ -90,7 +90,8 @@ TEST(WriterNumbers, SixDigitsMatchPrintf) {
     char expected[64];
     std::snprintf(expected, sizeof expected, "%.5e", value);
     const SixDigits six = WRT_RoundSix(value);
-    const std::string digits(six.text.data(), 6);
+    std::string digits(6, ' ');
+    std::memcpy(digits.data(), &six.text, digits.size());
     std::string shown = digits.substr(0, 1) + "." + digits.substr(1);
     char exponent[8];
     std::snprintf(exponent, sizeof exponent, "e%+03d", six.exponent);
