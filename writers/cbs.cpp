@@ -1,10 +1,11 @@
 #include "writers/cbs.h"
 
-#include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,11 +35,10 @@ constexpr size_t kCopyrightLimit = 40;
 // The one compiled file being written: the writer is not re-entrant, and the public entries hold
 // the process-wide lock around it.
 struct CbsState {
-  std::unique_ptr<SafeFile> file;  // the compiled file, replaced whole when it is closed
-  std::string line;                // the record being formatted
-  std::string pending;             // records not yet handed to the file, written in blocks
+  std::unique_ptr<SafeFile> file;   // the compiled file, replaced whole when it is closed
+  std::unique_ptr<BlockSink> sink;  // the records on their way to it
+  std::string line;                 // the record being formatted
 };
-constexpr size_t kWriteBlock = size_t{1} << 16;
 CbsState g_cbs;
 
 // ---------------------------------------------------------------------------------------------
@@ -79,18 +79,11 @@ void add_text(std::string_view text, size_t limit = kQuoteLimit) {
   g_cbs.line += '"';
 }
 
-// A failed write is remembered and fails the close.
-void flush_pending() {
-  if (!g_cbs.pending.empty()) (void)g_cbs.file->Write(g_cbs.pending);
-  g_cbs.pending.clear();
-}
-
 // Ends the record; records go to the file a block at a time.
 void put_line() {
   g_cbs.line += '\n';
-  g_cbs.pending += g_cbs.line;
+  g_cbs.sink->append(g_cbs.line);
   g_cbs.line.clear();
-  if (g_cbs.pending.size() >= kWriteBlock) flush_pending();
 }
 
 void put_value(std::string_view keyword, double value) {
@@ -120,8 +113,9 @@ void put_same_triple(std::string_view keyword, double value, Num form) {
 
 int open_output(const char* path) {
   g_cbs.file = std::make_unique<SafeFile>(path);
-  g_cbs.pending.clear();
+  g_cbs.sink = std::make_unique<BlockSink>(g_cbs.file.get());
   if (g_cbs.file->stream()) return 1;
+  g_cbs.sink.reset();
   g_cbs.file.reset();
   RPT_Error("Unable to open output file.");
   return 0;
@@ -130,7 +124,8 @@ int open_output(const char* path) {
 // Until here the old file, if any, stands untouched; a file that cannot be completed is not
 // put in its place.
 int close_output(const char* path) {
-  flush_pending();
+  g_cbs.sink->flush();  // a failed write is remembered and fails the commit
+  g_cbs.sink.reset();
   const bool committed = g_cbs.file->Commit();
   if (!committed) {
     RPT_Error("Unable to close output file.");
@@ -217,26 +212,31 @@ int row_corner_value(const RangeRow* row, int corner, double* out) {
 // The x values of a model's tables, each formatted once for all the corner copies written.
 class XTexts {
  public:
-  // The x of every row in order, an empty view for a row without one.
-  struct Column {
-    std::string text;
-    std::vector<uint32_t> ends;  // where each row's x ends in `text`
+  // One row's x, empty for a row without one; copied whole, whatever its length.
+  struct Text {
+    std::array<char, kNumberRoom> text;
+    size_t size = 0;
   };
-  const Column& of(const RowList& rows) {
+  static constexpr size_t kCopied = 16;
+  static_assert(kGeneralLongest <= kCopied);
+
+  const std::vector<Text>& of(const RowList& rows) {
     auto [it, added] = columns_.try_emplace(&rows);
     if (added) {
-      Column& column = it->second;
-      for (const RangeRow* row = rows.head(); row; row = row->next()) {
+      std::vector<Text>& column = it->second;
+      column.resize(rows.size());
+      Text* text = column.data();
+      for (const RangeRow* row = rows.head(); row; row = row->next(), ++text) {
         double x = 0.0;
-        if (row_get_x(row, &x)) WRT_AppendGeneral(&column.text, x);
-        column.ends.push_back(static_cast<uint32_t>(column.text.size()));
+        if (row_get_x(row, &x))
+          text->size = static_cast<size_t>(WRT_PutGeneral(text->text.data(), x) - text->text.data());
       }
     }
     return it->second;
   }
 
  private:
-  std::unordered_map<const RowList*, Column> columns_;
+  std::unordered_map<const RowList*, std::vector<Text>> columns_;
 };
 
 // One corner's copy of a model. A dry run writes nothing and only notes whether the corner has an
@@ -281,23 +281,18 @@ void ModelCopy::table(std::string_view keyword, const RowList& rows) {
   begin(keyword);
   put_line();
   const int column = own ? corner_ : kCornerTyp;
-  const XTexts::Column& xs = x_texts_->of(rows);
-  size_t row_index = 0;
-  uint32_t x_start = 0;
-  for (const RangeRow* row = rows.head(); row; row = row->next(), ++row_index) {
-    const uint32_t x_end = xs.ends[row_index];
-    const std::string_view x(xs.text.data() + x_start, x_end - x_start);
-    x_start = x_end;
+  const XTexts::Text* x = x_texts_->of(rows).data();
+  for (const RangeRow* row = rows.head(); row; row = row->next(), ++x) {
     double y = 0.0;
-    if (x.empty() || !row_corner_value(row, column, &y)) continue;
-    // A table is most of a compiled file: each row formatted in place, appended once.
-    char line[2 * kNumberRoom + 2];  // x and y, each written within kNumberRoom
-    char* p = std::copy(x.begin(), x.end(), line);
+    if (x->size == 0 || !row_corner_value(row, column, &y)) continue;
+    // A table is most of a compiled file: each row formatted straight into the block.
+    char* const line = g_cbs.sink->room(XTexts::kCopied + kNumberRoom + 2);
+    std::memcpy(line, x->text.data(), XTexts::kCopied);
+    char* p = line + x->size;
     *p++ = ' ';
     p = WRT_PutGeneral(p, y);
     *p++ = '\n';
-    g_cbs.pending.append(line, p);
-    if (g_cbs.pending.size() >= kWriteBlock) flush_pending();
+    g_cbs.sink->commit(p);
   }
 }
 

@@ -110,12 +110,9 @@ using Cells = std::array<std::string, 3>;  // typ, min, max
 // The listing goes to the file a block of lines at a time, each line formatted once.
 class DocText {
  public:
-  explicit DocText(SafeFile* file) : file_(file) {}
+  explicit DocText(SafeFile* file) : sink_(file) {}
   // Hands the lines not yet written to the file; a failed write fails the commit.
-  void flush() {
-    if (!pending_.empty()) (void)file_->Write(pending_);
-    pending_.clear();
-  }
+  void flush() { sink_.flush(); }
   // One line, formatted; the line feed is added.
   void put(const char* fmt, ...) TARN_PRINTF(2, 3);
   // A banner line and a bar line, which open every block.
@@ -123,35 +120,29 @@ class DocText {
     put("%s", kBanner);
     put("|");
   }
-  // A whole line, line feed included, laid out by the caller.
-  void put_line(std::string_view line) {
-    pending_ += line;
-    flush_when_full();
-  }
+  // Room for a line of `size` characters that the caller lays out, then its end.
+  char* room(size_t size) { return sink_.room(size); }
+  void commit(const char* end) { sink_.commit(end); }
   // "name typ min max": the name in its field, then the three value columns.
   void range_row(std::string_view label, int width, const Cells& cells) {
     pad_to(label, static_cast<size_t>(width));
     for (size_t i = 0; i < cells.size(); ++i) {
-      if (i > 0) pending_ += ' ';
+      if (i > 0) sink_.append(" ");
       pad_to(cells[i], kColumnWidth);
     }
-    pending_ += '\n';
-    flush_when_full();
+    sink_.append("\n");
   }
 
  private:
   // Left-aligned in `width`, never cut, as printf's "%-*s".
   void pad_to(std::string_view text, size_t width) {
-    pending_ += text;
-    if (text.size() < width) pending_.append(width - text.size(), ' ');
-  }
-  void flush_when_full() {
-    if (pending_.size() >= kWriteBlock) flush();
+    sink_.append(text);
+    if (text.size() >= width) return;
+    char* blanks = sink_.room(width - text.size());
+    sink_.commit(std::fill_n(blanks, width - text.size(), ' '));
   }
 
-  static constexpr size_t kWriteBlock = size_t{1} << 16;
-  SafeFile* file_;
-  std::string pending_;  // whole lines not yet written
+  BlockSink sink_;  // whole lines not yet written
 };
 
 void DocText::put(const char* fmt, ...) {
@@ -163,14 +154,13 @@ void DocText::put(const char* fmt, ...) {
   const int formatted = std::vsnprintf(line, sizeof line - 1, fmt, args);
   const size_t length = formatted > 0 ? static_cast<size_t>(formatted) : 0;
   if (length < sizeof line - 1) {
-    pending_.append(line, length);
+    sink_.append(std::string_view(line, length));
   } else {
     std::string long_line(length + 1, '\0');
     std::vsnprintf(long_line.data(), length + 1, fmt, again);
-    pending_.append(long_line, 0, length);
+    sink_.append(std::string_view(long_line.data(), length));
   }
-  pending_ += '\n';
-  flush_when_full();
+  sink_.append("\n");
   va_end(again);
   va_end(args);
 }
@@ -227,7 +217,7 @@ void write_table_rows(DocText& out, const char* title, const RowList& rows) {
                                 kTableLabelWidth + 2 * (kColumnWidth + 1)};
   constexpr size_t kLength = kStarts[3] + kColumnWidth + 1;  // with the line feed
   for (const RangeRow* row = rows.head(); row; row = row->next()) {
-    char line[kStarts[3] + 2 * kNumberRoom];
+    char* const line = out.room(kStarts[3] + 2 * kNumberRoom);
     for (size_t i = 0; i < std::size(kStarts); ++i) {
       char* start = line + kStarts[i];
       double value = 0.0;
@@ -239,7 +229,7 @@ void write_table_rows(DocText& out, const char* title, const RowList& rows) {
       std::fill_n(end, kColumnWidth + 1, ' ');
     }
     line[kLength - 1] = '\n';
-    out.put_line(std::string_view(line, kLength));
+    out.commit(line + kLength);
   }
 }
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -92,6 +93,21 @@ bool SafeFile::Commit() {
   sync_directory(target_);
   (void)Step(SafeFileStep::kRenamed);  // done: a hook here only watches
   return true;
+}
+
+void BlockSink::append(std::string_view text) {
+  if (text.size() >= kBlock) {
+    flush();
+    (void)file_->Write(text);
+    return;
+  }
+  char* at = room(text.size());
+  commit(std::copy(text.begin(), text.end(), at));
+}
+
+void BlockSink::flush() {
+  if (used_ > 0) (void)file_->Write(std::string_view(data_.get(), used_));
+  used_ = 0;
 }
 
 int SFL_WriteFile(const std::string& target, std::string_view content) {
