@@ -229,7 +229,8 @@ class XTexts {
       for (const RangeRow* row = rows.head(); row; row = row->next(), ++text) {
         double x = 0.0;
         if (row_get_x(row, &x))
-          text->size = static_cast<size_t>(WRT_PutGeneral(text->text.data(), x) - text->text.data());
+          text->size =
+              static_cast<size_t>(WRT_PutGeneral(text->text.data(), x) - text->text.data());
       }
     }
     return it->second;

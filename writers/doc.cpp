@@ -58,17 +58,18 @@ size_t format_number(double value, char* buffer) {
   }
   const SixDigits digits = WRT_RoundSix(std::fabs(value));
   // The scale is chosen after rounding, so 999.9999 becomes 1k rather than 1000.
-  const int scale = (digits.exponent >= 0 ? digits.exponent : digits.exponent - 2) / 3 * 3;
-  if (scale < kSmallestScale || scale > kLargestScale) {
+  if (digits.exponent < kSmallestScale || digits.exponent > kLargestScale + 2) {
     const auto result = std::to_chars(buffer, buffer + kNumberRoom, value,
                                       std::chars_format::general, kSignificantDigits);
     return static_cast<size_t>(result.ptr - buffer);
   }
+  const auto from_smallest = static_cast<size_t>(digits.exponent - kSmallestScale);
+  const size_t letter = from_smallest / 3;
   char* p = buffer;
   *p = '-';
   p += value < 0 ? 1 : 0;
-  p = WRT_PutPointed(p, digits, static_cast<size_t>(digits.exponent - scale) + 1);  // 1 to 3
-  if (scale != 0) *p++ = kScaleLetters[static_cast<size_t>((scale - kSmallestScale) / 3)];
+  p = WRT_PutPointed(p, digits, from_smallest - 3 * letter + 1);  // 1 to 3 before the point
+  if (kScaleLetters[letter] != ' ') *p++ = kScaleLetters[letter];
   return static_cast<size_t>(p - buffer);
 }
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <bit>
 #include <charconv>
-#include <cstdint>
 #include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -147,8 +147,8 @@ bool scaled_six(double magnitude, SixDigits* out) {
     const double fraction = scaled - whole;
     bool up = fraction > 0.5;
     if (fraction == 0.5) {
-      const double error = scale >= 0 ? std::fma(magnitude, power, -scaled)
-                                      : std::fma(-scaled, power, magnitude);
+      const double error =
+          scale >= 0 ? std::fma(magnitude, power, -scaled) : std::fma(-scaled, power, magnitude);
       up = error > 0 || (error == 0 && (whole & 1) != 0);
     }
     const uint32_t rounded = whole + (up ? 1 : 0);
@@ -160,37 +160,25 @@ bool scaled_six(double magnitude, SixDigits* out) {
   return false;
 }
 
-// Eight characters whatever the length wanted: the ones beyond it are written over next.
-char* put_eight(char* out, uint64_t text, size_t length) {
-  std::memcpy(out, &text, sizeof text);
-  return out + length;
-}
-
 char* put_pair(char* out, uint32_t pair) {
   std::memcpy(out, &kPairs[pair], 2);
   return out + 2;
 }
 
-}  // namespace
-
-SixDigits WRT_RoundSix(double magnitude) {
+inline SixDigits round_six(double magnitude) {
   SixDigits six;
   if (magnitude >= std::numeric_limits<double>::min() && scaled_six(magnitude, &six)) return six;
   return exact_six(magnitude);
 }
 
-char* WRT_PutPointed(char* out, const SixDigits& digits, size_t whole) {
-  char* p = put_eight(out, digits.text, whole);
-  if (digits.count <= whole) return p;
-  *p++ = '.';
-  return put_eight(p, digits.text >> (8 * whole), digits.count - whole);
-}
+}  // namespace
+
+SixDigits WRT_RoundSix(double magnitude) { return round_six(magnitude); }
 
 char* WRT_PutGeneral(char* out, double value) {
   if (value == 0.0 || !std::isfinite(value))
-    return std::to_chars(out, out + kNumberRoom, value, std::chars_format::general, kSixDigits)
-        .ptr;
-  const SixDigits six = WRT_RoundSix(std::fabs(value));
+    return std::to_chars(out, out + kNumberRoom, value, std::chars_format::general, kSixDigits).ptr;
+  const SixDigits six = round_six(std::fabs(value));
   const int x = six.exponent;
   char* p = out;
   *p = '-';
@@ -198,8 +186,8 @@ char* WRT_PutGeneral(char* out, double value) {
   if (x >= 0 && x < kSixDigits) return WRT_PutPointed(p, six, static_cast<size_t>(x) + 1);
   if (x < 0 && x >= -4) {
     constexpr uint64_t kZeroPoint = (kAllZeros & ~uint64_t{0xff00}) | uint64_t{'.'} << 8;
-    p = put_eight(p, kZeroPoint, static_cast<size_t>(1 - x));  // "0." and -x-1 zeros
-    return put_eight(p, six.text, six.count);
+    p = WRT_PutEight(p, kZeroPoint, static_cast<size_t>(1 - x));  // "0." and -x-1 zeros
+    return WRT_PutEight(p, six.text, six.count);
   }
   p = WRT_PutPointed(p, six, 1);
   *p++ = 'e';

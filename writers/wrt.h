@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -55,9 +56,21 @@ struct SixDigits {
 };
 SixDigits WRT_RoundSix(double magnitude);
 
+/// Writes eight characters held in `text` at `out` whatever the `length` wanted, and returns
+/// the end of that length: the characters beyond it are written over next.
+inline char* WRT_PutEight(char* out, uint64_t text, size_t length) {
+  std::memcpy(out, &text, sizeof text);
+  return out + length;
+}
+
 /// Writes the first `whole` digits of `digits` (1 to 6), then a point and the rest of its
 /// significant digits if any, at `out` (kNumberRoom free bytes); returns the end.
-char* WRT_PutPointed(char* out, const SixDigits& digits, size_t whole);
+inline char* WRT_PutPointed(char* out, const SixDigits& digits, size_t whole) {
+  char* p = WRT_PutEight(out, digits.text, whole);
+  if (digits.count <= whole) return p;
+  *p++ = '.';
+  return WRT_PutEight(p, digits.text >> (8 * whole), digits.count - whole);
+}
 
 /// The room a number's text needs at the place it is written, however short the text.
 constexpr size_t kNumberRoom = 32;
