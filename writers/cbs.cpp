@@ -49,14 +49,7 @@ enum class Num : uint8_t { General, Fixed };
 
 void append_number(std::string* out, double value, Num form) {
   if (form == Num::General) return WRT_AppendGeneral(out, value);
-  // Room for the longest %f of a finite double; to_chars ignores the host's locale.
-  char buffer[400];
-  const std::chars_format format =
-      form == Num::General ? std::chars_format::general : std::chars_format::fixed;
-  const std::to_chars_result result =
-      std::to_chars(buffer, buffer + sizeof buffer, value, format, 6);
-  TARN_ASSERT(result.ec == std::errc{});
-  out->append(buffer, result.ptr);
+  WRT_AppendFixed(out, value);
 }
 
 void begin(std::string_view keyword) { g_cbs.line.assign(keyword); }

@@ -90,12 +90,17 @@ constexpr uint64_t kAllZeros = 0x3030303030303030;  // '0' in every byte
 // Characters travel in integers, the first in the lowest byte, and are stored as they lie.
 static_assert(std::endian::native == std::endian::little);
 
+// The six digits of a value below a million, leading zeros kept, then two '0'.
+uint64_t six_text(uint32_t value) {
+  const uint32_t rest = value % 10000;
+  return kPairs[value / 10000] | uint64_t{kPairs[rest / 100]} << 16 |
+         uint64_t{kPairs[rest % 100]} << 32 | (kAllZeros & 0xffff000000000000);
+}
+
 // Six digits as characters, and how many count once trailing zeros go.
 SixDigits six_of(uint32_t value, int exponent) {
-  const uint32_t rest = value % 10000;
   SixDigits six;
-  six.text = kPairs[value / 10000] | uint64_t{kPairs[rest / 100]} << 16 |
-             uint64_t{kPairs[rest % 100]} << 32 | (kAllZeros & 0xffff000000000000);
+  six.text = six_text(value);
   six.exponent = exponent;
   // The last digit that is not '0' is the highest non-zero byte of the digits less '0'.
   const uint64_t values = six.text ^ kAllZeros;  // never zero: the first digit is not
@@ -127,9 +132,29 @@ constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                               1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
 constexpr int kLargestPower = 22;
 
-// Scaled by an exact power of ten into an integer of six digits: the product (or quotient) is
-// rounded once, and only when it lands exactly on a half does the sign of that rounding's
-// error, known exactly through fma, decide; so the integer is the exact value's rounding.
+// Whether a product (or quotient) that was rounded to exactly `whole` and a half rounds up: by
+// the sign of that rounding's error, known exactly through fma, and to even on a true tie.
+// Rare, so out of the way.
+[[gnu::noinline]] bool half_goes_up(double magnitude, double power, bool dividing, int64_t whole) {
+  const double scaled = static_cast<double>(whole) + 0.5;
+  const double error =
+      dividing ? std::fma(-scaled, power, magnitude) : std::fma(magnitude, power, -scaled);
+  return error > 0 || (error == 0 && (whole & 1) != 0);
+}
+
+// The exact value of `magnitude` times `power` (over it when `dividing`), a power of ten a
+// double holds exactly, rounded to an integer half to even as printf rounds; it must be below
+// 2^53. The product is rounded once; only an exact half in it needs a closer look.
+uint64_t rounded_scaled(double magnitude, double power, bool dividing) {
+  const double scaled = dividing ? magnitude / power : magnitude * power;
+  const auto whole = static_cast<int64_t>(scaled);  // the floor; signed converts faster
+  const double fraction = scaled - static_cast<double>(whole);
+  const bool up =
+      fraction != 0.5 ? fraction > 0.5 : half_goes_up(magnitude, power, dividing, whole);
+  return static_cast<uint64_t>(whole) + (up ? 1 : 0);
+}
+
+// Scaled by an exact power of ten into an integer of six digits, so rounded once.
 // False when the scale is out of reach of exact powers; the caller then takes the slow road.
 bool scaled_six(double magnitude, SixDigits* out) {
   // floor(log10(2^b)) is the exponent or one less.
@@ -140,21 +165,15 @@ bool scaled_six(double magnitude, SixDigits* out) {
   for (int attempt = 0; attempt < 2; ++attempt, ++exponent) {
     const int scale = kSixDigits - 1 - exponent;
     if (scale > kLargestPower || -scale > kLargestPower) return false;
-    const double power = kPowers[scale >= 0 ? scale : -scale];
-    const double scaled = scale >= 0 ? magnitude * power : magnitude / power;
-    if (scaled >= kSixLimit) continue;
-    const auto whole = static_cast<uint32_t>(scaled);  // the floor: scaled is below 1e6
-    const double fraction = scaled - whole;
-    bool up = fraction > 0.5;
-    if (fraction == 0.5) {
-      const double error =
-          scale >= 0 ? std::fma(magnitude, power, -scaled) : std::fma(-scaled, power, magnitude);
-      up = error > 0 || (error == 0 && (whole & 1) != 0);
-    }
-    const uint32_t rounded = whole + (up ? 1 : 0);
+    // Below 1e7, the estimate being at most one low.
+    const uint64_t rounded =
+        rounded_scaled(magnitude, kPowers[scale >= 0 ? scale : -scale], scale < 0);
+    // A million is the carry into the next power of ten, whichever side of it the value lay.
+    if (rounded > kSixLimit) continue;
     if (rounded < kLowestSix) return false;
     const bool carried = rounded == kSixLimit;
-    *out = six_of(carried ? kLowestSix : rounded, exponent + (carried ? 1 : 0));
+    *out =
+        six_of(carried ? kLowestSix : static_cast<uint32_t>(rounded), exponent + (carried ? 1 : 0));
     return true;
   }
   return false;
@@ -195,6 +214,29 @@ char* WRT_PutGeneral(char* out, double value) {
   const auto magnitude = static_cast<uint32_t>(x < 0 ? -x : x);
   if (magnitude >= 100) *p++ = static_cast<char>('0' + magnitude / 100);
   return put_pair(p, magnitude % 100);
+}
+
+void WRT_AppendFixed(std::string* out, double value) {
+  const double magnitude = std::fabs(value);
+  // Below this a millionth is the unit of an integer a double holds exactly.
+  constexpr double kFixedLimit = 9007199254.740992;  // 2^53 / 1e6
+  if (!(magnitude < kFixedLimit)) {
+    char buffer[400];  // the longest "%f" of a finite double
+    const auto result =
+        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, kSixDigits);
+    out->append(buffer, result.ptr);
+    return;
+  }
+  constexpr uint64_t kMillion = 1000000;
+  const uint64_t millionths = rounded_scaled(magnitude, 1e6, false);
+  char text[kNumberRoom];
+  char* p = text;
+  *p = '-';
+  p += std::signbit(value) ? 1 : 0;
+  p = std::to_chars(p, text + sizeof text, millionths / kMillion).ptr;
+  *p++ = '.';
+  p = WRT_PutEight(p, six_text(static_cast<uint32_t>(millionths % kMillion)), kSixDigits);
+  out->append(text, p);
 }
 
 void WRT_AppendGeneral(std::string* out, double value) {

@@ -80,6 +80,8 @@ constexpr size_t kGeneralLongest = 13;
 /// Writes printf's "%.6g" of `value` at `out` (kNumberRoom free bytes), whatever the host's
 /// locale; returns the end.
 char* WRT_PutGeneral(char* out, double value);
+/// Appends printf's "%f" of `value`, whatever the host's locale.
+void WRT_AppendFixed(std::string* out, double value);
 /// Appends printf's "%.6g" of `value`.
 void WRT_AppendGeneral(std::string* out, double value);
 

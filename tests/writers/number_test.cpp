@@ -1,5 +1,5 @@
-// The writers' number text: printf's "%.6g" without printf, so exact on ties, carries, the
-// switch to an exponent and subnormals.
+// The writers' number text: printf's "%.6g" and "%f" without printf, so exact on ties, carries,
+// the switch to an exponent and subnormals.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -78,6 +78,30 @@ TEST(WriterNumbers, GeneralFormMatchesPrintf) {
       std::snprintf(expected, sizeof expected, "%.6g", value);
       if (general(value) == expected) continue;
       ADD_FAILURE() << "value " << value << ": " << general(value) << " not " << expected;
+      if (++mismatches == 5) return;
+    }
+  }
+}
+
+// printf's "%f" of the same values, of exact ties in the seventh decimal (odd multiples of
+// 1/128) and of their neighbours, and of both zeros.
+TEST(WriterNumbers, FixedFormMatchesPrintf) {
+  std::vector<double> values = hard_values();
+  std::mt19937_64 random(7);
+  for (int i = 0; i < 20000; ++i) {
+    const double tie = double((random() % (uint64_t{1} << 40)) | 1) / 128.0;
+    values.insert(values.end(), {tie, std::nextafter(tie, 0.0), std::nextafter(tie, HUGE_VAL)});
+  }
+  values.push_back(0.0);
+  int mismatches = 0;
+  for (const double magnitude : values) {
+    for (const double value : {magnitude, -magnitude}) {
+      char expected[512];
+      std::snprintf(expected, sizeof expected, "%f", value);
+      std::string text;
+      WRT_AppendFixed(&text, value);
+      if (text == expected) continue;
+      ADD_FAILURE() << "value " << value << ": " << text << " not " << expected;
       if (++mismatches == 5) return;
     }
   }
