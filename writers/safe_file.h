@@ -47,12 +47,15 @@ class SafeFile {
  private:
   bool Step(SafeFileStep step);
   bool Fail(int error);
+  void StartWriteback();
 
   std::string target_;
   std::string temp_;
   std::FILE* stream_ = nullptr;
   int error_ = 0;
   bool committed_ = false;
+  size_t written_ = 0;       // bytes handed to the stream
+  size_t written_back_ = 0;  // of which the system was asked to start writing out
 };
 
 /// Text bound for a SafeFile, gathered in a block and written a block at a time; writers format

@@ -59,7 +59,7 @@ TEST(SafeFile, RealFailuresAreReportedWithTheirReason) {
 }
 
 // Pieces appended and laid out in place reach the file whole and in order, across the block's
-// edge and when a piece is longer than a block.
+// edge, when a piece is longer than a block and once the system writes part of the file out.
 TEST(BlockSink, PiecesReachTheFileInOrder) {
   const std::string block_less_one(BlockSink::kBlock - 1, 'a');
   const std::string two_blocks(2 * BlockSink::kBlock, 'b');
@@ -70,6 +70,7 @@ TEST(BlockSink, PiecesReachTheFileInOrder) {
       {"small pieces", {"one\n", "two\n"}},
       {"a piece that just fits, then one past the edge", {block_less_one, "c", "de"}},
       {"a piece longer than a block between small ones", {"x", two_blocks, "y"}},
+      {"past the point where the system starts writing out", {std::string(9 << 20, 'w'), "z"}},
   };
   for (const auto& c : cases) {
     TempDir dir;
