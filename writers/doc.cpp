@@ -126,10 +126,19 @@ class DocText {
   void commit(const char* end) { sink_.commit(end); }
   // "name typ min max": the name in its field, then the three value columns.
   void range_row(std::string_view label, int width, const Cells& cells) {
-    pad_to(label, static_cast<size_t>(width));
-    for (size_t i = 0; i < cells.size(); ++i) {
-      if (i > 0) sink_.append(" ");
-      pad_to(cells[i], kColumnWidth);
+    pad_to(label, static_cast<size_t>(width));  // the first column follows without a blank
+    fields({{cells[0], kColumnWidth}, {cells[1], kColumnWidth}, {cells[2], kColumnWidth}});
+  }
+  // One line of texts, each left-aligned in its width and never cut, one blank between: as
+  // printf's "%-*s" lays them out, a text ending at a NUL as it would there.
+  struct Field {
+    std::string_view text;
+    size_t width;
+  };
+  void fields(std::initializer_list<Field> line) {
+    for (const Field& field : line) {
+      if (&field != line.begin()) sink_.append(" ");
+      pad_to(field.text.substr(0, field.text.find('\0')), field.width);
     }
     sink_.append("\n");
   }
@@ -290,17 +299,19 @@ void write_pins(DocText& out, const PinList* pins) {
     (void)PIN_GetSignal(&pin, &signal);
     (void)PIN_GetModel(&pin, &model);
     if (!wide) {
-      out.put("%-5s %-15s %-20s", text_of(name).c_str(), text_of(signal).c_str(),
-              text_of(model).c_str());
+      out.fields({{name, 5}, {signal, 15}, {model, 20}});
       continue;
     }
     double r = 0.0, l = 0.0, c = 0.0;
     const int has_r = PIN_GetRpin(&pin, &r);
     const int has_l = PIN_GetLpin(&pin, &l);
     const int has_c = PIN_GetCpin(&pin, &c);
-    out.put("%-5s %-15s %-20s %-10s %-10s %-10s", text_of(name).c_str(), text_of(signal).c_str(),
-            text_of(model).c_str(), value_or_na(has_r, r).c_str(), value_or_na(has_l, l).c_str(),
-            value_or_na(has_c, c).c_str());
+    out.fields({{name, 5},
+                {signal, 15},
+                {model, 20},
+                {value_or_na(has_r, r), 10},
+                {value_or_na(has_l, l), 10},
+                {value_or_na(has_c, c), 10}});
   }
 }
 
@@ -317,11 +328,13 @@ void write_pin_mapping(DocText& out, const PinMapping* mapping) {
       refs[c] = PINMPG_GetRef(&row, static_cast<PinMappingColumn>(c), &bus) ? text_of(bus) : "NA";
     }
     if (wide)
-      out.put("%-14s %-14s %-11s %-14s %s", text_of(pin).c_str(), refs[kPulldownRef].c_str(),
-              refs[kPullupRef].c_str(), refs[kGndClampRef].c_str(), refs[kPowerClampRef].c_str());
+      out.fields({{pin, 14},
+                  {refs[kPulldownRef], 14},
+                  {refs[kPullupRef], 11},
+                  {refs[kGndClampRef], 14},
+                  {refs[kPowerClampRef], 0}});
     else
-      out.put("%-14s %-14s %s", text_of(pin).c_str(), refs[kPulldownRef].c_str(),
-              refs[kPullupRef].c_str());
+      out.fields({{pin, 14}, {refs[kPulldownRef], 14}, {refs[kPullupRef], 0}});
   }
 }
 
