@@ -1,9 +1,11 @@
 #include "writers/cbs.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -33,11 +35,10 @@ constexpr size_t kCopyrightLimit = 40;
 // The one compiled file being written: the writer is not re-entrant, and the public entries hold
 // the process-wide lock around it.
 struct CbsState {
-  std::unique_ptr<SafeFile> file;  // the compiled file, replaced whole when it is closed
-  std::string line;                // the record being formatted
-  std::string pending;             // records not yet handed to the file, written in blocks
+  std::unique_ptr<SafeFile> file;   // the compiled file, replaced whole when it is closed
+  std::unique_ptr<BlockSink> sink;  // the records on their way to it
+  std::string line;                 // the record being formatted
 };
-constexpr size_t kWriteBlock = size_t{1} << 16;
 CbsState g_cbs;
 
 // ---------------------------------------------------------------------------------------------
@@ -48,14 +49,7 @@ enum class Num : uint8_t { General, Fixed };
 
 void append_number(std::string* out, double value, Num form) {
   if (form == Num::General) return WRT_AppendGeneral(out, value);
-  // Room for the longest %f of a finite double; to_chars ignores the host's locale.
-  char buffer[400];
-  const std::chars_format format =
-      form == Num::General ? std::chars_format::general : std::chars_format::fixed;
-  const std::to_chars_result result =
-      std::to_chars(buffer, buffer + sizeof buffer, value, format, 6);
-  TARN_ASSERT(result.ec == std::errc{});
-  out->append(buffer, result.ptr);
+  WRT_AppendFixed(out, value);
 }
 
 void begin(std::string_view keyword) { g_cbs.line.assign(keyword); }
@@ -78,18 +72,11 @@ void add_text(std::string_view text, size_t limit = kQuoteLimit) {
   g_cbs.line += '"';
 }
 
-// A failed write is remembered and fails the close.
-void flush_pending() {
-  if (!g_cbs.pending.empty()) (void)g_cbs.file->Write(g_cbs.pending);
-  g_cbs.pending.clear();
-}
-
 // Ends the record; records go to the file a block at a time.
 void put_line() {
   g_cbs.line += '\n';
-  g_cbs.pending += g_cbs.line;
+  g_cbs.sink->append(g_cbs.line);
   g_cbs.line.clear();
-  if (g_cbs.pending.size() >= kWriteBlock) flush_pending();
 }
 
 void put_value(std::string_view keyword, double value) {
@@ -119,8 +106,9 @@ void put_same_triple(std::string_view keyword, double value, Num form) {
 
 int open_output(const char* path) {
   g_cbs.file = std::make_unique<SafeFile>(path);
-  g_cbs.pending.clear();
+  g_cbs.sink = std::make_unique<BlockSink>(g_cbs.file.get());
   if (g_cbs.file->stream()) return 1;
+  g_cbs.sink.reset();
   g_cbs.file.reset();
   RPT_Error("Unable to open output file.");
   return 0;
@@ -129,7 +117,8 @@ int open_output(const char* path) {
 // Until here the old file, if any, stands untouched; a file that cannot be completed is not
 // put in its place.
 int close_output(const char* path) {
-  flush_pending();
+  g_cbs.sink->flush();  // a failed write is remembered and fails the commit
+  g_cbs.sink.reset();
   const bool committed = g_cbs.file->Commit();
   if (!committed) {
     RPT_Error("Unable to close output file.");
@@ -216,26 +205,32 @@ int row_corner_value(const RangeRow* row, int corner, double* out) {
 // The x values of a model's tables, each formatted once for all the corner copies written.
 class XTexts {
  public:
-  // The x of every row in order, an empty view for a row without one.
-  struct Column {
-    std::string text;
-    std::vector<uint32_t> ends;  // where each row's x ends in `text`
+  // One row's x, empty for a row without one; copied whole, whatever its length.
+  struct Text {
+    std::array<char, kNumberRoom> text;
+    size_t size = 0;
   };
-  const Column& of(const RowList& rows) {
+  static constexpr size_t kCopied = 16;
+  static_assert(kGeneralLongest <= kCopied);
+
+  const std::vector<Text>& of(const RowList& rows) {
     auto [it, added] = columns_.try_emplace(&rows);
     if (added) {
-      Column& column = it->second;
-      for (const RangeRow* row = rows.head(); row; row = row->next()) {
+      std::vector<Text>& column = it->second;
+      column.resize(rows.size());
+      Text* text = column.data();
+      for (const RangeRow* row = rows.head(); row; row = row->next(), ++text) {
         double x = 0.0;
-        if (row_get_x(row, &x)) WRT_AppendGeneral(&column.text, x);
-        column.ends.push_back(static_cast<uint32_t>(column.text.size()));
+        if (row_get_x(row, &x))
+          text->size =
+              static_cast<size_t>(WRT_PutGeneral(text->text.data(), x) - text->text.data());
       }
     }
     return it->second;
   }
 
  private:
-  std::unordered_map<const RowList*, Column> columns_;
+  std::unordered_map<const RowList*, std::vector<Text>> columns_;
 };
 
 // One corner's copy of a model. A dry run writes nothing and only notes whether the corner has an
@@ -280,22 +275,18 @@ void ModelCopy::table(std::string_view keyword, const RowList& rows) {
   begin(keyword);
   put_line();
   const int column = own ? corner_ : kCornerTyp;
-  const XTexts::Column& xs = x_texts_->of(rows);
-  size_t row_index = 0;
-  uint32_t x_start = 0;
-  for (const RangeRow* row = rows.head(); row; row = row->next(), ++row_index) {
-    const uint32_t x_end = xs.ends[row_index];
-    const std::string_view x(xs.text.data() + x_start, x_end - x_start);
-    x_start = x_end;
+  const XTexts::Text* x = x_texts_->of(rows).data();
+  for (const RangeRow* row = rows.head(); row; row = row->next(), ++x) {
     double y = 0.0;
-    if (x.empty() || !row_corner_value(row, column, &y)) continue;
-    // Straight into the block: a table is most of a compiled file.
-    std::string& out = g_cbs.pending;
-    out += x;
-    out += ' ';
-    append_number(&out, y, Num::General);
-    out += '\n';
-    if (out.size() >= kWriteBlock) flush_pending();
+    if (x->size == 0 || !row_corner_value(row, column, &y)) continue;
+    // A table is most of a compiled file: each row formatted straight into the block.
+    char* const line = g_cbs.sink->room(XTexts::kCopied + kNumberRoom + 2);
+    std::memcpy(line, x->text.data(), XTexts::kCopied);
+    char* p = line + x->size;
+    *p++ = ' ';
+    p = WRT_PutGeneral(p, y);
+    *p++ = '\n';
+    g_cbs.sink->commit(p);
   }
 }
 

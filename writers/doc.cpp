@@ -45,9 +45,6 @@ constexpr std::string_view kScaleLetters = "fpnum kMGT";
 constexpr int kSmallestScale = -15;
 constexpr int kLargestScale = 12;
 
-// Room for the longest number text format_number writes.
-constexpr size_t kNumberRoom = 32;
-
 // The number with a scale letter, written into `buffer` (kNumberRoom characters); returns its
 // length. The listing formats every number of every table, so nothing is allocated.
 size_t format_number(double value, char* buffer) {
@@ -59,29 +56,22 @@ size_t format_number(double value, char* buffer) {
     const auto result = std::to_chars(buffer, buffer + kNumberRoom, value);
     return static_cast<size_t>(result.ptr - buffer);
   }
-  const RoundedDecimal decimal = WRT_RoundDecimal(std::fabs(value), kSignificantDigits);
+  const SixDigits digits = WRT_RoundSix(std::fabs(value));
   // The scale is chosen after rounding, so 999.9999 becomes 1k rather than 1000.
-  const int scale = (decimal.exponent >= 0 ? decimal.exponent : decimal.exponent - 2) / 3 * 3;
-  if (scale < kSmallestScale || scale > kLargestScale) {
+  if (digits.exponent < kSmallestScale || digits.exponent > kLargestScale + 2) {
     const auto result = std::to_chars(buffer, buffer + kNumberRoom, value,
                                       std::chars_format::general, kSignificantDigits);
     return static_cast<size_t>(result.ptr - buffer);
   }
-  const size_t whole = static_cast<size_t>(decimal.exponent - scale) + 1;  // 1 to 3 digits
-  std::string_view fraction = decimal.digits().substr(whole);
-  while (!fraction.empty() && fraction.back() == '0') fraction.remove_suffix(1);
+  const auto from_smallest = static_cast<size_t>(digits.exponent - kSmallestScale);
+  const size_t letter = from_smallest / 3;
   char* p = buffer;
-  if (value < 0) *p++ = '-';
-  const std::string_view digits = decimal.digits().substr(0, whole);
-  p = std::copy(digits.begin(), digits.end(), p);
-  if (!fraction.empty()) {
-    *p++ = '.';
-    p = std::copy(fraction.begin(), fraction.end(), p);
-  }
-  if (scale != 0) *p++ = kScaleLetters[static_cast<size_t>((scale - kSmallestScale) / 3)];
+  *p = '-';
+  p += value < 0 ? 1 : 0;
+  p = WRT_PutPointed(p, digits, from_smallest - 3 * letter + 1);  // 1 to 3 before the point
+  if (kScaleLetters[letter] != ' ') *p++ = kScaleLetters[letter];
   return static_cast<size_t>(p - buffer);
 }
-
 
 constexpr const char* kBanner =
     "| ============================================================================";
@@ -96,6 +86,8 @@ constexpr int kPackageLabelWidth = 21;
 constexpr int kModelLabelWidth = 24;
 constexpr int kRampLabelWidth = 20;
 constexpr int kTableLabelWidth = 16;
+// The width of each value column; one blank separates the columns.
+constexpr size_t kColumnWidth = 15;
 
 // The two forms of a pin table's title; the long one when the keyword line declared its
 // long column count.
@@ -115,17 +107,13 @@ constexpr TableForm kDiffPinForm = {
     "[Diff Pin]   inv_pin   vdiff   tdelay_typ"};
 
 using Cells = std::array<std::string, 3>;  // typ, min, max
-using CellViews = std::array<std::string_view, 3>;
 
 // The listing goes to the file a block of lines at a time, each line formatted once.
 class DocText {
  public:
-  explicit DocText(SafeFile* file) : file_(file) {}
+  explicit DocText(SafeFile* file) : sink_(file) {}
   // Hands the lines not yet written to the file; a failed write fails the commit.
-  void flush() {
-    if (!pending_.empty()) (void)file_->Write(pending_);
-    pending_.clear();
-  }
+  void flush() { sink_.flush(); }
   // One line, formatted; the line feed is added.
   void put(const char* fmt, ...) TARN_PRINTF(2, 3);
   // A banner line and a bar line, which open every block.
@@ -133,34 +121,38 @@ class DocText {
     put("%s", kBanner);
     put("|");
   }
+  // Room for a line of `size` characters that the caller lays out, then its end.
+  char* room(size_t size) { return sink_.room(size); }
+  void commit(const char* end) { sink_.commit(end); }
   // "name typ min max": the name in its field, then the three value columns.
   void range_row(std::string_view label, int width, const Cells& cells) {
-    range_row(label, width, CellViews{cells[0], cells[1], cells[2]});
+    pad_to(label, static_cast<size_t>(width));  // the first column follows without a blank
+    fields({{cells[0], kColumnWidth}, {cells[1], kColumnWidth}, {cells[2], kColumnWidth}});
   }
-  void range_row(std::string_view label, int width, const CellViews& cells) {
-    pad_to(label, static_cast<size_t>(width));
-    for (size_t i = 0; i < cells.size(); ++i) {
-      if (i > 0) pending_ += ' ';
-      pad_to(cells[i], kColumnWidth);
+  // One line of texts, each left-aligned in its width and never cut, one blank between: as
+  // printf's "%-*s" lays them out, a text ending at a NUL as it would there.
+  struct Field {
+    std::string_view text;
+    size_t width;
+  };
+  void fields(std::initializer_list<Field> line) {
+    for (const Field& field : line) {
+      if (&field != line.begin()) sink_.append(" ");
+      pad_to(field.text.substr(0, field.text.find('\0')), field.width);
     }
-    pending_ += '\n';
-    flush_when_full();
+    sink_.append("\n");
   }
 
  private:
   // Left-aligned in `width`, never cut, as printf's "%-*s".
   void pad_to(std::string_view text, size_t width) {
-    pending_ += text;
-    if (text.size() < width) pending_.append(width - text.size(), ' ');
-  }
-  void flush_when_full() {
-    if (pending_.size() >= kWriteBlock) flush();
+    sink_.append(text);
+    if (text.size() >= width) return;
+    char* blanks = sink_.room(width - text.size());
+    sink_.commit(std::fill_n(blanks, width - text.size(), ' '));
   }
 
-  static constexpr size_t kColumnWidth = 15;
-  static constexpr size_t kWriteBlock = size_t{1} << 16;
-  SafeFile* file_;
-  std::string pending_;  // whole lines not yet written
+  BlockSink sink_;  // whole lines not yet written
 };
 
 void DocText::put(const char* fmt, ...) {
@@ -172,14 +164,13 @@ void DocText::put(const char* fmt, ...) {
   const int formatted = std::vsnprintf(line, sizeof line - 1, fmt, args);
   const size_t length = formatted > 0 ? static_cast<size_t>(formatted) : 0;
   if (length < sizeof line - 1) {
-    pending_.append(line, length);
+    sink_.append(std::string_view(line, length));
   } else {
     std::string long_line(length + 1, '\0');
     std::vsnprintf(long_line.data(), length + 1, fmt, again);
-    pending_.append(long_line, 0, length);
+    sink_.append(std::string_view(long_line.data(), length));
   }
-  pending_ += '\n';
-  flush_when_full();
+  sink_.append("\n");
   va_end(again);
   va_end(args);
 }
@@ -227,32 +218,28 @@ void write_range_group(DocText& out, const char* title, int width,
   }
 }
 
-// A value or NA, as value_or_na without a unit, written into `buffer` (kNumberRoom).
-std::string_view number_or_na(int has_value, double value, char* buffer) {
-  if (!has_value) return "NA";
-  return std::string_view(buffer, format_number(value, buffer));
-}
-
-// The rows of a VI table or a waveform: x, then the typ, min and max columns. The bulk of a
-// listing, so the texts are formatted in place.
+// The rows of a VI table or a waveform: x, then the typ, min and max columns, laid out as
+// range_row would. The bulk of a listing, so each row is written in place: every number's text
+// (at most 13 characters, "-1.23456e-308") fits its column of 15.
 void write_table_rows(DocText& out, const char* title, const RowList& rows) {
   out.put("%s", title);
+  constexpr size_t kStarts[] = {0, kTableLabelWidth, kTableLabelWidth + kColumnWidth + 1,
+                                kTableLabelWidth + 2 * (kColumnWidth + 1)};
+  constexpr size_t kLength = kStarts[3] + kColumnWidth + 1;  // with the line feed
   for (const RangeRow* row = rows.head(); row; row = row->next()) {
-    double x = 0.0;
-    char label[kNumberRoom + 1];
-    const int has_x = row_get_x(row, &x);
-    const std::string_view x_text = number_or_na(has_x, x, label);
-    // The x column and its space are laid out as a value column: a range row labelled by x.
-    if (x_text.data() != label) std::copy(x_text.begin(), x_text.end(), label);
-    label[x_text.size()] = ' ';
-    char texts[3][kNumberRoom];
-    CellViews cells;
-    for (size_t i = 0; i < cells.size(); ++i) {
+    char* const line = out.room(kStarts[3] + 2 * kNumberRoom);
+    for (size_t i = 0; i < std::size(kStarts); ++i) {
+      char* start = line + kStarts[i];
       double value = 0.0;
-      const int has_value = kCorners[i](row, &value);
-      cells[i] = number_or_na(has_value, value, texts[i]);
+      const int has_value = i == 0 ? row_get_x(row, &value) : kCorners[i - 1](row, &value);
+      // Left to right, blanks after each text: a number may write past its end into the next
+      // column, never beyond its own room.
+      char* end = has_value ? start + format_number(value, start) : std::copy_n("NA", 2, start);
+      TARN_ASSERT(static_cast<size_t>(end - start) <= kColumnWidth);
+      std::fill_n(end, kColumnWidth + 1, ' ');
     }
-    out.range_row(std::string_view(label, x_text.size() + 1), kTableLabelWidth, cells);
+    line[kLength - 1] = '\n';
+    out.commit(line + kLength);
   }
 }
 
@@ -312,17 +299,19 @@ void write_pins(DocText& out, const PinList* pins) {
     (void)PIN_GetSignal(&pin, &signal);
     (void)PIN_GetModel(&pin, &model);
     if (!wide) {
-      out.put("%-5s %-15s %-20s", text_of(name).c_str(), text_of(signal).c_str(),
-              text_of(model).c_str());
+      out.fields({{name, 5}, {signal, 15}, {model, 20}});
       continue;
     }
     double r = 0.0, l = 0.0, c = 0.0;
     const int has_r = PIN_GetRpin(&pin, &r);
     const int has_l = PIN_GetLpin(&pin, &l);
     const int has_c = PIN_GetCpin(&pin, &c);
-    out.put("%-5s %-15s %-20s %-10s %-10s %-10s", text_of(name).c_str(), text_of(signal).c_str(),
-            text_of(model).c_str(), value_or_na(has_r, r).c_str(), value_or_na(has_l, l).c_str(),
-            value_or_na(has_c, c).c_str());
+    out.fields({{name, 5},
+                {signal, 15},
+                {model, 20},
+                {value_or_na(has_r, r), 10},
+                {value_or_na(has_l, l), 10},
+                {value_or_na(has_c, c), 10}});
   }
 }
 
@@ -339,11 +328,13 @@ void write_pin_mapping(DocText& out, const PinMapping* mapping) {
       refs[c] = PINMPG_GetRef(&row, static_cast<PinMappingColumn>(c), &bus) ? text_of(bus) : "NA";
     }
     if (wide)
-      out.put("%-14s %-14s %-11s %-14s %s", text_of(pin).c_str(), refs[kPulldownRef].c_str(),
-              refs[kPullupRef].c_str(), refs[kGndClampRef].c_str(), refs[kPowerClampRef].c_str());
+      out.fields({{pin, 14},
+                  {refs[kPulldownRef], 14},
+                  {refs[kPullupRef], 11},
+                  {refs[kGndClampRef], 14},
+                  {refs[kPowerClampRef], 0}});
     else
-      out.put("%-14s %-14s %s", text_of(pin).c_str(), refs[kPulldownRef].c_str(),
-              refs[kPullupRef].c_str());
+      out.fields({{pin, 14}, {refs[kPulldownRef], 14}, {refs[kPullupRef], 0}});
   }
 }
 

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -46,12 +47,39 @@ class SafeFile {
  private:
   bool Step(SafeFileStep step);
   bool Fail(int error);
+  void StartWriteback();
 
   std::string target_;
   std::string temp_;
   std::FILE* stream_ = nullptr;
   int error_ = 0;
   bool committed_ = false;
+  size_t written_ = 0;       // bytes handed to the stream
+  size_t written_back_ = 0;  // of which the system was asked to start writing out
+};
+
+/// Text bound for a SafeFile, gathered in a block and written a block at a time; writers format
+/// straight into the block's room.
+class BlockSink {
+ public:
+  static constexpr size_t kBlock = size_t{1} << 16;
+  explicit BlockSink(SafeFile* file) : file_(file), data_(new char[kBlock]) {}
+
+  /// Room for `size` characters (at most kBlock), what the block holds written first if short.
+  char* room(size_t size) {
+    if (kBlock - used_ < size) flush();
+    return data_.get() + used_;
+  }
+  /// The characters written into room() end at `end`.
+  void commit(const char* end) { used_ = static_cast<size_t>(end - data_.get()); }
+  void append(std::string_view text);
+  /// Writes what the block holds; a failed write fails the file's commit.
+  void flush();
+
+ private:
+  SafeFile* file_;
+  std::unique_ptr<char[]> data_;
+  size_t used_ = 0;
 };
 
 /// Replaces `target` with `content` through a SafeFile. 0 on success, else the errno value of

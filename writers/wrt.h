@@ -2,8 +2,9 @@
 // they both need and the choice of the component, each failure reported once here.
 #pragma once
 
-#include <array>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -46,17 +47,42 @@ void WRT_ReportUnopened(const char* path);
 /// message; the file in its place, if any, is the one that was there before.
 void WRT_ReportUnwritten(const char* path, int error);
 
-/// A finite, non-zero magnitude rounded once to `significant` decimal digits (1 to 15): exactly
-/// that many digits, trailing zeros kept, and the power of ten of the first.
-struct RoundedDecimal {
-  std::array<char, 16> text{};  // the digits; 15 is the most a double holds exactly
-  size_t size = 0;
-  int exponent = 0;
-  std::string_view digits() const { return {text.data(), size}; }
+/// A finite, non-zero magnitude rounded once to six significant digits, as printf rounds.
+/// Small enough to travel in registers.
+struct SixDigits {
+  uint64_t text = 0;   // the six digit characters, the first in the lowest byte, then two '0'
+  int exponent = 0;    // the power of ten of the first digit
+  unsigned count = 0;  // the digits left once the trailing zeros are dropped, 1 to 6
 };
-RoundedDecimal WRT_RoundDecimal(double magnitude, int significant);
+SixDigits WRT_RoundSix(double magnitude);
 
-/// Appends printf's "%.6g" of `value`, whatever the host's locale.
+/// Writes eight characters held in `text` at `out` whatever the `length` wanted, and returns
+/// the end of that length: the characters beyond it are written over next.
+inline char* WRT_PutEight(char* out, uint64_t text, size_t length) {
+  std::memcpy(out, &text, sizeof text);
+  return out + length;
+}
+
+/// Writes the first `whole` digits of `digits` (1 to 6), then a point and the rest of its
+/// significant digits if any, at `out` (kNumberRoom free bytes); returns the end.
+inline char* WRT_PutPointed(char* out, const SixDigits& digits, size_t whole) {
+  char* p = WRT_PutEight(out, digits.text, whole);
+  if (digits.count <= whole) return p;
+  *p++ = '.';
+  return WRT_PutEight(p, digits.text >> (8 * whole), digits.count - whole);
+}
+
+/// The room a number's text needs at the place it is written, however short the text.
+constexpr size_t kNumberRoom = 32;
+/// The longest text WRT_PutGeneral writes: "-1.23456e-308".
+constexpr size_t kGeneralLongest = 13;
+
+/// Writes printf's "%.6g" of `value` at `out` (kNumberRoom free bytes), whatever the host's
+/// locale; returns the end.
+char* WRT_PutGeneral(char* out, double value);
+/// Appends printf's "%f" of `value`, whatever the host's locale.
+void WRT_AppendFixed(std::string* out, double value);
+/// Appends printf's "%.6g" of `value`.
 void WRT_AppendGeneral(std::string* out, double value);
 
 }  // namespace tarn

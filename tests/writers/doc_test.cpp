@@ -380,8 +380,9 @@ TEST(DocFormatNumber, EngineeringNotation) {
       {1e9, "1G"}, {4.7e12, "4.7T"}, {0.1 + 0.2, "300m"}, {1.23456789, "1.23457"},
       // Rounding to six digits can carry into the next scale letter.
       {999.9999, "1k"}, {999999.6e-9, "1m"},
-      // Beyond the scale letters the reader takes.
-      {1e-18, "1e-18"}, {2.5e15, "2.5e+15"},
+      // Beyond the scale letters the reader takes, and at their edges.
+      {1e-18, "1e-18"}, {2.5e15, "2.5e+15"}, {999e12, "999T"}, {999999.6e9, "1e+15"},
+      {9.5e-16, "9.5e-16"}, {-999.9996e-18, "-1f"},
   };
   for (const Case& c : cases) EXPECT_EQ(DOC_FormatNumber(c.value), c.text) << c.value;
 }
