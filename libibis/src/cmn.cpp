@@ -211,7 +211,7 @@ const char* skip_blanks(const char* p, const char* e) {
 // anything else (an exponent, a long mantissa, a digit after the scale), which the general
 // path reads. The value is the one the general path gives, bit for bit.
 [[gnu::always_inline]] inline const char* scan_plain_item(const char* p, const char* e,
-                                                         ValueItem* v) {
+                                                         double* value_out) {
   const bool negative = *p == '-';
   if (negative || *p == '+') ++p;
   const char* const mantissa = p;
@@ -239,15 +239,15 @@ const char* skip_blanks(const char* p, const char* e) {
   }
   // Exact: both operands are exact doubles, so the one division rounds as a full conversion.
   const double value = static_cast<double>(m) / kPowers[frac_digits];
-  v->value = (negative ? -value : value) * factor;
-  v->result = kNumberValid;
+  *value_out = (negative ? -value : value) * factor;
   return p;
 }
 
 // One item of a line of values from `p` (not a separator), read in the one pass that also
 // finds its end. An item that starts with white space of another kind is read as a view.
 const char* scan_value_item(const char* p, const char* e, ValueItem* v) {
-  if (const char* plain_end = scan_plain_item(p, e, v)) {
+  if (const char* plain_end = scan_plain_item(p, e, &v->value)) {
+    v->result = kNumberValid;
     v->is_na = false;
     v->text = std::string_view(p, static_cast<size_t>(plain_end - p));
     return plain_end;
@@ -415,6 +415,19 @@ size_t CMN_ScanValues(std::string_view line, size_t max_items, ValueItem* out) {
   }
   for (size_t i = found; i < max_items; ++i) out[i] = ValueItem{};
   return found;
+}
+
+bool CMN_ScanPlainValues(std::string_view line, size_t count, double* out) {
+  TARN_ASSERT(out != nullptr || count == 0);
+  const char* p = line.data();
+  const char* const e = p + line.size();
+  for (size_t i = 0; i < count; ++i) {
+    p = skip_blanks(p, e);
+    if (p == e) return false;
+    p = scan_plain_item(p, e, &out[i]);
+    if (!p) return false;
+  }
+  return skip_blanks(p, e) == e;
 }
 
 int CMN_AssignedValue(const ItemList& items, const char* label, std::string_view* value_out) {

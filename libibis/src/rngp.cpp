@@ -41,9 +41,26 @@ int row_parse(std::string_view line, const char* x_label, std::unique_ptr<RangeR
 }
 
 int row_parse_into(std::string_view line, const char* x_label, RangeRow* row) {
+  if (row_scan_plain(line, row)) return 1;
   ValueItem items[kTableRowItems];
   const size_t found = CMN_ScanValues(line, kTableRowItems, items);
   return row_from_items(items, found, x_label, row);
+}
+
+bool row_scan_plain(std::string_view line, RangeRow* row) {
+  TARN_ASSERT(row != nullptr);
+  double values[kTableRowItems];
+  if (!CMN_ScanPlainValues(line, kTableRowItems, values)) return false;
+  *row = RangeRow{};
+  row->x = values[0];
+  row->x_status = ValueStatus::Value;
+  row->typ = values[1];
+  row->typ_status = ValueStatus::Value;
+  row->min = values[2];
+  row->min_status = ValueStatus::Value;
+  row->max = values[3];
+  row->max_status = ValueStatus::Value;
+  return true;
 }
 
 int row_from_items(const ValueItem* items, size_t found, const char* x_label, RangeRow* row) {

@@ -63,6 +63,9 @@ class RowList {
                             std::unique_ptr<RangeRow>* out);
 /// The same into a row the caller holds (cleared first), for tables read row after row.
 [[nodiscard]] int row_parse_into(std::string_view line, const char* x_label, RangeRow* row);
+/// The bulk of every table: a line of four numbers, none of them "NA" and nothing to report,
+/// read straight into `row` (cleared first). False, with `row` untouched, for any other line.
+[[nodiscard]] bool row_scan_plain(std::string_view line, RangeRow* row);
 /// The same from the items of a line that CMN_ScanValues has read (`found` items on the line).
 [[nodiscard]] int row_from_items(const ValueItem* items, size_t found, const char* x_label,
                                  RangeRow* row);

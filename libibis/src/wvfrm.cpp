@@ -72,9 +72,7 @@ void fixture_line(const FixtureParam& p, const ItemList& items, Waveform* w, con
 // IBIS 4.0 raised the limit; generators of 4.2 files write the full 1000 rows.
 size_t max_points() { return NEWER_Rules().long_waveforms ? kMaxPointsLong : kMaxPoints; }
 
-void time_row(const ValueItem* items, size_t found, Waveform* w, const char* label) {
-  RangeRow parsed;
-  (void)row_from_items(items, found, "Time", &parsed);
+void add_time_row(const RangeRow& parsed, Waveform* w, const char* label) {
   size_t count = 0;
   if (!row_append(&w->rows, parsed, &count)) return;
   const RangeRow& row = *w->rows.tail();
@@ -88,6 +86,12 @@ void time_row(const ValueItem* items, size_t found, Waveform* w, const char* lab
              row.prev()->x_status == ValueStatus::Value && row.x <= row.prev()->x) {
     RPT_ErrorAtLine("Time value did not increase");
   }
+}
+
+void time_row(const ValueItem* items, size_t found, Waveform* w, const char* label) {
+  RangeRow parsed;
+  (void)row_from_items(items, found, "Time", &parsed);
+  add_time_row(parsed, w, label);
 }
 
 // A line that is no subparameter is a time row when it starts with a number (or "NA").
@@ -149,6 +153,11 @@ void waveform_line(std::string_view line, Waveform* waveform, const char* label)
   TARN_ASSERT(waveform != nullptr && label != nullptr);
   // Time rows are the bulk of a waveform, so the line is read once as a row; a subparameter
   // line is split at "=" as well, which no row's first item holds.
+  RangeRow plain_row;
+  if (row_scan_plain(line, &plain_row)) {  // a first item that is a number names no subparameter
+    add_time_row(plain_row, waveform, label);
+    return;
+  }
   ValueItem items[kTableRowItems];
   const size_t found = CMN_ScanValues(line, kTableRowItems, items);
   const bool plain = items[0].text.find('=') == std::string_view::npos;
@@ -171,6 +180,11 @@ void waveform_line(std::string_view line, Waveform* waveform, const char* label)
 
 void waveform_row(std::string_view line, Waveform* waveform, const char* label) {
   TARN_ASSERT(waveform != nullptr && label != nullptr);
+  RangeRow plain_row;
+  if (row_scan_plain(line, &plain_row)) {
+    add_time_row(plain_row, waveform, label);
+    return;
+  }
   ValueItem items[kTableRowItems];
   const size_t found = CMN_ScanValues(line, kTableRowItems, items);
   time_row(items, found, waveform, label);

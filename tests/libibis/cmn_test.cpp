@@ -365,6 +365,45 @@ TEST(ScanValues, AgreesWithStrtodTimesTheScale) {
   }
 }
 
+// The one-step reading of a table row takes only lines the general reading passes without a
+// finding, and gives their values bit for bit (the sign of a zero included).
+TEST(ScanPlainValues, TakesOnlyCleanRowsOfFourAndAgreesWithTheGeneralReading) {
+  const struct {
+    const char* line;
+    bool plain;
+  } cases[] = {
+      {"-3.3V       -92.89mA      -74.31mA      -111.5mA", true},
+      {"\t2n\t\t3p 1 2  ", true},
+      {"+.5u 5. 0 -0", true},
+      {"1 2 3", false},
+      {"1 2 3 4 5", false},
+      {"", false},
+      {"0 NA 1 2", false},
+      {"1 2 3 na", false},
+      {"1e5 1 2 3", false},
+      {"1 2 3 4E-2", false},
+      {"1n5 2 3 4", false},
+      {"1 2 3 4pF2", false},
+      {"1.5.3 1 2 3", false},
+      {"5% 1 2 3", false},
+      {"1 2 3 x", false},
+      {"12345678901234567890 1 2 3", false},
+      {"\v7 1 2 3", false},
+  };
+  for (const auto& c : cases) {
+    double values[4] = {};
+    ASSERT_EQ(CMN_ScanPlainValues(c.line, 4, values), c.plain) << c.line;
+    if (!c.plain) continue;
+    ValueItem items[4];
+    ASSERT_EQ(CMN_ScanValues(c.line, 4, items), 4u) << c.line;
+    for (size_t i = 0; i < 4; ++i) {
+      EXPECT_EQ(items[i].result, kNumberValid) << c.line << " #" << i;
+      EXPECT_FALSE(items[i].is_na) << c.line << " #" << i;
+      EXPECT_EQ(std::memcmp(&values[i], &items[i].value, sizeof(double)), 0) << c.line << " #" << i;
+    }
+  }
+}
+
 TEST(FirstItem, EndsAtTheDelimiter) {
   EXPECT_EQ(CMN_FirstItem("  R_fixture= 50", '='), "R_fixture");
   EXPECT_EQ(CMN_FirstItem("= 50", '='), "=");
