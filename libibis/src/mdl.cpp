@@ -684,6 +684,11 @@ void MDL_Init(FileKind) {
 
 void MDL_Line(LineKind kind, Kw code, std::string_view line) {
   IbisModel* m = g_mdl.current;
+  // A table row, the bulk of a model, skips the checks it would pass.
+  if (kind == LineKind::Data && m && g_mdl.keyword && is_model_keyword(code)) {
+    data_line(*m, *g_mdl.keyword, line);
+    return;
+  }
   if (!CMN_SectionTakesLine(kind, is_model_keyword(code), m != nullptr, kWords)) return;
   if (kind == LineKind::Data) {
     if (g_mdl.keyword) data_line(*m, *g_mdl.keyword, line);

@@ -370,6 +370,13 @@ void end_keyword_line(LineKind kind, std::string_view line) {
 void route_line(LineKind kind, std::string_view line) {
   const Kw code = g_prs.current;
   const Section section = PRS_SectionOf(code);
+  // The bulk of a file, a row of a model's table, goes straight on: such a line passes every
+  // check below.
+  if (kind == LineKind::Data && section == Section::Model && code != Kw::MODEL &&
+      !kw_newer(code) && g_prs.kind == FileKind::Ibs && !g_prs_settings.observer) {
+    MDL_Line(kind, code, line);
+    return;
+  }
   if (code == Kw::MODEL) g_prs.submodel_context = false;
   if (code == Kw::SUBMODEL) g_prs.submodel_context = true;
   if (section == Section::Reader && code == Kw::END) {
