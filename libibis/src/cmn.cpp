@@ -116,6 +116,7 @@ const char* take_exponent(const char* p, const char* e, long* exponent) {
   return true;
 }
 
+constexpr long kMaxExactPower = 22;  // the largest power of ten that is an exact double
 constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
                               1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
                               1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
@@ -123,7 +124,6 @@ constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
 // Exact when the significand and the power of ten are both exact doubles: one multiplication
 // or division then rounds correctly, as the full conversion would.
 [[gnu::always_inline]] inline bool convert_short(const NumberSpan& span, double* value) {
-  constexpr long kMaxPower = 22;
   constexpr uint64_t kMaxExact = uint64_t(1) << 53;
   if (span.int_digits + span.frac_digits > kMaxExactDigits) return false;
   if (span.significand == 0) {
@@ -131,7 +131,8 @@ constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
     return true;
   }
   const long power = span.exponent - span.frac_digits;
-  if (span.significand > kMaxExact || power > kMaxPower || power < -kMaxPower) return false;
+  if (span.significand > kMaxExact || power > kMaxExactPower || power < -kMaxExactPower)
+    return false;
   const double m = static_cast<double>(span.significand);
   *value = power >= 0 ? m * kPowers[power] : m / kPowers[-power];
   return true;
@@ -206,10 +207,47 @@ const char* skip_blanks(const char* p, const char* e) {
   return p;
 }
 
-// The common item of a table, such as -92.89mA, in one loop: a sign, at most 19 digits with a
-// point, then nothing or letters without a digit up to the blank. Gives its end, or null for
-// anything else (an exponent, a long mantissa, a digit after the scale), which the general
-// path reads. The value is the one the general path gives, bit for bit.
+// The scale letter that may follow a number at `p` and the letters after it up to the blank:
+// gives their end and the factor, or null when a digit among them makes the value suspicious
+// or the first is no letter (or is e, which the general path reads as unit or exponent).
+[[gnu::always_inline]] inline const char* take_scale(const char* p, const char* e,
+                                                     double* factor) {
+  if (p == e || is_space(*p)) return p;
+  if (*p == 'e' || *p == 'E' || !is_alpha(*p)) return nullptr;
+  *factor = kScaleOf[static_cast<unsigned char>(*p)];
+  for (++p; p < e; ++p) {
+    const uint8_t cls = kCharTable[static_cast<unsigned char>(*p)];
+    if (cls & kCharSpace) break;
+    if (cls & kCharDigit) return nullptr;
+  }
+  return p;
+}
+
+// The rest of a table item whose mantissa is followed by an exponent, from the "e" at `p`; as
+// scan_plain_item, null for what the general path must read. Apart, as generators write one
+// form or the other and the common one stays short.
+[[gnu::noinline]] const char* scan_exponent_item(bool negative, uint64_t m, long frac_digits,
+                                                 const char* p, const char* e,
+                                                 double* value_out) {
+  long exponent = 0;
+  const char* const after = take_exponent(p, e, &exponent);
+  const long power = exponent - frac_digits;
+  // The unit letter e, or a power beyond the exact ones.
+  if (after == p || power > kMaxExactPower || power < -kMaxExactPower) return nullptr;
+  double factor = 1.0;
+  p = take_scale(after, e, &factor);
+  if (!p) return nullptr;
+  const double m_exact = static_cast<double>(m);
+  const double value = power >= 0 ? m_exact * kPowers[power] : m_exact / kPowers[-power];
+  *value_out = (negative ? -value : value) * factor;
+  return p;
+}
+
+// The common item of a table, such as -92.89mA or -4.541E+00, in one loop: a sign, at most 19
+// digits with a point, an exponent that keeps the conversion exact, then nothing or letters
+// without a digit up to the blank. Gives its end, or null for anything else (a long mantissa,
+// a large exponent, a digit after the scale), which the general path reads. The value is the
+// one the general path gives, bit for bit.
 [[gnu::always_inline]] inline const char* scan_plain_item(const char* p, const char* e,
                                                          double* value_out) {
   const bool negative = *p == '-';
@@ -227,16 +265,11 @@ const char* skip_blanks(const char* p, const char* e) {
   const long digits = int_digits + frac_digits;
   if (static_cast<unsigned long>(digits - 1) >= kMaxExactDigits || m > (uint64_t(1) << 53))
     return nullptr;  // no digit, or too many for the exact path
+  if (p < e && (*p == 'e' || *p == 'E'))
+    return scan_exponent_item(negative, m, frac_digits, p, e, value_out);
   double factor = 1.0;
-  if (p < e && !is_space(*p)) {
-    if (*p == 'e' || *p == 'E' || !is_alpha(*p)) return nullptr;
-    factor = kScaleOf[static_cast<unsigned char>(*p)];
-    for (++p; p < e; ++p) {
-      const uint8_t cls = kCharTable[static_cast<unsigned char>(*p)];
-      if (cls & kCharSpace) break;
-      if (cls & kCharDigit) return nullptr;
-    }
-  }
+  p = take_scale(p, e, &factor);
+  if (!p) return nullptr;
   // Exact: both operands are exact doubles, so the one division rounds as a full conversion.
   const double value = static_cast<double>(m) / kPowers[frac_digits];
   *value_out = (negative ? -value : value) * factor;
