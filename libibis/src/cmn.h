@@ -145,8 +145,8 @@ struct ValueItem {
 /// items found, which may exceed `max_items`.
 size_t CMN_ScanValues(std::string_view line, size_t max_items, ValueItem* out);
 /// The bulk of every table in one step: true when the line holds exactly `count` items, each
-/// a number without exponent that reads without a finding, and their values are in `out`.
-/// On false `out` is undefined and the line is read again by CMN_ScanValues.
+/// a number (not "NA") that reads without a finding and converts exactly, and their values
+/// are in `out`. On false `out` is undefined and the line is read again by CMN_ScanValues.
 [[nodiscard]] bool CMN_ScanPlainValues(std::string_view line, size_t count, double* out);
 /// CMN_ParseValueField for an item that CMN_ScanValues has read.
 inline int CMN_ReportValue(const ValueItem& item, const char* label, const char* keyword,
