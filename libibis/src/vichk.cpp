@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <new>
 #include <span>
@@ -34,7 +35,7 @@ constexpr double kClampLimit = 10.0;  // amperes
 constexpr double kTolerancePercent = 2.0;
 constexpr double kToleranceShare = kTolerancePercent / 100.0;
 
-using Curve = std::vector<IPwlEntry>;
+using Curve = std::vector<CurvePoint>;
 
 // One VI table of a model and the reference its voltages are measured from.
 struct TableKind {
@@ -116,16 +117,23 @@ int column_of(const ViTable& table, int corner) {
   return kCornerTyp;
 }
 
-// The points of one column on the pin's voltage, rising. A table measured from its
-// reference is read backwards, so a well-formed table is taken in order; only one whose
-// voltages go back and forth (reported when it was read) is sorted.
-Curve column_curve(const ViTable& table, int column, bool from_reference, double reference) {
+// The points of one column on the pin's voltage, rising, and whether every voltage is a
+// number. A table measured from its reference is read backwards, so a well-formed table is
+// taken in order; only one whose voltages go back and forth (reported when it was read) is
+// sorted.
+Curve column_curve(const ViTable& table, int column, bool from_reference, double reference,
+                   bool* numbers) {
   const CornerField& field = range_field(column);
-  Curve points;
-  points.reserve(table.rows.size());
+  Curve points(table.rows.size());
+  CurvePoint* const first = points.data();
+  CurvePoint* out = first;
+  bool sorted = true;
+  bool nan = false;
   const auto take = [&](const RangeRow& row, double v) {
-    if (row.x_status == ValueStatus::Value && row.*field.status == ValueStatus::Value)
-      points.push_back(IPwlEntry{v, row.*field.value});
+    if (row.x_status != ValueStatus::Value || row.*field.status != ValueStatus::Value) return;
+    sorted = sorted && (out == first || !(v < out[-1].v));
+    nan = nan || std::isnan(v);
+    *out++ = CurvePoint{v, row.*field.value};
   };
   if (from_reference)
     for (const RangeRow* row = table.rows.tail(); row; row = row->prev())
@@ -133,15 +141,18 @@ Curve column_curve(const ViTable& table, int column, bool from_reference, double
   else
     for (const RangeRow* row = table.rows.head(); row; row = row->next())
       take(*row, row->x + reference);
-  const auto by_voltage = [](const IPwlEntry& a, const IPwlEntry& b) { return a.v < b.v; };
-  if (!std::is_sorted(points.begin(), points.end(), by_voltage))
-    std::stable_sort(points.begin(), points.end(), by_voltage);
+  points.resize(static_cast<size_t>(out - first));
+  if (!sorted)
+    std::stable_sort(points.begin(), points.end(),
+                     [](const CurvePoint& a, const CurvePoint& b) { return a.v < b.v; });
+  *numbers = !nan;
   return points;
 }
 
 // The current on segment a-b at v: the segment's ends exactly, else along it (a vertical
 // step gives the side v is on).
-double current_on(const IPwlEntry& a, const IPwlEntry& b, double v) {
+template <class Point>
+double current_on(const Point& a, const Point& b, double v) {
   if (v == a.v) return a.i;
   if (v == b.v) return b.i;
   const double dv = b.v - a.v;
@@ -149,82 +160,45 @@ double current_on(const IPwlEntry& a, const IPwlEntry& b, double v) {
   return a.i + (b.i - a.i) * (v - a.v) / dv;
 }
 
-// VICHK_CurrentAt for voltages that only rise: the segment is found by walking on from the
-// last one instead of searching the whole curve each time.
-class RisingProbe {
- public:
-  explicit RisingProbe(std::span<const IPwlEntry> curve) : curve_(curve) {}
-  double at(double v) {
-    if (curve_.size() == 1) return curve_[0].i;
-    while (end_ + 1 < curve_.size() && curve_[end_].v < v) ++end_;
-    return current_on(curve_[end_ - 1], curve_[end_], v);
-  }
+// VICHK_CurrentAt over the points of any curve.
+template <class Point>
+double current_at(std::span<const Point> curve, double v) {
+  TARN_ASSERT(!curve.empty());
+  if (curve.size() == 1) return curve[0].i;
+  // The segment holding v; before the first point the first, past the last point the last.
+  const auto inner_end = curve.end() - 1;
+  const auto it = std::lower_bound(curve.begin() + 1, inner_end, v,
+                                   [](const Point& e, double x) { return e.v < x; });
+  return current_on(*(it - 1), *it, v);
+}
 
- private:
-  std::span<const IPwlEntry> curve_;
-  size_t end_ = 1;  // the segment's upper point
-};
+// VICHK_CurrentAt for voltages that only rise: `*end`, the upper point of the segment reached,
+// walks on from the last one instead of searching the whole curve each time. The curve holds
+// the point at or above v unless it is whole.
+[[gnu::always_inline]] inline double probe(std::span<const CurvePoint> curve, size_t* end,
+                                           double v) {
+  if (curve.size() == 1) return curve[0].i;
+  while (*end + 1 < curve.size() && curve[*end].v < v) ++*end;
+  return current_on(curve[*end - 1], curve[*end], v);
+}
 
-// Two rising curves added over the voltages of both, merged in one pass. Where every voltage
-// is a number, probing a curve at one of its own points finds that point (the first of a
-// repeated voltage, the one the merge takes), so `numbers_only` skips that probe.
-Curve add_curves(std::span<const IPwlEntry> a, std::span<const IPwlEntry> b,
-                 bool numbers_only = false) {
+// Two rising curves added over the voltages of both, merged in one pass: the whole sum, for
+// curves any start of a lazy sum could misplace.
+Curve add_curves(std::span<const CurvePoint> a, std::span<const CurvePoint> b) {
   Curve sum;
   sum.reserve(a.size() + b.size());
-  RisingProbe on_a(a);
-  RisingProbe on_b(b);
+  size_t end_a = 1;
+  size_t end_b = 1;
   size_t ia = 0;
   size_t ib = 0;
   while (ia < a.size() || ib < b.size()) {
     const bool from_a = ib == b.size() || (ia < a.size() && a[ia].v <= b[ib].v);
-    const IPwlEntry& p = from_a ? a[ia++] : b[ib++];
+    const CurvePoint& p = from_a ? a[ia++] : b[ib++];
     // A voltage both curves hold, or one holds twice, is one point of the sum.
     if (!sum.empty() && sum.back().v == p.v) continue;
-    const double i_a = numbers_only && from_a ? p.i : on_a.at(p.v);
-    const double i_b = numbers_only && !from_a ? p.i : on_b.at(p.v);
-    sum.push_back(IPwlEntry{p.v, i_a + i_b});
+    sum.push_back(CurvePoint{p.v, probe(a, &end_a, p.v) + probe(b, &end_b, p.v)});
   }
   return sum;
-}
-
-// Whether the stretch finds for v the segment the whole curve finds, so that it gives the same
-// current: v lies past its first point unless that is the curve's first, and not past its
-// last unless that is the curve's last.
-bool holds(const CurveStretch& s, double v) {
-  return (s.from_first || s.points.front().v < v) && (s.to_last || v <= s.points.back().v);
-}
-
-// The stretch of a curve (two points or more) about lo..hi, with points to spare on each side:
-// each sum of stretches holds a point less at each end than its parts.
-CurveStretch around(std::span<const IPwlEntry> curve, double lo, double hi) {
-  constexpr size_t kSpare = 3;
-  const auto below = [](const IPwlEntry& e, double v) { return e.v < v; };
-  const auto lo_at = std::lower_bound(curve.begin(), curve.end(), lo, below);
-  const auto hi_at = std::lower_bound(lo_at, curve.end(), hi, below);
-  const size_t first = static_cast<size_t>(lo_at - curve.begin());
-  const size_t last = static_cast<size_t>(hi_at - curve.begin());
-  const size_t begin = first > kSpare ? first - kSpare : 0;
-  const size_t end = std::min(curve.size(), last + kSpare + 1);
-  return CurveStretch{curve.subspan(begin, end - begin), begin == 0, end == curve.size()};
-}
-
-// The sum of two stretches of curves whose voltages are all numbers (into `storage`), kept
-// where both hold: there its points are those of the sum of the whole curves. False when fewer
-// than two points are kept.
-bool add_stretches(const CurveStretch& a, const CurveStretch& b, Curve* storage,
-                   CurveStretch* sum) {
-  *storage = add_curves(a.points, b.points, true);
-  const std::span<const IPwlEntry> all(*storage);
-  const auto kept = [&](const IPwlEntry& e) { return holds(a, e.v) && holds(b, e.v); };
-  size_t begin = 0;
-  while (begin < all.size() && !kept(all[begin])) ++begin;
-  size_t end = begin;
-  while (end < all.size() && kept(all[end])) ++end;
-  if (end - begin < 2) return false;
-  *sum = CurveStretch{all.subspan(begin, end - begin), a.from_first && b.from_first,
-                      a.to_last && b.to_last};
-  return true;
 }
 
 // The curve of one driving state for one corner, and the span of the pin's rails.
@@ -300,6 +274,7 @@ class StateCurves {
     bool own = false;      // it gives the corner a column or a reference of its own
     std::optional<double> reference;
     std::optional<Curve> curve;  // empty when the corner cannot be had from the table
+    bool numbers = true;         // every voltage of the curve is a number
   };
   struct StateSlot {
     bool built = false;
@@ -318,7 +293,8 @@ class StateCurves {
     if (!slot.reference) return slot;
     const int column = column_of(*vi, corner);
     slot.own = column != kCornerTyp || own_corner(kind.reference, model_, corner);
-    Curve points = column_curve(*vi, column, from_supply(model_, kind), *slot.reference);
+    Curve points =
+        column_curve(*vi, column, from_supply(model_, kind), *slot.reference, &slot.numbers);
     // A table of one point (reported when it ended) gives no curve to walk.
     if (points.size() >= 2) slot.curve = std::move(points);
     return slot;
@@ -354,7 +330,7 @@ class StateCurves {
       if (!t.present) continue;
       if (!t.curve) return std::nullopt;  // a table the corner cannot be had from
       own = own || t.own;
-      state.sum.add(*t.curve);
+      state.sum.add(*t.curve, t.numbers);
     }
     if (!own || state.sum.part_count() == 0) return std::nullopt;
     return state;
@@ -368,24 +344,40 @@ class StateCurves {
   std::array<std::optional<std::pair<double, double>>, 3> terminations_{};
 };
 
+double load_conductance(double r_load) { return r_load < kTiny ? kHuge : 1.0 / r_load; }
+
+enum class SegmentAnswer { kCrossing, kParallel, kBeyond };
+
+// Where the load line of conductance `g` to `v_term` meets segment a-b of a walk: a crossing
+// taken (on the segment, before the first or past the last one, or at the segment's start), a
+// segment parallel to it (the walk ends with none), or a crossing beyond (the walk goes on).
+SegmentAnswer segment_crossing(const CurvePoint& a, const CurvePoint& b, bool first, bool last,
+                               double g, double v_term, OperatingPoint* crossing) {
+  const double dv = b.v - a.v;
+  const double slope = dv < kTiny ? kHuge : (b.i - a.i) / dv;
+  if (std::fabs(-g - slope) < kTiny) return SegmentAnswer::kParallel;
+  const double v = (a.i - slope * a.v - g * v_term) / (-g - slope) + 0.0;  // no -0
+  *crossing = OperatingPoint{v, -g * v + g * v_term};
+  const bool before_first = first && v < a.v;
+  if (before_first || (a.v <= v && v <= b.v) || last || std::fabs(v - a.v) <= kSameVoltage)
+    return SegmentAnswer::kCrossing;
+  return SegmentAnswer::kBeyond;
+}
+
 // The crossing with the load line, segment by segment from the first point (see
 // VICHK_OperatingPoint); `curve` is anything with size() and points by index.
 template <class Points>
 std::optional<OperatingPoint> walk(const Points& curve, double r_load, double v_term) {
   if (curve.size() < 2 || curve[1].v < curve[0].v) return std::nullopt;
-  const double g = r_load < kTiny ? kHuge : 1.0 / r_load;
+  const double g = load_conductance(r_load);
   for (size_t k = 0; k + 1 < curve.size(); ++k) {
-    const IPwlEntry& a = curve[k];
-    const IPwlEntry& b = curve[k + 1];
-    const double dv = b.v - a.v;
-    const double slope = dv < kTiny ? kHuge : (b.i - a.i) / dv;
-    if (std::fabs(-g - slope) < kTiny) return std::nullopt;
-    const double v = (a.i - slope * a.v - g * v_term) / (-g - slope) + 0.0;  // no -0
-    const OperatingPoint crossing{v, -g * v + g * v_term};
-    const bool before_first = k == 0 && v < a.v;
-    const bool last = k + 2 == curve.size();
-    if (before_first || (a.v <= v && v <= b.v) || last || std::fabs(v - a.v) <= kSameVoltage)
-      return crossing;
+    OperatingPoint crossing;
+    switch (segment_crossing(curve[k], curve[k + 1], k == 0, k + 2 == curve.size(), g, v_term,
+                             &crossing)) {
+      case SegmentAnswer::kCrossing: return crossing;
+      case SegmentAnswer::kParallel: return std::nullopt;
+      case SegmentAnswer::kBeyond: break;
+    }
   }
   return std::nullopt;
 }
@@ -394,24 +386,24 @@ std::optional<OperatingPoint> walk(const Points& curve, double r_load, double v_
 // seen in place: a walk over it copies nothing.
 class ClippedCurve {
  public:
-  ClippedCurve(std::span<const IPwlEntry> curve, double lo, double hi)
+  ClippedCurve(std::span<const CurvePoint> curve, double lo, double hi)
       : first_{lo, VICHK_CurrentAt(curve, lo)}, last_{hi, VICHK_CurrentAt(curve, hi)} {
-    const auto below = [](const IPwlEntry& e, double v) { return e.v < v; };
+    const auto below = [](const CurvePoint& e, double v) { return e.v < v; };
     const auto begin = std::upper_bound(curve.begin(), curve.end(), lo,
-                                        [](double v, const IPwlEntry& e) { return v < e.v; });
+                                        [](double v, const CurvePoint& e) { return v < e.v; });
     const auto end = std::lower_bound(begin, curve.end(), hi, below);
-    inner_ = std::span<const IPwlEntry>(begin, end);
+    inner_ = std::span<const CurvePoint>(begin, end);
   }
   size_t size() const { return inner_.size() + 2; }
-  const IPwlEntry& operator[](size_t k) const {
+  const CurvePoint& operator[](size_t k) const {
     if (k == 0) return first_;
     return k <= inner_.size() ? inner_[k - 1] : last_;
   }
 
  private:
-  IPwlEntry first_;
-  IPwlEntry last_;
-  std::span<const IPwlEntry> inner_;  // the points strictly between lo and hi
+  CurvePoint first_;
+  CurvePoint last_;
+  std::span<const CurvePoint> inner_;  // the points strictly between lo and hi
 };
 
 // A pin loaded by a resistance to `v_term` settles between its rails and `v_term`. So the
@@ -426,14 +418,13 @@ std::optional<OperatingPoint> find_operating_point(StateCurves& curves, const Si
   const double lo = std::min(state->low_rail, v_term);
   const double hi = std::max(state->high_rail, v_term);
   if (hi - lo < kTiny) return std::nullopt;
-  std::span<const IPwlEntry> points;
+  std::optional<OperatingPoint> op;
   try {
-    points = state->sum.points(lo, hi);
+    op = state->sum.crossing(lo, hi, r_load, v_term);
   } catch (const std::bad_alloc&) {
     CMN_ReportNoMemory();
     return std::nullopt;
   }
-  const auto op = walk(ClippedCurve(points, lo, hi), r_load, v_term);
   if (!op || op->v < lo - kSameVoltage || op->v > hi + kSameVoltage) return std::nullopt;
   return op;
 }
@@ -540,6 +531,42 @@ void ac_endpoints(StateCurves& curves) {
   }
 }
 
+// The current of a corner of a table at `v` in the table's own voltage, as VICHK_CurrentAt reads
+// the corner's points (ipwl_points with no reference). Rows in rising voltage, as nearly all
+// tables are, are read in place; others are sorted into `spare` first. Empty where the corner
+// gives no point.
+std::optional<double> table_current_at(const ViTable& table, int corner, double v,
+                                       std::vector<IPwlEntry>* spare) {
+  if (table.rows.empty() || !row_corner_valid(table.rows.head(), corner)) return std::nullopt;
+  CurvePoint before_last{};
+  CurvePoint last{};
+  std::optional<std::pair<CurvePoint, CurvePoint>> segment;
+  size_t count = 0;
+  bool rising = true;
+  for (const RangeRow* row = table.rows.head(); row; row = row->next()) {
+    const double* i = range_pick(*row, corner);
+    if (row->x_status != ValueStatus::Value || !i) continue;
+    const CurvePoint p{row->x + 0.0, *i};
+    if (std::isnan(p.v) || (count > 0 && p.v < last.v)) {
+      rising = false;
+      break;
+    }
+    // The segment holding v ends at the first point after the first that is not below v.
+    if (!segment && count > 0 && !(p.v < v)) segment = std::pair(last, p);
+    before_last = last;
+    last = p;
+    ++count;
+  }
+  if (rising) {
+    if (count == 0) return std::nullopt;
+    if (count == 1) return last.i;
+    if (!segment) segment = std::pair(before_last, last);
+    return current_on(segment->first, segment->second, v);
+  }
+  if (!ipwl_points(&table, corner, kIPwlAdd, 0.0, spare) || spare->empty()) return std::nullopt;
+  return current_at<IPwlEntry>(*spare, v);
+}
+
 // Vref and the waveforms' fixture voltages, corner by corner, as the checks will ask for them.
 void expect_terminations(StateCurves& curves) {
   const IbisModel& m = curves.model();
@@ -569,27 +596,15 @@ void CurveSum::expect(double lo, double hi) {
   asked_hi_ = hi;
 }
 
-void CurveSum::add(std::span<const IPwlEntry> part) {
+void CurveSum::add(std::span<const CurvePoint> part, bool numbers) {
   TARN_ASSERT(part_count_ < parts_.size() && part.size() >= 2);
   parts_[part_count_++] = part;
-  orderly_ = orderly_ && std::none_of(part.begin(), part.end(),
-                                      [](const IPwlEntry& e) { return std::isnan(e.v); });
-  stretch_.reset();
+  orderly_ = orderly_ && numbers;
+  started_ = false;
   whole_sum_.clear();
 }
 
-std::span<const IPwlEntry> CurveSum::points(double lo, double hi) {
-  if (part_count_ == 1) return parts_[0];
-  if (stretch_ && holds(*stretch_, lo) && holds(*stretch_, hi)) return stretch_->points;
-  if (orderly_ && whole_sum_.empty()) {
-    expect(lo, hi);
-    stretch_ = sum_around(asked_lo_, asked_hi_);
-    if (stretch_ && holds(*stretch_, lo) && holds(*stretch_, hi)) return stretch_->points;
-  }
-  return whole();
-}
-
-std::span<const IPwlEntry> CurveSum::whole() {
+std::span<const CurvePoint> CurveSum::whole() {
   if (part_count_ == 1) return parts_[0];
   if (whole_sum_.empty() && part_count_ > 1) {
     whole_sum_ = add_curves(parts_[0], parts_[1]);
@@ -598,30 +613,159 @@ std::span<const IPwlEntry> CurveSum::whole() {
   return whole_sum_;
 }
 
-std::optional<CurveStretch> CurveSum::sum_around(double lo, double hi) {
-  CurveStretch sum = around(parts_[0], lo, hi);
-  for (size_t k = 1; k < part_count_; ++k) {
-    Curve storage;
-    if (!add_stretches(sum, around(parts_[k], lo, hi), &storage, &sum)) return std::nullopt;
-    stretch_sum_ = std::move(storage);  // the buffer, and so `sum`'s points, stay put
+// Each curve is taken from its last voltage below `lo` (two voltages at least), so every level
+// holds the whole sum's points from a voltage below `lo` on: a level is made of all points of
+// the level below and of its curve above both their starts, each current read on the segment
+// the whole would read it on.
+void CurveSum::start_levels(double lo) {
+  const auto below_v = [](const CurvePoint& e, double v) { return e.v < v; };
+  for (size_t k = 0; k < part_count_; ++k) {
+    const std::span<const CurvePoint> part = parts_[k];
+    const auto first_at = std::lower_bound(part.begin(), part.end(), lo, below_v);
+    const auto first = static_cast<size_t>(first_at - part.begin());
+    // A repeated voltage reads as its first point: a start is never one of the later.
+    const auto run_start = [&](size_t at) {
+      while (at > 0 && part[at - 1].v == part[at].v) --at;
+      return at;
+    };
+    size_t start = first == 0 ? 0 : run_start(first - 1);
+    // Two voltages at least from the start on, so that the sum's last segment is made too.
+    if (start > 0 && part[start].v == part.back().v) start = run_start(start - 1);
+    starts_[k] = start;
   }
-  return sum;
+  for (size_t k = 1; k < part_count_; ++k) {
+    Level& l = levels_[k];
+    const std::span<const CurvePoint> part = parts_[k];
+    l = Level{};
+    l.points.reserve(below(k).size() + part.size() - starts_[k]);
+    double from = -std::numeric_limits<double>::infinity();
+    bool from_start = starts_[k] == 0;
+    if (starts_[k] > 0) from = part[starts_[k]].v;
+    if (k == 1) {
+      from_start = from_start && starts_[0] == 0;
+      if (starts_[0] > 0) from = std::max(from, parts_[0][starts_[0]].v);
+    } else if (!levels_[k - 1].from_start) {
+      from_start = false;
+      from = more(k - 1) ? std::max(from, levels_[k - 1].points.front().v)
+                         : std::numeric_limits<double>::infinity();
+    }
+    l.from_start = from_start;
+    l.valid_from = from;
+  }
+  started_ = true;
 }
 
-std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const IPwlEntry> curve, double r_load,
+// The points of the level below `level` made so far (at the bottom, the first curve's).
+std::span<const CurvePoint> CurveSum::below(size_t level) const {
+  if (level == 1) return parts_[0].subspan(starts_[0]);
+  return levels_[level - 1].points;
+}
+
+// Makes a few more points of a level (a walk pays one call for several); false when it has
+// all. A point's own curve gives its current as it is: probing a curve at one of its points
+// finds that point (the first of a repeated voltage, the one the merge takes).
+bool CurveSum::more(size_t level) {
+  constexpr size_t kBatch = 8;
+  Level& l = levels_[level];
+  if (l.done) return false;
+  const std::span<const CurvePoint> b = parts_[level].subspan(starts_[level]);
+  size_t next_a = l.next_a;
+  size_t next_b = l.next_b;
+  size_t probe_a = l.probe_a;
+  size_t probe_b = l.probe_b;
+  bool merged = l.merged;
+  double last_v = l.last_v;
+  const double valid_from = l.valid_from;
+  std::span<const CurvePoint> a = below(level);
+  size_t made = 0;
+  while (made < kBatch) {
+    // A current read from the level below needs the point above it made, or that level whole.
+    if (next_a + 1 >= a.size() && level > 1 && more(level - 1)) {
+      a = below(level);
+      continue;
+    }
+    const bool a_left = next_a < a.size();
+    const bool b_left = next_b < b.size();
+    if (!a_left && !b_left) {
+      l.done = true;
+      break;
+    }
+    const bool from_a = !b_left || (a_left && a[next_a].v <= b[next_b].v);
+    const CurvePoint& p = from_a ? a[next_a++] : b[next_b++];
+    // A voltage both hold, or one holds twice, is one point of the sum.
+    if (merged && last_v == p.v) continue;
+    merged = true;
+    last_v = p.v;
+    if (p.v < valid_from) continue;
+    const double i_a = from_a ? p.i : probe(a, &probe_a, p.v);
+    const double i_b = from_a ? probe(b, &probe_b, p.v) : p.i;
+    l.points.push_back(CurvePoint{p.v, i_a + i_b});
+    ++made;
+  }
+  l.next_a = next_a;
+  l.next_b = next_b;
+  l.probe_a = probe_a;
+  l.probe_b = probe_b;
+  l.merged = merged;
+  l.last_v = last_v;
+  return made > 0;
+}
+
+// Whether the level's points reach v (or it has them all): a current at v can then be read.
+bool CurveSum::reaches(size_t level, double v) {
+  const std::vector<CurvePoint>& points = levels_[level].points;
+  while (points.size() < 2 || points.back().v < v)
+    if (!more(level)) return !points.empty();
+  return true;
+}
+
+std::optional<OperatingPoint> CurveSum::crossing(double lo, double hi, double r_load,
+                                                 double v_term) {
+  if (part_count_ == 1 || !orderly_ || !(lo < hi))
+    return walk(ClippedCurve(whole(), lo, hi), r_load, v_term);
+  if (!started_) {
+    expect(lo, hi);
+    start_levels(asked_lo_);
+  }
+  const size_t top = part_count_ - 1;
+  Level& t = levels_[top];
+  if (!reaches(top, lo) || (!t.from_start && !(t.points.front().v < lo)))
+    return walk(ClippedCurve(whole(), lo, hi), r_load, v_term);
+  // The clipped sum: lo, the points strictly between, hi; walked as they are made.
+  size_t probe_at = 1;
+  CurvePoint a{lo, probe(t.points, &probe_at, lo)};
+  auto next = static_cast<size_t>(
+      std::upper_bound(t.points.begin(), t.points.end(), lo,
+                       [](double v, const CurvePoint& e) { return v < e.v; }) -
+      t.points.begin());
+  const double g = load_conductance(r_load);
+  for (bool first = true;; first = false) {
+    if (next == t.points.size()) (void)more(top);
+    const bool last = next == t.points.size() || !(t.points[next].v < hi);
+    CurvePoint b{};
+    if (last) {
+      (void)reaches(top, hi);
+      b = CurvePoint{hi, probe(t.points, &probe_at, hi)};
+    } else {
+      b = t.points[next++];
+    }
+    OperatingPoint crossing;
+    switch (segment_crossing(a, b, first, last, g, v_term, &crossing)) {
+      case SegmentAnswer::kCrossing: return crossing;
+      case SegmentAnswer::kParallel: return std::nullopt;
+      case SegmentAnswer::kBeyond: break;
+    }
+    if (last) return std::nullopt;
+    a = b;
+  }
+}
+
+std::optional<OperatingPoint> VICHK_OperatingPoint(std::span<const CurvePoint> curve, double r_load,
                                                    double v_term) {
   return walk(curve, r_load, v_term);
 }
 
-double VICHK_CurrentAt(std::span<const IPwlEntry> curve, double v) {
-  TARN_ASSERT(!curve.empty());
-  if (curve.size() == 1) return curve[0].i;
-  // The segment holding v; before the first point the first, past the last point the last.
-  const auto inner_end = curve.end() - 1;
-  const auto it = std::lower_bound(curve.begin() + 1, inner_end, v,
-                                   [](const IPwlEntry& e, double x) { return e.v < x; });
-  return current_on(*(it - 1), *it, v);
-}
+double VICHK_CurrentAt(std::span<const CurvePoint> curve, double v) { return current_at(curve, v); }
 
 void VICHK_DriveThrough(const IbisModel* model) {
   TARN_ASSERT(model != nullptr);
@@ -643,17 +787,16 @@ int VICHK_ClampCurrents(const IbisModel* model) {
     int (*get)(const IbisModel*, const ViTable**);
   } clamps[] = {{"GND_Clamp", mdl_get_gnd_clamp}, {"POWER_Clamp", mdl_get_power_clamp}};
   int quiet = 1;
-  std::vector<IPwlEntry> points;  // one buffer for every corner of both clamps
+  std::vector<IPwlEntry> spare;  // for a table out of order, every corner of both clamps
   for (const auto& clamp : clamps) {
     const ViTable* table = nullptr;
     if (!clamp.get(model, &table)) continue;
     for (const CornerWord& c : kCornerWords) {
       // Both clamps are probed in their own table's voltage: 1.5 V past the rail.
-      if (!ipwl_points(table, c.corner, kIPwlAdd, 0.0, &points) || points.empty()) continue;
-      const double i = VICHK_CurrentAt(points, kClampProbe);
-      if (!(std::fabs(i) > kClampLimit)) continue;
+      const std::optional<double> i = table_current_at(*table, c.corner, kClampProbe, &spare);
+      if (!i || !(std::fabs(*i) > kClampLimit)) continue;
       RPT_Warning("Model '%s': Extreme currents present in %s %s VI Curve (%gA @ %gV)",
-                  name.c_str(), clamp.word, c.word, i, kClampProbe);
+                  name.c_str(), clamp.word, c.word, *i, kClampProbe);
       quiet = 0;
     }
   }
