@@ -120,8 +120,8 @@ struct IbisModel {
   std::optional<double> plot_reference;  // set by the plot output
   // The end-of-file checks of the curves and of plausibility run when the model ends, while its
   // tables are at hand; their findings wait here for the end of the file.
-  std::vector<RptHeld> curve_findings;
-  std::vector<RptHeld> plausibility_findings;
+  RptHeldList curve_findings;
+  RptHeldList plausibility_findings;
 };
 
 /// Forgets the section's current model at the start of a reading.

@@ -25,7 +25,7 @@ struct ReporterState {
   std::string shown_name;
   uint32_t name_mode = 0;
   RptCollector collector;
-  std::vector<RptHeld>* held = nullptr;
+  RptHeldList* held = nullptr;
 };
 
 ReporterState g_rpt;
@@ -322,7 +322,7 @@ void report(RptSeverity sev, bool at_line, const char* fmt, va_list args) {
   const uint32_t line = at_line && g_line_source ? g_line_source() : 0;
   if (g_rpt.held) {
     try {
-      g_rpt.held->push_back({sev, at_line, line, message});
+      g_rpt.held->add(sev, at_line, line, message);
       return;
     } catch (const std::bad_alloc&) {
       // Reported at once rather than lost.
@@ -420,11 +420,31 @@ void RPT_PrintSummary() {
   std::fprintf(out, "Compile %s\n\n", RPT_Passed() ? "Passed" : "Failed");
 }
 
-RptHoldScope::RptHoldScope(std::vector<RptHeld>* into) : outer_(g_rpt.held) { g_rpt.held = into; }
+void RptHeldList::add(RptSeverity severity, bool at_line, uint32_t line,
+                      std::string_view message) {
+  // Room for a few findings at once, rather than growing a step at a time from one.
+  constexpr size_t kFirstRoom = 4;
+  if (entries_.empty()) {
+    entries_.reserve(kFirstRoom);
+    texts_.reserve(kFirstRoom * (message.size() + 1));
+  }
+  const size_t text = texts_.size();
+  try {
+    texts_.append(message);
+    texts_.push_back('\0');
+    entries_.push_back(Entry{severity, at_line, line, text});
+  } catch (const std::bad_alloc&) {
+    texts_.resize(text);
+    throw;
+  }
+}
+
+RptHoldScope::RptHoldScope(RptHeldList* into) : outer_(g_rpt.held) { g_rpt.held = into; }
 RptHoldScope::~RptHoldScope() { g_rpt.held = outer_; }
 
-void RPT_Replay(const std::vector<RptHeld>& held) {
-  for (const RptHeld& h : held) emit(h.severity, h.at_line, h.line, h.message.c_str());
+void RPT_Replay(const RptHeldList& held) {
+  for (const RptHeldList::Entry& e : held.entries_)
+    emit(e.severity, e.at_line, e.line, held.texts_.c_str() + e.text);
 }
 
 void RPT_AssertFailed(const char* file, int line) {

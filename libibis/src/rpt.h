@@ -74,27 +74,40 @@ void RPT_WarningAtLine(const char* fmt, ...) TARN_PRINTF(1, 2);
 
 void RPT_PrintSummary();
 
-/// A finding kept back to be reported later, as it was worded when it was found.
-struct RptHeld {
-  RptSeverity severity;
-  bool at_line;
-  uint32_t line;
-  std::string message;
+/// Findings kept back to be reported later, each as it was worded when it was found. Their texts
+/// share one buffer: a file of many models holds many findings.
+class RptHeldList {
+ public:
+  /// May throw std::bad_alloc.
+  void add(RptSeverity severity, bool at_line, uint32_t line, std::string_view message);
+  size_t size() const { return entries_.size(); }
+  bool empty() const { return entries_.empty(); }
+
+ private:
+  friend void RPT_Replay(const RptHeldList& held);
+  struct Entry {
+    RptSeverity severity;
+    bool at_line;
+    uint32_t line;
+    size_t text;  // where its message starts in `texts_`, ended by a NUL
+  };
+  std::vector<Entry> entries_;
+  std::string texts_;
 };
 /// For its span, findings are kept in `into` instead of being reported or counted, so checks
 /// can run while their data is at hand and report in the order the report wants.
 class RptHoldScope {
  public:
-  explicit RptHoldScope(std::vector<RptHeld>* into);
+  explicit RptHoldScope(RptHeldList* into);
   ~RptHoldScope();
   RptHoldScope(const RptHoldScope&) = delete;
   RptHoldScope& operator=(const RptHoldScope&) = delete;
 
  private:
-  std::vector<RptHeld>* outer_;
+  RptHeldList* outer_;
 };
 /// Reports held findings now, in the order they were found.
-void RPT_Replay(const std::vector<RptHeld>& held);
+void RPT_Replay(const RptHeldList& held);
 
 /// An internal fault that a correct file cannot cause: prints the assertion line and stops.
 [[noreturn]] void RPT_AssertFailed(const char* file, int line);

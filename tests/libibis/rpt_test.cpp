@@ -53,8 +53,8 @@ TEST_F(Reporter, EveryFormatWithAndWithoutLine) {
 // Held findings are neither shown nor counted until replayed; replayed, each reads as it would
 // have when found (its line number included), after whatever was reported meanwhile.
 TEST_F(Reporter, HeldFindingsReportLaterAsFound) {
-  std::vector<RptHeld> outer;
-  std::vector<RptHeld> inner;
+  RptHeldList outer;
+  RptHeldList inner;
   {
     RptHoldScope hold(&outer);
     RPT_WarningAtLine("Held at line %d.", 7);
