@@ -45,7 +45,11 @@ class Reported : public ::testing::Test {
     RPT_SetFileName(name);
     taken_ = out_.text().size();
   }
-  void TearDown() override { RPT_SetStream(nullptr); }
+  // The reporter is process-wide: a test that changed the name mode must not change the next.
+  void TearDown() override {
+    RPT_SetStream(nullptr);
+    RPT_SetFileNameMode(0);
+  }
   /// What was reported since the last call.
   std::string report() {
     const std::string all = out_.text();
