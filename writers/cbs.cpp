@@ -1,6 +1,8 @@
 #include "writers/cbs.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -202,13 +204,16 @@ int row_corner_value(const RangeRow* row, int corner, double* out) {
   return range_get_typ(row, out);
 }
 
-// The x values of a model's tables, each formatted once for all the corner copies written.
+// The x values of a model's tables, each formatted once for all the corner copies written; the
+// tables mostly share their sweep, so an x equal to that of the same row of the table formatted
+// before takes its text.
 class XTexts {
  public:
   // One row's x, empty for a row without one; copied whole, whatever its length.
   struct Text {
     std::array<char, kNumberRoom> text;
     size_t size = 0;
+    uint64_t bits = 0;  // of the x, once formatted
   };
   static constexpr size_t kCopied = 16;
   static_assert(kGeneralLongest <= kCopied);
@@ -218,19 +223,27 @@ class XTexts {
     if (added) {
       std::vector<Text>& column = it->second;
       column.resize(rows.size());
-      Text* text = column.data();
-      for (const RangeRow* row = rows.head(); row; row = row->next(), ++text) {
+      const size_t shared = last_ ? std::min(last_->size(), column.size()) : 0;
+      size_t i = 0;
+      for (const RangeRow* row = rows.head(); row; row = row->next(), ++i) {
         double x = 0.0;
-        if (row_get_x(row, &x))
-          text->size =
-              static_cast<size_t>(WRT_PutGeneral(text->text.data(), x) - text->text.data());
+        if (!row_get_x(row, &x)) continue;
+        Text& text = column[i];
+        text.bits = std::bit_cast<uint64_t>(x);
+        if (i < shared && (*last_)[i].size != 0 && (*last_)[i].bits == text.bits) {
+          text = (*last_)[i];
+          continue;
+        }
+        text.size = static_cast<size_t>(WRT_PutGeneral(text.text.data(), x) - text.text.data());
       }
+      last_ = &column;
     }
     return it->second;
   }
 
  private:
-  std::unordered_map<const RowList*, std::vector<Text>> columns_;
+  std::unordered_map<const RowList*, std::vector<Text>> columns_;  // nodes: `last_` stays put
+  const std::vector<Text>* last_ = nullptr;
 };
 
 // One corner's copy of a model. A dry run writes nothing and only notes whether the corner has an

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdarg>
+#include <cstdint>
+#include <cstring>
 #include <initializer_list>
 #include <memory>
 #include <span>
@@ -109,6 +112,34 @@ constexpr TableForm kDiffPinForm = {
 using Cells = std::array<std::string, 3>;  // typ, min, max
 
 // The listing goes to the file a block of lines at a time, each line formatted once.
+// The x texts of the table written last: the tables of a listing mostly share their sweep, so
+// a row whose x is that of the same row there copies its text instead of formatting it again.
+class XColumn {
+ public:
+  // The text of `x` for row `row` at `out` (kNumberRoom free bytes); returns its end.
+  char* put(size_t row, double x, char* out) {
+    if (row >= cells_.size()) cells_.resize(row + 1);
+    Cell& cell = cells_[row];
+    const auto bits = std::bit_cast<uint64_t>(x);
+    if (cell.size == 0 || cell.bits != bits) {
+      cell.bits = bits;
+      cell.size = format_number(x, cell.text.data());
+    }
+    std::memcpy(out, cell.text.data(), kCopied);
+    return out + cell.size;
+  }
+
+ private:
+  static constexpr size_t kCopied = 16;  // more than the longest text, "-1.23456e-308"
+  static_assert(kGeneralLongest < kCopied);
+  struct Cell {
+    uint64_t bits = 0;
+    size_t size = 0;  // 0 until formatted: no text is empty
+    std::array<char, kNumberRoom> text;
+  };
+  std::vector<Cell> cells_;
+};
+
 class DocText {
  public:
   explicit DocText(SafeFile* file) : sink_(file) {}
@@ -124,6 +155,7 @@ class DocText {
   // Room for a line of `size` characters that the caller lays out, then its end.
   char* room(size_t size) { return sink_.room(size); }
   void commit(const char* end) { sink_.commit(end); }
+  XColumn& x_column() { return x_column_; }
   // "name typ min max": the name in its field, then the three value columns.
   void range_row(std::string_view label, int width, const Cells& cells) {
     pad_to(label, static_cast<size_t>(width));  // the first column follows without a blank
@@ -153,6 +185,7 @@ class DocText {
   }
 
   BlockSink sink_;  // whole lines not yet written
+  XColumn x_column_;
 };
 
 void DocText::put(const char* fmt, ...) {
@@ -226,15 +259,20 @@ void write_table_rows(DocText& out, const char* title, const RowList& rows) {
   constexpr size_t kStarts[] = {0, kTableLabelWidth, kTableLabelWidth + kColumnWidth + 1,
                                 kTableLabelWidth + 2 * (kColumnWidth + 1)};
   constexpr size_t kLength = kStarts[3] + kColumnWidth + 1;  // with the line feed
-  for (const RangeRow* row = rows.head(); row; row = row->next()) {
+  XColumn& x_column = out.x_column();
+  size_t index = 0;
+  for (const RangeRow* row = rows.head(); row; row = row->next(), ++index) {
     char* const line = out.room(kStarts[3] + 2 * kNumberRoom);
+    // The entries read in place rather than through an accessor call each.
+    const ValueStatus status[] = {row->x_status, row->typ_status, row->min_status, row->max_status};
+    const double values[] = {row->x, row->typ, row->min, row->max};
     for (size_t i = 0; i < std::size(kStarts); ++i) {
       char* start = line + kStarts[i];
-      double value = 0.0;
-      const int has_value = i == 0 ? row_get_x(row, &value) : kCorners[i - 1](row, &value);
       // Left to right, blanks after each text: a number may write past its end into the next
       // column, never beyond its own room.
-      char* end = has_value ? start + format_number(value, start) : std::copy_n("NA", 2, start);
+      char* end = status[i] != ValueStatus::Value ? std::copy_n("NA", 2, start)
+                  : i == 0                        ? x_column.put(index, values[i], start)
+                                                  : start + format_number(values[i], start);
       TARN_ASSERT(static_cast<size_t>(end - start) <= kColumnWidth);
       std::fill_n(end, kColumnWidth + 1, ' ');
     }
