@@ -253,10 +253,51 @@ BENCHMARK(BM_Check)->Arg(4)->Apply(sizes);
 BENCHMARK(BM_Compile)->Apply(sizes);
 BENCHMARK(BM_Doc)->Apply(sizes);
 
+// A real vendor file of 0.4 to 5 MB: check at most 0.6x the floor of the same file. Files of a
+// later version are read with their newer keywords skipped, as `tarn check --accept-newer`
+// does, rather than timed as a refusal.
+void BM_VendorCheck(benchmark::State& state, const std::string& path) {
+  std::vector<double> times;
+  tarn::IBIS_SetAcceptNewer(1);
+  {
+    tarn::bench::QuietStdout quiet;
+    for (auto _ : state) {
+      const double s = seconds_of([&] { check_once(path); });
+      state.SetIterationTime(s);
+      times.push_back(s);
+    }
+  }
+  tarn::IBIS_SetAcceptNewer(0);
+  const double x = median(times) / floor_median(path);
+  state.counters["x_floor"] = x;
+  label_targets(state, {{"x_floor<=0.6", x <= 0.6}});
+}
+
+// Vendor files are not shipped with the sources: TARN_BENCH_VENDOR_DIR names a folder of them,
+// and each .ibs there of vendor size gets its row.
+void register_vendor_files() {
+  const char* dir = std::getenv("TARN_BENCH_VENDOR_DIR");
+  if (!dir || !*dir || !fs::is_directory(dir)) return;
+  std::vector<fs::path> files;
+  for (const auto& entry : fs::directory_iterator(dir)) {
+    const auto size = entry.is_regular_file() ? entry.file_size() : 0;
+    if (entry.path().extension() == ".ibs" && size >= 400000 && size <= 5000000)
+      files.push_back(entry.path());
+  }
+  std::sort(files.begin(), files.end());
+  for (const fs::path& f : files)
+    benchmark::RegisterBenchmark(("BM_VendorCheck/" + f.filename().string()).c_str(),
+                                 BM_VendorCheck, f.string())
+        ->Unit(benchmark::kMillisecond)
+        ->UseManualTime()
+        ->Iterations(9);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   if (argc > 2 && std::string(argv[1]) == "--peak-of") return print_peak(argv + 2);
+  register_vendor_files();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();
