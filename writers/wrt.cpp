@@ -215,26 +215,16 @@ char* WRT_PutGeneral(char* out, double value) {
 }
 
 void WRT_AppendFixed(std::string* out, double value) {
-  const double magnitude = std::fabs(value);
-  // Below this a millionth is the unit of an integer a double holds exactly.
-  constexpr double kFixedLimit = 9007199254.740992;  // 2^53 / 1e6
-  if (!(magnitude < kFixedLimit)) {
-    char buffer[400];  // the longest "%f" of a finite double
-    const auto result =
-        std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, kSixDigits);
-    out->append(buffer, result.ptr);
+  char text[kNumberRoom];
+  size_t length = 0;
+  if (RPT_FixedText(value, kSixDigits, text, &length)) {
+    out->append(text, length);
     return;
   }
-  constexpr uint64_t kMillion = 1000000;
-  const uint64_t millionths = rounded_scaled(magnitude, 1e6, false);
-  char text[kNumberRoom];
-  char* p = text;
-  *p = '-';
-  p += std::signbit(value) ? 1 : 0;
-  p = std::to_chars(p, text + sizeof text, millionths / kMillion).ptr;
-  *p++ = '.';
-  p = WRT_PutEight(p, six_text(static_cast<uint32_t>(millionths % kMillion)), kSixDigits);
-  out->append(text, p);
+  char buffer[400];  // the longest "%f" of a finite double
+  const auto result =
+      std::to_chars(buffer, buffer + sizeof buffer, value, std::chars_format::fixed, kSixDigits);
+  out->append(buffer, result.ptr);
 }
 
 void WRT_AppendGeneral(std::string* out, double value) {

@@ -1,6 +1,7 @@
 #include "libibis/src/rngp.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <new>
 
@@ -8,6 +9,23 @@
 #include "libibis/src/rpt.h"
 
 namespace tarn {
+namespace {
+
+// Clears `row` and gives it its four entries in line order: x, typ, min, max.
+void set_row(RangeRow* row, const double* values,
+             const std::array<ValueStatus, kTableRowItems>& statuses) {
+  *row = RangeRow{};
+  row->x = values[0];
+  row->x_status = statuses[0];
+  row->typ = values[1];
+  row->typ_status = statuses[1];
+  row->min = values[2];
+  row->min_status = statuses[2];
+  row->max = values[3];
+  row->max_status = statuses[3];
+}
+
+}  // namespace
 
 int row_create_empty(std::unique_ptr<RangeRow>* out) {
   TARN_ASSERT(out != nullptr);
@@ -22,15 +40,11 @@ int row_create_empty(std::unique_ptr<RangeRow>* out) {
 int row_create(std::unique_ptr<RangeRow>* out, double x, double typ, double min, double max,
                bool has_max, bool has_min) {
   if (!row_create_empty(out)) return 0;
-  RangeRow& row = **out;
-  row.x = x;
-  row.x_status = ValueStatus::Value;
-  row.typ = typ;
-  row.typ_status = ValueStatus::Value;
-  row.min = has_min ? min : 0.0;
-  row.min_status = has_min ? ValueStatus::Value : ValueStatus::NA;
-  row.max = has_max ? max : 0.0;
-  row.max_status = has_max ? ValueStatus::Value : ValueStatus::NA;
+  const double values[] = {x, typ, has_min ? min : 0.0, has_max ? max : 0.0};
+  constexpr ValueStatus kNumber = ValueStatus::Value;
+  set_row(out->get(), values,
+          {kNumber, kNumber, has_min ? kNumber : ValueStatus::NA,
+           has_max ? kNumber : ValueStatus::NA});
   return 1;
 }
 
@@ -51,15 +65,8 @@ bool row_scan_plain(std::string_view line, RangeRow* row) {
   TARN_ASSERT(row != nullptr);
   double values[kTableRowItems];
   if (!CMN_ScanPlainValues(line, kTableRowItems, values)) return false;
-  *row = RangeRow{};
-  row->x = values[0];
-  row->x_status = ValueStatus::Value;
-  row->typ = values[1];
-  row->typ_status = ValueStatus::Value;
-  row->min = values[2];
-  row->min_status = ValueStatus::Value;
-  row->max = values[3];
-  row->max_status = ValueStatus::Value;
+  constexpr ValueStatus kNumber = ValueStatus::Value;
+  set_row(row, values, {kNumber, kNumber, kNumber, kNumber});
   return true;
 }
 
@@ -72,17 +79,13 @@ int row_from_items(const ValueItem* items, size_t found, const char* x_label, Ra
   };
   if (found == kTableRowItems && plain(items[0]) && plain(items[1]) && plain(items[2]) &&
       plain(items[3])) {
-    const auto status = [](const ValueItem& item) {
-      return item.is_na ? ValueStatus::NA : ValueStatus::Value;
-    };
-    row->x = items[0].value;
-    row->x_status = status(items[0]);
-    row->typ = items[1].value;
-    row->typ_status = status(items[1]);
-    row->min = items[2].value;
-    row->min_status = status(items[2]);
-    row->max = items[3].value;
-    row->max_status = status(items[3]);
+    double values[kTableRowItems];
+    std::array<ValueStatus, kTableRowItems> statuses;
+    for (size_t i = 0; i < kTableRowItems; ++i) {
+      values[i] = items[i].value;
+      statuses[i] = items[i].is_na ? ValueStatus::NA : ValueStatus::Value;
+    }
+    set_row(row, values, statuses);
     return 1;
   }
   range_report_item_count(found, 1, x_label);

@@ -456,4 +456,9 @@ void RPT_AssertFailed(const char* file, int line) {
 
 void RPT_SetLineSource(RptLineSource source) { g_line_source = source; }
 
+bool RPT_FixedText(double value, int precision, char* out, size_t* length) {
+  TARN_ASSERT(precision >= 0 && precision <= 9 && out != nullptr && length != nullptr);
+  return std::isfinite(value) && fixed_digits(value, precision, out, length);
+}
+
 }  // namespace tarn

@@ -109,6 +109,11 @@ class RptHoldScope {
 /// Reports held findings now, in the order they were found.
 void RPT_Replay(const RptHeldList& held);
 
+/// printf's "%.Nf" of `value` for a precision of 0 to 9, exactly, in at most 32 bytes at `out`
+/// with its length in `*length`; false (nothing written) for a value too large for this path,
+/// or not finite, which the caller converts otherwise. Findings and written files share it.
+[[nodiscard]] bool RPT_FixedText(double value, int precision, char* out, size_t* length);
+
 /// An internal fault that a correct file cannot cause: prints the assertion line and stops.
 [[noreturn]] void RPT_AssertFailed(const char* file, int line);
 

@@ -94,6 +94,15 @@ void time_row(const ValueItem* items, size_t found, Waveform* w, const char* lab
   add_time_row(parsed, w, label);
 }
 
+// A line of four plain numbers, the bulk of a waveform, stored as a time row; false for any
+// other line, which the caller reads item by item.
+bool plain_time_row(std::string_view line, Waveform* w, const char* label) {
+  RangeRow row;
+  if (!row_scan_plain(line, &row)) return false;
+  add_time_row(row, w, label);
+  return true;
+}
+
 // A line that is no subparameter is a time row when it starts with a number (or "NA").
 bool starts_with_number(std::string_view first) {
   double value = 0.0;
@@ -152,16 +161,12 @@ int waveform_open(std::string_view line, WaveformList* list, const char* label) 
 void waveform_line(std::string_view line, Waveform* waveform, const char* label) {
   TARN_ASSERT(waveform != nullptr && label != nullptr);
   // Time rows are the bulk of a waveform, so the line is read once as a row; a subparameter
-  // line is split at "=" as well, which no row's first item holds.
-  RangeRow plain_row;
-  if (row_scan_plain(line, &plain_row)) {  // a first item that is a number names no subparameter
-    add_time_row(plain_row, waveform, label);
-    return;
-  }
+  // line is split at "=" as well, which no row's first item holds. No subparameter's name
+  // reads as a number, so a line that starts with one is a row.
+  if (plain_time_row(line, waveform, label)) return;
   ValueItem items[kTableRowItems];
   const size_t found = CMN_ScanValues(line, kTableRowItems, items);
   const bool plain = items[0].text.find('=') == std::string_view::npos;
-  // No subparameter's name reads as a number, so a line that starts with one is a row.
   if (plain && !items[0].text.empty() && items[0].result != kNumberInvalid) {
     time_row(items, found, waveform, label);
     return;
@@ -170,8 +175,7 @@ void waveform_line(std::string_view line, Waveform* waveform, const char* label)
   if (const FixtureParam* p = find_fixture_param(first)) {
     ItemList& fixture = g_wvfrm.items;
     if (CMN_SplitLine(line, kLineItems, '=', &fixture)) fixture_line(*p, fixture, waveform, label);
-  } else if (plain ? !first.empty() && items[0].result != kNumberInvalid
-                   : starts_with_number(first)) {
+  } else if (!plain && starts_with_number(first)) {
     time_row(items, found, waveform, label);
   } else {
     RPT_ErrorAtLine("Unknown Line Among %s Data", label);
@@ -180,11 +184,7 @@ void waveform_line(std::string_view line, Waveform* waveform, const char* label)
 
 void waveform_row(std::string_view line, Waveform* waveform, const char* label) {
   TARN_ASSERT(waveform != nullptr && label != nullptr);
-  RangeRow plain_row;
-  if (row_scan_plain(line, &plain_row)) {
-    add_time_row(plain_row, waveform, label);
-    return;
-  }
+  if (plain_time_row(line, waveform, label)) return;
   ValueItem items[kTableRowItems];
   const size_t found = CMN_ScanValues(line, kTableRowItems, items);
   time_row(items, found, waveform, label);
