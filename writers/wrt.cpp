@@ -55,7 +55,8 @@ const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component
 
 void WRT_ReportUnopened(const char* path) { RPT_Error("Unable to open file \"%s\"", path); }
 
-bool WRT_CheckSource(const char* source, std::FILE* report, const PassedDocumentUse& write) {
+bool WRT_CheckSource(const char* source, std::FILE* report, const PassedDocumentUse& write,
+                     ModelObserver* observer) {
   if (!source || !*source) return false;
   // The reporter counts nothing without a stream, and the count decides whether to write.
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> discard(nullptr, std::fclose);
@@ -64,7 +65,7 @@ bool WRT_CheckSource(const char* source, std::FILE* report, const PassedDocument
     if (!discard) return false;
     report = discard.get();
   }
-  return SRC_CheckOne(source, report, write);
+  return SRC_CheckOne(source, report, write, observer);
 }
 
 void WRT_ReportUnwritten(const char* path, int error) {

@@ -38,8 +38,10 @@ const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component
 /// the document to `write` before the summary line, so that the writer's errors count in it.
 /// A null report shows nothing but the findings are still counted: they decide the writing.
 /// false when the source did not pass or no report could be set up.
+/// An `observer` is told of each model as the reading goes (see ModelObserver).
 [[nodiscard]] bool WRT_CheckSource(const char* source, std::FILE* report,
-                                   const PassedDocumentUse& write);
+                                   const PassedDocumentUse& write,
+                                   ModelObserver* observer = nullptr);
 
 /// Reports an output file that could not be opened, after the writer's own message.
 void WRT_ReportUnopened(const char* path);

@@ -130,7 +130,8 @@ int IBIS_ReadNested(const char* source, FileKind kind, IbisDocument** document_o
   return finish(read);
 }
 
-ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWanted wanted) {
+ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWanted wanted,
+                      ModelObserver* observer) {
   ReadOutcome outcome;
   const char* source = input.name;
   if (!source || !*source) return outcome;
@@ -152,8 +153,11 @@ ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWante
     return outcome;
   }
   doc->release_model_tables = wanted == DocumentWanted::None;
+  doc->model_observer = observer;
   PRS_SetVersion(version);
   outcome.read = PRS_ReadSource(input, kind) == 1;
+  if (observer) observer->ReadingEnded();
+  doc->model_observer = nullptr;
   if (outcome.read) IBIS_EndOfFileChecks(kind, false);
   IBIS_DetachDocument(doc.get());
   const bool keep = wanted == DocumentWanted::Any ||

@@ -20,6 +20,18 @@
 
 namespace tarn {
 
+/// Told of each model of a top-level reading as soon as the model's own checks have run, while
+/// its tables are still hot in the cache; a writer that streams its output takes them from here.
+/// Once told of a model, the observer owns its tables: the reader neither packs nor frees them.
+/// `ReadingEnded` comes once, after the last model and before the end-of-file checks, and from
+/// its return on the observer leaves every model alone.
+class ModelObserver {
+ public:
+  virtual ~ModelObserver() = default;
+  virtual void ModelEnded(IbisModel& model) = 0;
+  virtual void ReadingEnded() = 0;
+};
+
 /// Records are kept in file order; walks that the design calls "newest first" go backwards.
 struct IbisDocument {
   IbisDocument* previous = nullptr;  // the document that was current before this one
@@ -32,6 +44,7 @@ struct IbisDocument {
   std::vector<std::unique_ptr<ModelSelector>> selectors;
   // Set when the document is only checked: a model's tables go once its checks have run.
   bool release_model_tables = false;
+  ModelObserver* model_observer = nullptr;  // set for the reading only
 
   ~IbisDocument();
 };
@@ -75,7 +88,8 @@ struct ReadOutcome {
 };
 /// The top-level reading of one source onto `report` (no report when null; the findings are
 /// counted all the same), without the process-wide hold that the public entries take.
-ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWanted wanted);
+ReadOutcome ibis_read(const SourceInput& input, std::FILE* report, DocumentWanted wanted,
+                      ModelObserver* observer = nullptr);
 /// The public result of a reading, handing the document over when asked for.
 int ibis_read_result(const ReadOutcome& outcome, IbisDocument** document_out);
 /// What a reader entry asks for: a document that holds a component when it has a slot for one.

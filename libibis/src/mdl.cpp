@@ -517,6 +517,10 @@ void hold_end_of_file_checks(IbisModel& m) {
     PLAUS_Model(&m);
   }
   const IbisDocument* doc = IBIS_Current();
+  if (doc && doc->model_observer) {
+    doc->model_observer->ModelEnded(m);
+    return;
+  }
   if (!doc || !doc->release_model_tables) {
     for (const auto* table : {&m.pulldown, &m.pullup, &m.gnd_clamp, &m.power_clamp})
       if (*table) (*table)->rows.shrink_to_fit();

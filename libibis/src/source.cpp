@@ -42,12 +42,13 @@ bool check_all(const char* const* files, int count, std::FILE* report, std::FILE
 
 }  // namespace
 
-bool SRC_CheckOne(const char* name, std::FILE* report, const PassedDocumentUse& use) {
-  return SRC_Check({name, {}}, report, use, false).passed;
+bool SRC_CheckOne(const char* name, std::FILE* report, const PassedDocumentUse& use,
+                  ModelObserver* observer) {
+  return SRC_Check({name, {}}, report, use, false, observer).passed;
 }
 
 CheckOutcome SRC_Check(const SourceInput& input, std::FILE* report, const PassedDocumentUse& use,
-                       bool keep_document) {
+                       bool keep_document, ModelObserver* observer) {
   CheckOutcome result;
   const char* name = input.name;
   RptCountingScope counting;
@@ -65,7 +66,7 @@ CheckOutcome SRC_Check(const SourceInput& input, std::FILE* report, const Passed
   const DocumentWanted wanted = keep_document ? DocumentWanted::Any
                                 : use         ? DocumentWanted::WithComponent
                                               : DocumentWanted::None;
-  const ReadOutcome outcome = ibis_read(input, report, wanted);
+  const ReadOutcome outcome = ibis_read(input, report, wanted, observer);
   std::unique_ptr<IbisDocument> document(outcome.document);
   // The reading leaves the reporter silent and may have named a nested file.
   RPT_SetStream(report);
