@@ -20,4 +20,8 @@ ApiGuard::ApiGuard() : lock_(api_mutex()), previous_(uselocale(c_locale())) {}
 
 ApiGuard::~ApiGuard() { uselocale(previous_); }
 
+CLocaleScope::CLocaleScope() : previous_(uselocale(c_locale())) {}
+
+CLocaleScope::~CLocaleScope() { uselocale(previous_); }
+
 }  // namespace tarn

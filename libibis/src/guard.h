@@ -8,6 +8,18 @@
 
 namespace tarn {
 
+/// The "C" locale for the calling thread while in scope: for a thread the library starts itself.
+class CLocaleScope {
+ public:
+  CLocaleScope();
+  ~CLocaleScope();
+  CLocaleScope(const CLocaleScope&) = delete;
+  CLocaleScope& operator=(const CLocaleScope&) = delete;
+
+ private:
+  locale_t previous_;
+};
+
 class ApiGuard {
  public:
   ApiGuard();
