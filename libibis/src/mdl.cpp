@@ -528,12 +528,7 @@ void hold_end_of_file_checks(IbisModel& m) {
       for (const auto& wave : *list) wave->rows.shrink_to_fit();
     return;
   }
-  m.pulldown.reset();
-  m.pullup.reset();
-  m.gnd_clamp.reset();
-  m.power_clamp.reset();
-  WaveformList().swap(m.rising_waveforms);
-  WaveformList().swap(m.falling_waveforms);
+  mdl_release_tables(&m);
 }
 
 void end_current_model() {
@@ -669,6 +664,15 @@ void model_end(const IbisModel* model) {
   check_ramp(m, name);
   check_series_extras(m, name, type);
   check_series_blocks(m, name);
+}
+
+void mdl_release_tables(IbisModel* m) {
+  m->pulldown.reset();
+  m->pullup.reset();
+  m->gnd_clamp.reset();
+  m->power_clamp.reset();
+  WaveformList().swap(m->rising_waveforms);
+  WaveformList().swap(m->falling_waveforms);
 }
 
 const IbisModel* find_model(const IbisDocument* document, std::string_view name) {

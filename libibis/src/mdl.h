@@ -141,6 +141,8 @@ std::string_view submodel_mode_text(SubmodelMode mode);
 
 /// The checks of a model whose section has closed.
 void model_end(const IbisModel* model);
+/// Frees the model's VI tables and waveforms, once nothing needs their rows any more.
+void mdl_release_tables(IbisModel* m);
 /// The model of exactly this name, the one defined last when there are several; null if none.
 const IbisModel* find_model(const IbisDocument* document, std::string_view name);
 
