@@ -10,6 +10,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -644,11 +645,16 @@ UsedNames write_head(DocText& out, const IbisDocument* document, const FileHeade
 // Models in the order of the file, each once however many pins use it; a name defined twice
 // means the definition the pins resolve to.
 std::vector<const IbisModel*> listed_models(const IbisDocument* document, const UsedNames& used) {
+  std::unordered_map<std::string_view, const IbisModel*> last;  // as find_model resolves a name
+  for (const std::unique_ptr<IbisModel>& model : document->models) {
+    std::string_view name;
+    if (mdl_get_name(model.get(), &name) && used.count(name) != 0) last[name] = model.get();
+  }
   std::vector<const IbisModel*> listed;
   for (const std::unique_ptr<IbisModel>& model : document->models) {
     std::string_view name;
-    if (!mdl_get_name(model.get(), &name) || used.count(name) == 0) continue;
-    if (find_model(document, name) == model.get()) listed.push_back(model.get());
+    if (mdl_get_name(model.get(), &name) && used.count(name) != 0 && last[name] == model.get())
+      listed.push_back(model.get());
   }
   return listed;
 }
@@ -680,9 +686,10 @@ bool committed(const char* path, SafeFile& file) {
 
 // -- the listing written while the source is read ------------------------------------------
 
-// How many models may wait for the worker: enough to keep it busy, few enough that their tables
-// stay a small part of the memory.
-constexpr size_t kPendingModels = 4;
+// Models go to the worker a few at a time, which spares a wake-up each; few enough, with the
+// batches that may wait, that the tables held stay a small part of the memory.
+constexpr size_t kBatchModels = 4;
+constexpr size_t kPendingBatches = 4;
 
 // The head of the listing of `document` as it stands, with the names of the models it goes on
 // to list.
@@ -696,17 +703,18 @@ std::string head_text(const IbisDocument* document, const FileHeader* header,
 }
 
 // Each model's listing is written as soon as the model has been read and checked, by a worker
-// beside the reading, into the target's replacement; its tables are freed then. The head goes
-// first, as the document stands at the first model. At the end the listing needs only "[End]"
-// when the head and the models listed are those written; otherwise (the component, a selector
-// or a package model after the models, models the component does not use, a name defined
-// twice) it is put together again in its own order, from the final head and the models' texts
-// read back.
+// beside the reading, into the target's replacement; the worker then hands the model's tables
+// back to the reading thread, which frees them where they were allocated (and where their memory
+// is used again). The head goes first, as the document stands at the first model. At the end
+// the listing needs only "[End]" when the head and the models listed are those written;
+// otherwise (the component, a selector or a package model after the models, models the
+// component does not use) it is put together again in its own order, from the final head and
+// the models' texts read back.
 class DocStream final : public ModelObserver {
  public:
   DocStream(const char* path, const char* component) : path_(path), component_(component) {}
   void ModelEnded(IbisModel& model) override;
-  void ReadingEnded() override { worker_.Drain(); }
+  void ReadingEnded() override;
   // Completes the listing of a document that passed; reports as DOC_WriteComponent does.
   bool Finish(const IbisDocument& document);
 
@@ -716,7 +724,8 @@ class DocStream final : public ModelObserver {
     uint64_t end;
   };
   void Start(const IbisDocument* document);
-  void StreamModel(IbisModel& model);
+  void PostBatch();
+  void StreamModels(const std::vector<IbisModel*>& models);
   bool Rebuild(const std::string& head, const std::vector<const IbisModel*>& listed);
   bool CopyStreamed(const Streamed& streamed, DocText& out);
 
@@ -726,9 +735,12 @@ class DocStream final : public ModelObserver {
   std::optional<SafeFile> file_;  // opened at the first model
   std::optional<DocText> text_;   // set while the file is usable
   std::string head_;              // as written first; empty when the component was not there yet
+  std::vector<IbisModel*> batch_;  // models not yet handed to the worker
   std::vector<const IbisModel*> order_;  // the models written, in their order
   std::unordered_map<const IbisModel*, Streamed> streamed_;
-  OrderedWorker worker_{kPendingModels};  // last, so that it is drained first
+  std::mutex spent_mutex_;
+  std::vector<ModelTables> spent_;  // tables written out, for the reading thread to free
+  OrderedWorker worker_{kPendingBatches};  // last, so that it is drained first
 };
 
 void DocStream::Start(const IbisDocument* document) {
@@ -753,15 +765,36 @@ void DocStream::Start(const IbisDocument* document) {
 void DocStream::ModelEnded(IbisModel& model) {
   if (!started_) Start(IBIS_Current());
   if (!text_) return;
-  worker_.Post([this, &model] { StreamModel(model); });
+  batch_.push_back(&model);
+  if (batch_.size() == kBatchModels) PostBatch();
 }
 
-void DocStream::StreamModel(IbisModel& model) {
-  const uint64_t begin = text_->size();
-  write_listed_model(*text_, &model);
-  order_.push_back(&model);
-  streamed_[&model] = {begin, text_->size()};
-  mdl_release_tables(&model);
+void DocStream::ReadingEnded() {
+  if (!batch_.empty()) PostBatch();
+  worker_.Drain();
+  spent_.clear();
+}
+
+void DocStream::PostBatch() {
+  std::vector<ModelTables> spent;
+  {
+    std::lock_guard<std::mutex> lock(spent_mutex_);
+    spent.swap(spent_);
+  }
+  worker_.Post([this, models = std::move(batch_)] { StreamModels(models); });
+  batch_.clear();
+}
+
+void DocStream::StreamModels(const std::vector<IbisModel*>& models) {
+  for (IbisModel* model : models) {
+    const uint64_t begin = text_->size();
+    write_listed_model(*text_, model);
+    order_.push_back(model);
+    streamed_[model] = {begin, text_->size()};
+    ModelTables tables = mdl_take_tables(model);
+    std::lock_guard<std::mutex> lock(spent_mutex_);
+    spent_.push_back(std::move(tables));
+  }
 }
 
 bool DocStream::Finish(const IbisDocument& document) {
