@@ -837,7 +837,8 @@ bool DocStream::Rebuild(const std::string& head, const std::vector<const IbisMod
 
 bool DocStream::CopyStreamed(const Streamed& streamed, DocText& out) {
   for (uint64_t at = streamed.begin; at < streamed.end;) {
-    const size_t step = static_cast<size_t>(std::min<uint64_t>(BlockSink::kBlock, streamed.end - at));
+    const auto step =
+        static_cast<size_t>(std::min<uint64_t>(BlockSink::kBlock, streamed.end - at));
     char* room = out.room(step);
     if (!file_->ReadBack(at, step, room)) return false;
     out.commit(room + step);

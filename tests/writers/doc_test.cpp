@@ -36,6 +36,27 @@ constexpr const char* kSourceModel =
     "[Model] in\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1.5p NA NA\n"
     "[Voltage Range] 3.3 3 3.6\n";
 
+constexpr const char* kPackageModel = R"([Define Package Model] pm
+[Manufacturer] Acme
+[OEM] Acme
+[Description] One pin of the package
+[Number Of Pins] 1
+[Pin Numbers]
+1
+[Model Data]
+[Resistance Matrix] Full_matrix
+[Row] 1
+100m
+[Inductance Matrix] Full_matrix
+[Row] 1
+2n
+[Capacitance Matrix] Full_matrix
+[Row] 1
+1p
+[End Model Data]
+[End Package Model]
+)";
+
 std::string joined(std::initializer_list<const char*> pieces) {
   std::string text;
   for (const char* piece : pieces) text += piece;
@@ -134,27 +155,7 @@ C_comp 3p NA NA
 [Diff Pin] inv_pin vdiff tdelay_typ tdelay_min tdelay_max
 1 2 200m 1n NA 1.5n
 )",
-               kSourceModel, R"([Define Package Model] pm
-[Manufacturer] Acme
-[OEM] Acme
-[Description] One pin of the package
-[Number Of Pins] 1
-[Pin Numbers]
-1
-[Model Data]
-[Resistance Matrix] Full_matrix
-[Row] 1
-100m
-[Inductance Matrix] Full_matrix
-[Row] 1
-2n
-[Capacitance Matrix] Full_matrix
-[Row] 1
-1p
-[End Model Data]
-[End Package Model]
-[End]
-)"}),
+               kSourceModel, kPackageModel, "[End]\n"}),
        "doc_pin_mapping_5_columns.txt"},
       {"a model with every block, and a terminator with its resistors",
        joined({kSourceHead, kSourcePart, R"([Pin] signal_name model_name
@@ -361,7 +362,8 @@ TEST(DocWriter, ReportsAFileItCannotOpenOrComplete) {
 TEST(DocWriter, StreamedListingEqualsTheKeptDocumentsOne) {
   const std::string in_model = joined({kSourceModel, "[Pulldown]\n-1 -1m NA NA\n1 1m NA NA\n"});
   std::string many_models = joined({kSourceHead, kSourcePart, "[Pin] signal_name model_name\n"});
-  for (int i = 0; i < 12; ++i) many_models += std::to_string(i + 1) + " S m" + std::to_string(i) + "\n";
+  for (int i = 0; i < 12; ++i)
+    many_models += std::to_string(i + 1) + " S m" + std::to_string(i) + "\n";
   for (int i = 0; i < 12; ++i)
     many_models += "[Model] m" + std::to_string(i) +
                    "\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n"
@@ -373,6 +375,9 @@ TEST(DocWriter, StreamedListingEqualsTheKeptDocumentsOne) {
   const std::string selector_last = joined(
       {kSourceHead, kSourcePart, "[Pin] signal_name model_name\n1 INP sel\n2 VCC POWER\n",
        in_model.c_str(), "[Model Selector] sel\nin Standard input\n[End]\n"});
+  const std::string package_model_last = joined({kSourceHead, kSourcePart, "[Package Model] pm\n",
+                                                 kSourcePins, in_model.c_str(), kPackageModel,
+                                                 "[End]\n"});
   const std::string two_and_spare =
       std::string(kTwoComponents).substr(0, std::strlen(kTwoComponents) - 6) +
       "[Model] spare\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n"
@@ -400,6 +405,7 @@ TEST(DocWriter, StreamedListingEqualsTheKeptDocumentsOne) {
       {"the first of two components", kTwoComponents, "Alpha", "doc.txt", nullptr, ""},
       {"the component after the models", component_last, "Part", "doc.txt", nullptr, ""},
       {"a selector after the models", selector_last, nullptr, "doc.txt", nullptr, ""},
+      {"a package model after the models", package_model_last, nullptr, "doc.txt", nullptr, ""},
       {"a check that fails: a model defined twice", defined_twice, nullptr, "doc.txt", nullptr,
        "ERROR t.ibs (line   24) - Model Name Previously Defined (\"in\")\n"},
       {"an output that cannot be opened", many_models, nullptr, "missing/doc.txt", nullptr,
