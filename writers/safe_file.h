@@ -46,7 +46,7 @@ class SafeFile {
   int error() const { return error_; }
   /// Reads back `size` bytes written from `offset` into `out`; false (noting why) when they
   /// cannot be read whole.
-  bool ReadBack(uint64_t offset, size_t size, char* out);
+  [[nodiscard]] bool ReadBack(uint64_t offset, size_t size, char* out);
   /// Gives up the temporary file's name at once, so that another replacement of the same target
   /// can start; what was written stays readable, but the file can no longer be committed.
   void Abandon();
