@@ -14,7 +14,7 @@ namespace {
 std::atomic<SafeFileHook> g_hook{nullptr};
 
 // How much a large file gathers before the system is asked to start writing it out.
-constexpr size_t kWritebackStep = size_t{8} << 20;
+constexpr size_t kWritebackStep = size_t{2} << 20;
 
 std::string directory_of(const std::string& path) {
   const size_t sep = path.find_last_of('/');
