@@ -10,9 +10,12 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -37,6 +40,7 @@
 #include "libibis/src/wvfrm.h"
 #include "tarn/documentation.h"
 #include "writers/safe_file.h"
+#include "writers/worker.h"
 #include "writers/wrt.h"
 
 namespace tarn {
@@ -143,6 +147,10 @@ class XColumn {
 class DocText {
  public:
   explicit DocText(SafeFile* file) : sink_(file) {}
+  explicit DocText(std::string* text) : sink_(text) {}
+  // The characters of the listing so far.
+  uint64_t size() const { return sink_.size(); }
+  void append(std::string_view text) { sink_.append(text); }
   // Hands the lines not yet written to the file; a failed write fails the commit.
   void flush() { sink_.flush(); }
   // One line, formatted; the line feed is added.
@@ -591,25 +599,9 @@ void write_selectors(DocText& out, const IbisDocument* document,
   }
 }
 
-// Models in the order of the file, each once however many pins use it; a name defined twice
-// means the definition the pins resolve to.
-void write_models(DocText& out, const IbisDocument* document, const PinList* pins,
-                  const std::vector<std::unique_ptr<IbisModel>>& models) {
-  std::unordered_set<std::string_view> used;
-  for (const Pin& pin : pins->pins) {
-    std::string_view model;
-    if (PIN_GetModel(&pin, &model)) used.insert(model);
-  }
-  write_selectors(out, document, &used);
-  for (const std::unique_ptr<IbisModel>& model : models) {
-    std::string_view name;
-    if (!mdl_get_name(model.get(), &name) || used.count(name) == 0) continue;
-    if (find_model(document, name) == model.get()) write_model(out, model.get(), name);
-  }
-}
+using UsedNames = std::unordered_set<std::string_view>;
 
-void write_component(DocText& out, const IbisDocument* document, const Component* component,
-                     std::string_view name, const std::vector<std::unique_ptr<IbisModel>>& models) {
+void write_component(DocText& out, const Component* component, std::string_view name) {
   out.banner();
   out.put("[Component]     %s", text_of(name).c_str());
   std::string_view manufacturer;
@@ -617,14 +609,60 @@ void write_component(DocText& out, const IbisDocument* document, const Component
     out.put("[Manufacturer]  %s", text_of(manufacturer).c_str());
   const Package* package = nullptr;
   if (CMPNT_GetPackage(component, &package)) write_package(out, package);
+}
+
+// The listing up to its models: the header, the package-model note, the component block and
+// the selectors its pins name. Gives the names of the models listed next: none when the
+// component has no pins.
+UsedNames write_head(DocText& out, const IbisDocument* document, const FileHeader* header,
+                     const Component* component) {
+  std::string_view name;
+  (void)CMPNT_GetName(component, &name);
+  write_header(out, header, name);
+  const std::vector<std::unique_ptr<PackageModel>>* package_models = nullptr;
+  if (IBIS_GetList(document->package_models, &package_models)) {
+    // Package models are never listed; the note says so.
+    out.put("| Information: Package Models are not yet supported");
+    out.put("|              and have not been copied to this file");
+  }
+  write_component(out, component, name);
+  UsedNames used;
   const PinList* pins = nullptr;
-  if (!CMPNT_GetPins(component, &pins)) return;
+  if (!CMPNT_GetPins(component, &pins)) return used;
   write_pins(out, pins);
   const PinMapping* mapping = nullptr;
   if (CMPNT_GetPinMapping(component, &mapping)) write_pin_mapping(out, mapping);
   const DiffPinList* diff_pins = nullptr;
   if (CMPNT_GetDiffPins(component, &diff_pins)) write_diff_pins(out, diff_pins);
-  write_models(out, document, pins, models);
+  for (const Pin& pin : pins->pins) {
+    std::string_view model;
+    if (PIN_GetModel(&pin, &model)) used.insert(model);
+  }
+  write_selectors(out, document, &used);
+  return used;
+}
+
+// Models in the order of the file, each once however many pins use it; a name defined twice
+// means the definition the pins resolve to.
+std::vector<const IbisModel*> listed_models(const IbisDocument* document, const UsedNames& used) {
+  std::unordered_map<std::string_view, const IbisModel*> last;  // as find_model resolves a name
+  for (const std::unique_ptr<IbisModel>& model : document->models) {
+    std::string_view name;
+    if (mdl_get_name(model.get(), &name) && used.count(name) != 0) last[name] = model.get();
+  }
+  std::vector<const IbisModel*> listed;
+  for (const std::unique_ptr<IbisModel>& model : document->models) {
+    std::string_view name;
+    if (mdl_get_name(model.get(), &name) && used.count(name) != 0 && last[name] == model.get())
+      listed.push_back(model.get());
+  }
+  return listed;
+}
+
+void write_listed_model(DocText& out, const IbisModel* model) {
+  std::string_view name;
+  (void)mdl_get_name(model, &name);
+  write_model(out, model, name);
 }
 
 // Replaced whole, so a failure leaves the earlier listing rather than half of a new one.
@@ -636,11 +674,177 @@ bool opened(const char* path, const SafeFile& file) {
 }
 
 // A short write shows as a failed commit: the listing is not complete either way.
-bool committed(const char* path, SafeFile& file) {
-  if (file.Commit()) return true;
+bool unwritten(const char* path, int error) {
   RPT_Error("Unable to close documentation file.");
-  WRT_ReportUnwritten(path, file.error());
+  WRT_ReportUnwritten(path, error);
   return false;
+}
+
+bool committed(const char* path, SafeFile& file) {
+  return file.Commit() || unwritten(path, file.error());
+}
+
+// -- the listing written while the source is read ------------------------------------------
+
+// Models go to the worker a few at a time, which spares a wake-up each; few enough, with the
+// batches that may wait, that the tables held stay a small part of the memory.
+constexpr size_t kBatchModels = 4;
+constexpr size_t kPendingBatches = 4;
+
+// The head of the listing of `document` as it stands, with the names of the models it goes on
+// to list.
+std::string head_text(const IbisDocument* document, const FileHeader* header,
+                      const Component* component, UsedNames* used) {
+  std::string text;
+  DocText out(&text);
+  *used = write_head(out, document, header, component);
+  out.flush();
+  return text;
+}
+
+// Each model's listing is written as soon as the model has been read and checked, by a worker
+// beside the reading, into the target's replacement; the worker then hands the model's tables
+// back to the reading thread, which frees them where they were allocated (and where their memory
+// is used again). The head goes first, as the document stands at the first model. At the end
+// the listing needs only "[End]" when the head and the models listed are those written;
+// otherwise (the component, a selector or a package model after the models, models the
+// component does not use) it is put together again in its own order, from the final head and
+// the models' texts read back.
+class DocStream final : public ModelObserver {
+ public:
+  DocStream(const char* path, const char* component) : path_(path), component_(component) {}
+  void ModelEnded(IbisModel& model) override;
+  void ReadingEnded() override;
+  // Completes the listing of a document that passed; reports as DOC_WriteComponent does.
+  bool Finish(const IbisDocument& document);
+
+ private:
+  struct Streamed {
+    uint64_t begin;
+    uint64_t end;
+  };
+  void Start(const IbisDocument* document);
+  void PostBatch();
+  void StreamModels(const std::vector<IbisModel*>& models);
+  bool Rebuild(const std::string& head, const std::vector<const IbisModel*>& listed);
+  bool CopyStreamed(const Streamed& streamed, DocText& out);
+
+  const char* path_;
+  const char* component_;
+  bool started_ = false;
+  std::optional<SafeFile> file_;  // opened at the first model
+  std::optional<DocText> text_;   // set while the file is usable
+  std::string head_;              // as written first; empty when the component was not there yet
+  std::vector<IbisModel*> batch_;  // models not yet handed to the worker
+  std::vector<const IbisModel*> order_;  // the models written, in their order
+  std::unordered_map<const IbisModel*, Streamed> streamed_;
+  std::mutex spent_mutex_;
+  std::vector<ModelTables> spent_;  // tables written out, for the reading thread to free
+  OrderedWorker worker_{kPendingBatches};  // last, so that it is drained first
+};
+
+void DocStream::Start(const IbisDocument* document) {
+  started_ = true;
+  file_.emplace(path_);
+  // A file that cannot be made leaves the models their tables: the listing is then written
+  // from the document at the end, which reports why it cannot be.
+  if (!file_->stream()) {
+    file_.reset();
+    return;
+  }
+  text_.emplace(&*file_);
+  const FileHeader* header = nullptr;
+  if (!document || !IBIS_GetHeader(document, &header)) return;
+  const Component* component = WRT_FindComponent(document->components, component_);
+  if (!component) return;
+  UsedNames used;
+  head_ = head_text(document, header, component, &used);
+  text_->append(head_);
+}
+
+void DocStream::ModelEnded(IbisModel& model) {
+  if (!started_) Start(IBIS_Current());
+  if (!text_) return;
+  batch_.push_back(&model);
+  if (batch_.size() == kBatchModels) PostBatch();
+}
+
+void DocStream::ReadingEnded() {
+  if (!batch_.empty()) PostBatch();
+  worker_.Drain();
+  spent_.clear();
+}
+
+void DocStream::PostBatch() {
+  std::vector<ModelTables> spent;
+  {
+    std::lock_guard<std::mutex> lock(spent_mutex_);
+    spent.swap(spent_);
+  }
+  worker_.Post([this, models = std::move(batch_)] { StreamModels(models); });
+  batch_.clear();
+}
+
+void DocStream::StreamModels(const std::vector<IbisModel*>& models) {
+  for (IbisModel* model : models) {
+    const uint64_t begin = text_->size();
+    write_listed_model(*text_, model);
+    order_.push_back(model);
+    streamed_[model] = {begin, text_->size()};
+    ModelTables tables = mdl_take_tables(model);
+    std::lock_guard<std::mutex> lock(spent_mutex_);
+    spent_.push_back(std::move(tables));
+  }
+}
+
+bool DocStream::Finish(const IbisDocument& document) {
+  if (!text_) return DOC_WriteComponent(&document, path_, component_);
+  WriterSource source;
+  if (!WRT_GetSource(&document, &source)) return false;
+  const Component* chosen = WRT_ChooseComponent(*source.components, component_);
+  if (!chosen) return false;
+  UsedNames used;
+  const std::string head = head_text(&document, source.header, chosen, &used);
+  const std::vector<const IbisModel*> listed = listed_models(&document, used);
+  if (head != head_ || listed != order_) return Rebuild(head, listed);
+  text_->put("[End]");
+  text_->flush();
+  return committed(path_, *file_);
+}
+
+bool DocStream::Rebuild(const std::string& head, const std::vector<const IbisModel*>& listed) {
+  text_->flush();
+  const int stream_error = file_->error();
+  file_->Abandon();  // its name is the target's replacement's
+  SafeFile file(path_);
+  if (!opened(path_, file)) return false;
+  // The texts written so far cannot be trusted after a failed write; that write's error stands
+  // for the listing's.
+  if (stream_error != 0) return unwritten(path_, stream_error);
+  DocText out(&file);
+  out.append(head);
+  for (const IbisModel* model : listed) {
+    const auto streamed = streamed_.find(model);
+    if (streamed == streamed_.end())
+      write_listed_model(out, model);  // never told of: its tables are still there
+    else if (!CopyStreamed(streamed->second, out))
+      return unwritten(path_, file_->error());
+  }
+  out.put("[End]");
+  out.flush();
+  return committed(path_, file);
+}
+
+bool DocStream::CopyStreamed(const Streamed& streamed, DocText& out) {
+  for (uint64_t at = streamed.begin; at < streamed.end;) {
+    const auto step =
+        static_cast<size_t>(std::min<uint64_t>(BlockSink::kBlock, streamed.end - at));
+    char* room = out.room(step);
+    if (!file_->ReadBack(at, step, room)) return false;
+    out.commit(room + step);
+    at += step;
+  }
+  return true;
 }
 
 }  // namespace
@@ -654,25 +858,15 @@ bool DOC_WriteComponent(const IbisDocument* document, const char* path, const ch
   ApiGuard guard;
   WriterSource source;
   if (!WRT_GetSource(document, &source)) return false;
-  const FileHeader* header = source.header;
-  const std::vector<std::unique_ptr<IbisModel>>& models = *source.models;
   const Component* chosen = WRT_ChooseComponent(*source.components, component);
   if (!chosen) return false;
   if (!path) return true;
 
-  std::string_view name;
-  (void)CMPNT_GetName(chosen, &name);
   SafeFile file(path);
   if (!opened(path, file)) return false;
   DocText out(&file);
-  write_header(out, header, name);
-  const std::vector<std::unique_ptr<PackageModel>>* package_models = nullptr;
-  if (IBIS_GetList(document->package_models, &package_models)) {
-    // Package models are never listed; the note says so.
-    out.put("| Information: Package Models are not yet supported");
-    out.put("|              and have not been copied to this file");
-  }
-  write_component(out, document, chosen, name, models);
+  const UsedNames used = write_head(out, document, source.header, chosen);
+  for (const IbisModel* model : listed_models(document, used)) write_listed_model(out, model);
   out.put("[End]");
   out.flush();
   return committed(path, file);
@@ -692,9 +886,16 @@ int IBIS_DocumentSourceToStream(const char* source, const char* component, const
                                 std::FILE* report) {
   ApiGuard guard;
   bool written = false;
-  (void)WRT_CheckSource(source, report, [&](const IbisDocument& document) {
-    written = DOC_WriteComponent(&document, output, component);
-  });
+  if (!output) {
+    (void)WRT_CheckSource(source, report, [&](const IbisDocument& document) {
+      written = DOC_WriteComponent(&document, output, component);
+    });
+    return written ? 1 : 0;
+  }
+  DocStream stream(output, component);
+  (void)WRT_CheckSource(
+      source, report,
+      [&](const IbisDocument& document) { written = stream.Finish(document); }, &stream);
   return written ? 1 : 0;
 }
 

@@ -14,7 +14,7 @@ namespace {
 std::atomic<SafeFileHook> g_hook{nullptr};
 
 // How much a large file gathers before the system is asked to start writing it out.
-constexpr size_t kWritebackStep = size_t{8} << 20;
+constexpr size_t kWritebackStep = size_t{2} << 20;
 
 std::string directory_of(const std::string& path) {
   const size_t sep = path.find_last_of('/');
@@ -39,7 +39,7 @@ SafeFile::SafeFile(std::string target) : target_(std::move(target)) {
   // Beside the target, so the rename stays within one file system; named after the process so
   // that two processes sharing a folder never write into each other's file.
   temp_ = target_ + "." + std::to_string(static_cast<long>(::getpid())) + ".tmp";
-  const int fd = ::open(temp_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  const int fd = ::open(temp_.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
   if (fd < 0) {
     error_ = errno;
     return;
@@ -60,7 +60,24 @@ SafeFile::SafeFile(std::string target) : target_(std::move(target)) {
 
 SafeFile::~SafeFile() {
   if (stream_) std::fclose(stream_);
-  if (!committed_) (void)::unlink(temp_.c_str());
+  if (!committed_ && named_) (void)::unlink(temp_.c_str());
+}
+
+bool SafeFile::ReadBack(uint64_t offset, size_t size, char* out) {
+  if (!stream_ || std::fflush(stream_) != 0) return Fail(errno);
+  while (size > 0) {
+    const ssize_t got = ::pread(::fileno(stream_), out, size, static_cast<off_t>(offset));
+    if (got <= 0) return Fail(got == 0 ? EIO : errno);
+    out += got;
+    offset += static_cast<uint64_t>(got);
+    size -= static_cast<size_t>(got);
+  }
+  return true;
+}
+
+void SafeFile::Abandon() {
+  if (named_) (void)::unlink(temp_.c_str());
+  named_ = false;
 }
 
 bool SafeFile::Write(std::string_view data) {
@@ -97,6 +114,7 @@ bool SafeFile::Step(SafeFileStep step) {
 
 bool SafeFile::Commit() {
   if (!stream_) return Fail(error_);
+  if (!named_) return Fail(ENOENT);
   std::FILE* stream = stream_;
   stream_ = nullptr;
   bool ok = error_ == 0 && (std::ferror(stream) == 0 || Fail(EIO));
@@ -116,7 +134,7 @@ bool SafeFile::Commit() {
 void BlockSink::append(std::string_view text) {
   if (text.size() >= kBlock) {
     flush();
-    (void)file_->Write(text);
+    hand_over(text);
     return;
   }
   char* at = room(text.size());
@@ -124,8 +142,16 @@ void BlockSink::append(std::string_view text) {
 }
 
 void BlockSink::flush() {
-  if (used_ > 0) (void)file_->Write(std::string_view(data_.get(), used_));
+  if (used_ > 0) hand_over(std::string_view(data_.get(), used_));
   used_ = 0;
+}
+
+void BlockSink::hand_over(std::string_view text) {
+  if (file_)
+    (void)file_->Write(text);
+  else
+    text_->append(text);
+  flushed_ += text.size();
 }
 
 int SFL_WriteFile(const std::string& target, std::string_view content) {

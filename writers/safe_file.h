@@ -3,6 +3,7 @@
 // either the old file or the new one, never a file cut short.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -43,6 +44,12 @@ class SafeFile {
   [[nodiscard]] bool Commit();
   /// The errno value of the first failure, 0 while there is none.
   int error() const { return error_; }
+  /// Reads back `size` bytes written from `offset` into `out`; false (noting why) when they
+  /// cannot be read whole.
+  [[nodiscard]] bool ReadBack(uint64_t offset, size_t size, char* out);
+  /// Gives up the temporary file's name at once, so that another replacement of the same target
+  /// can start; what was written stays readable, but the file can no longer be committed.
+  void Abandon();
 
  private:
   bool Step(SafeFileStep step);
@@ -54,6 +61,7 @@ class SafeFile {
   std::FILE* stream_ = nullptr;
   int error_ = 0;
   bool committed_ = false;
+  bool named_ = true;  // the temporary file still has its name
   size_t written_ = 0;       // bytes handed to the stream
   size_t written_back_ = 0;  // of which the system was asked to start writing out
 };
@@ -64,6 +72,8 @@ class BlockSink {
  public:
   static constexpr size_t kBlock = size_t{1} << 16;
   explicit BlockSink(SafeFile* file) : file_(file), data_(new char[kBlock]) {}
+  /// Text gathered in memory instead, appended to `text` a block at a time.
+  explicit BlockSink(std::string* text) : text_(text), data_(new char[kBlock]) {}
 
   /// Room for `size` characters (at most kBlock), what the block holds written first if short.
   char* room(size_t size) {
@@ -75,9 +85,15 @@ class BlockSink {
   void append(std::string_view text);
   /// Writes what the block holds; a failed write fails the file's commit.
   void flush();
+  /// The characters handed to the sink so far, written or not.
+  uint64_t size() const { return flushed_ + used_; }
 
  private:
-  SafeFile* file_;
+  void hand_over(std::string_view text);
+
+  SafeFile* file_ = nullptr;
+  std::string* text_ = nullptr;
+  uint64_t flushed_ = 0;
   std::unique_ptr<char[]> data_;
   size_t used_ = 0;
 };

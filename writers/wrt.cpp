@@ -35,21 +35,29 @@ bool WRT_GetSource(const IbisDocument* document, WriterSource* out) {
   return true;
 }
 
-const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component>>& components,
-                                     const char* name) {
+const Component* WRT_FindComponent(const std::vector<std::unique_ptr<Component>>& components,
+                                   const char* name) {
   if (name) {
     for (const std::unique_ptr<Component>& component : components) {
       std::string_view candidate;
       if (CMPNT_GetName(component.get(), &candidate) && CMN_EqualNoCase(candidate, name))
         return component.get();
     }
-    RPT_Error("Unable to find component \"%s\" in ibis file", name);
     return nullptr;
   }
   std::string_view only;
   if (components.size() == 1 && CMPNT_GetName(components.front().get(), &only))
     return components.front().get();
-  RPT_Error("No Component Name supplied and IBIS file contains multiple entries");
+  return nullptr;
+}
+
+const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component>>& components,
+                                     const char* name) {
+  if (const Component* found = WRT_FindComponent(components, name)) return found;
+  if (name)
+    RPT_Error("Unable to find component \"%s\" in ibis file", name);
+  else
+    RPT_Error("No Component Name supplied and IBIS file contains multiple entries");
   return nullptr;
 }
 

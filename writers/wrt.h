@@ -29,6 +29,9 @@ struct WriterSource {
 /// Fills `out` from `document`; reports the first part missing and gives false.
 [[nodiscard]] bool WRT_GetSource(const IbisDocument* document, WriterSource* out);
 
+/// The component WRT_ChooseComponent would choose, or null; reports nothing.
+const Component* WRT_FindComponent(const std::vector<std::unique_ptr<Component>>& components,
+                                   const char* name);
 /// The first component whose name equals `name` without regard to case; without a name, the
 /// only component, whose name must be readable. Null after reporting why not.
 const Component* WRT_ChooseComponent(const std::vector<std::unique_ptr<Component>>& components,

@@ -528,12 +528,7 @@ void hold_end_of_file_checks(IbisModel& m) {
       for (const auto& wave : *list) wave->rows.shrink_to_fit();
     return;
   }
-  m.pulldown.reset();
-  m.pullup.reset();
-  m.gnd_clamp.reset();
-  m.power_clamp.reset();
-  WaveformList().swap(m.rising_waveforms);
-  WaveformList().swap(m.falling_waveforms);
+  (void)mdl_take_tables(&m);
 }
 
 void end_current_model() {
@@ -669,6 +664,17 @@ void model_end(const IbisModel* model) {
   check_ramp(m, name);
   check_series_extras(m, name, type);
   check_series_blocks(m, name);
+}
+
+ModelTables mdl_take_tables(IbisModel* m) {
+  ModelTables tables;
+  tables.pulldown = std::move(m->pulldown);
+  tables.pullup = std::move(m->pullup);
+  tables.gnd_clamp = std::move(m->gnd_clamp);
+  tables.power_clamp = std::move(m->power_clamp);
+  tables.rising_waveforms.swap(m->rising_waveforms);
+  tables.falling_waveforms.swap(m->falling_waveforms);
+  return tables;
 }
 
 const IbisModel* find_model(const IbisDocument* document, std::string_view name) {

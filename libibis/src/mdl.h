@@ -141,6 +141,13 @@ std::string_view submodel_mode_text(SubmodelMode mode);
 
 /// The checks of a model whose section has closed.
 void model_end(const IbisModel* model);
+/// A model's VI tables and waveforms, taken out of it so that they can be freed elsewhere.
+struct ModelTables {
+  std::unique_ptr<ViTable> pulldown, pullup, gnd_clamp, power_clamp;
+  WaveformList rising_waveforms, falling_waveforms;
+};
+/// Takes the model's tables, once nothing reads their rows from the model any more.
+ModelTables mdl_take_tables(IbisModel* m);
 /// The model of exactly this name, the one defined last when there are several; null if none.
 const IbisModel* find_model(const IbisDocument* document, std::string_view name);
 

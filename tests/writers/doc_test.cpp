@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <memory>
 #include <optional>
+#include <sstream>
 #include <string>
 
 #include "libibis/src/cmpnt.h"
@@ -33,6 +35,27 @@ constexpr const char* kSourcePins =
 constexpr const char* kSourceModel =
     "[Model] in\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1.5p NA NA\n"
     "[Voltage Range] 3.3 3 3.6\n";
+
+constexpr const char* kPackageModel = R"([Define Package Model] pm
+[Manufacturer] Acme
+[OEM] Acme
+[Description] One pin of the package
+[Number Of Pins] 1
+[Pin Numbers]
+1
+[Model Data]
+[Resistance Matrix] Full_matrix
+[Row] 1
+100m
+[Inductance Matrix] Full_matrix
+[Row] 1
+2n
+[Capacitance Matrix] Full_matrix
+[Row] 1
+1p
+[End Model Data]
+[End Package Model]
+)";
 
 std::string joined(std::initializer_list<const char*> pieces) {
   std::string text;
@@ -132,27 +155,7 @@ C_comp 3p NA NA
 [Diff Pin] inv_pin vdiff tdelay_typ tdelay_min tdelay_max
 1 2 200m 1n NA 1.5n
 )",
-               kSourceModel, R"([Define Package Model] pm
-[Manufacturer] Acme
-[OEM] Acme
-[Description] One pin of the package
-[Number Of Pins] 1
-[Pin Numbers]
-1
-[Model Data]
-[Resistance Matrix] Full_matrix
-[Row] 1
-100m
-[Inductance Matrix] Full_matrix
-[Row] 1
-2n
-[Capacitance Matrix] Full_matrix
-[Row] 1
-1p
-[End Model Data]
-[End Package Model]
-[End]
-)"}),
+               kSourceModel, kPackageModel, "[End]\n"}),
        "doc_pin_mapping_5_columns.txt"},
       {"a model with every block, and a terminator with its resistors",
        joined({kSourceHead, kSourcePart, R"([Pin] signal_name model_name
@@ -352,6 +355,100 @@ TEST(DocWriter, ReportsAFileItCannotOpenOrComplete) {
             "ERROR t.ibs - Unable to close documentation file.\n"
             "ERROR t.ibs - Unable to write file \"doc.txt\": No space left on device\n");
   EXPECT_EQ(test::file_bytes(dir.path() / "doc.txt"), "earlier listing\n");
+}
+
+// A listing written while the source is read equals the one written from the kept document,
+// whatever order the file gives its parts in; the writer's errors are the same too.
+TEST(DocWriter, StreamedListingEqualsTheKeptDocumentsOne) {
+  const std::string in_model = joined({kSourceModel, "[Pulldown]\n-1 -1m NA NA\n1 1m NA NA\n"});
+  std::string many_models = joined({kSourceHead, kSourcePart, "[Pin] signal_name model_name\n"});
+  for (int i = 0; i < 12; ++i)
+    many_models += std::to_string(i + 1) + " S m" + std::to_string(i) + "\n";
+  for (int i = 0; i < 12; ++i)
+    many_models += "[Model] m" + std::to_string(i) +
+                   "\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n"
+                   "[Voltage Range] 3.3 NA NA\n[GND Clamp]\n-1 -" + std::to_string(i + 1) +
+                   "m NA NA\n0 0 NA NA\n";
+  many_models += "[End]\n";
+  const std::string component_last =
+      joined({kSourceHead, in_model.c_str(), kSourcePart, kSourcePins, "[End]\n"});
+  const std::string selector_last = joined(
+      {kSourceHead, kSourcePart, "[Pin] signal_name model_name\n1 INP sel\n2 VCC POWER\n",
+       in_model.c_str(), "[Model Selector] sel\nin Standard input\n[End]\n"});
+  const std::string package_model_last = joined({kSourceHead, kSourcePart, "[Package Model] pm\n",
+                                                 kSourcePins, in_model.c_str(), kPackageModel,
+                                                 "[End]\n"});
+  const std::string two_and_spare =
+      std::string(kTwoComponents).substr(0, std::strlen(kTwoComponents) - 6) +
+      "[Model] spare\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n"
+      "[Voltage Range] 3.3 NA NA\n[End]\n";
+  const std::string defined_twice = joined(
+      {kSourceHead, kSourcePart, kSourcePins, in_model.c_str(), kSourceModel, "[End]\n"});
+  const auto fail_write = [](SafeFileStep step, const char*) {
+    return step == SafeFileStep::kWritten ? ENOSPC : 0;
+  };
+  constexpr const char* kNoSpace =
+      "ERROR t.ibs - Unable to close documentation file.\n"
+      "ERROR t.ibs - Unable to write file \"doc.txt\": No space left on device\n";
+  struct Case {
+    const char* what;
+    std::string source;
+    const char* component;
+    const char* output;
+    SafeFileHook hook;
+    const char* errors;  // the report's error lines, in full
+  };
+  const Case cases[] = {
+      {"models in the order the pins use them", many_models, nullptr, "doc.txt", nullptr, ""},
+      {"the second component, and a model neither uses", two_and_spare, "beta", "doc.txt",
+       nullptr, ""},
+      {"the first of two components", kTwoComponents, "Alpha", "doc.txt", nullptr, ""},
+      {"the component after the models", component_last, "Part", "doc.txt", nullptr, ""},
+      {"a selector after the models", selector_last, nullptr, "doc.txt", nullptr, ""},
+      {"a package model after the models", package_model_last, nullptr, "doc.txt", nullptr, ""},
+      {"a check that fails: a model defined twice", defined_twice, nullptr, "doc.txt", nullptr,
+       "ERROR t.ibs (line   24) - Model Name Previously Defined (\"in\")\n"},
+      {"an output that cannot be opened", many_models, nullptr, "missing/doc.txt", nullptr,
+       "ERROR t.ibs - Unable to open documentation file.\n"
+       "ERROR t.ibs - Unable to open file \"missing/doc.txt\"\n"},
+      {"a failed write, listing as written", many_models, nullptr, "doc.txt", fail_write, kNoSpace},
+      {"a failed write, listing put together again", selector_last, nullptr, "doc.txt",
+       fail_write, kNoSpace},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    test::TempDir dir;
+    test::ScopedCwd cwd(dir.path());
+    dir.write("t.ibs", c.source);
+    test::MemStream report;
+    SFL_SetStepHook(c.hook);
+    const int streamed = IBIS_DocumentSourceToStream("t.ibs", c.component, c.output, report.get());
+    const std::optional<std::string> listing = test::file_bytes(dir.path() / "doc.txt");
+    SFL_SetStepHook(nullptr);
+    std::string errors;
+    std::istringstream lines(report.text());
+    for (std::string line; std::getline(lines, line);)
+      if (line.rfind("ERROR", 0) == 0) errors += line + "\n";
+    EXPECT_EQ(errors, c.errors);
+    const auto files = std::distance(std::filesystem::directory_iterator(dir.path()), {});
+    EXPECT_EQ(files, listing ? 2 : 1);  // no temporary file left behind
+    std::filesystem::remove(dir.path() / "doc.txt");
+    const test::ReadResult read =
+        test::quietly([&] { return test::read_source(c.source, "t.ibs", true); });
+    if (!read.document || read.report.find("ERROR") != std::string::npos) {
+      EXPECT_EQ(streamed, 0);
+      EXPECT_FALSE(listing.has_value());
+      continue;
+    }
+    test::MemStream kept_report;
+    SFL_SetStepHook(c.hook);
+    const int kept = IBIS_DocumentComponent(read.document.get(), c.output, c.component,
+                                            kept_report.get());
+    SFL_SetStepHook(nullptr);
+    EXPECT_EQ(streamed, kept);
+    EXPECT_EQ(listing, test::file_bytes(dir.path() / "doc.txt"));
+    EXPECT_EQ(kept_report.text(), c.errors);
+  }
 }
 
 // The header, the component list and the model list are each required, in that order.
