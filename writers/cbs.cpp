@@ -25,6 +25,7 @@
 #include "libibis/src/source.h"
 #include "tarn/compile.h"
 #include "writers/safe_file.h"
+#include "writers/worker.h"
 #include "writers/wrt.h"
 
 namespace tarn {
@@ -34,14 +35,68 @@ constexpr size_t kQuoteLimit = 2048;
 // Readers of existing compiled files expect the copyright cut this short.
 constexpr size_t kCopyrightLimit = 40;
 
-// The one compiled file being written: the writer is not re-entrant, and the public entries hold
+// The text of one model's block, formatted beside the reading and written out at the end.
+struct ModelText {
+  std::unique_ptr<char[]> data;
+  size_t size = 0;
+  std::string_view view() const { return {data.get(), size}; }
+};
+
+// Where records are formatted: straight into the compiled file's block sink, or into a text of
+// their own. Each thread formats through its own, so the worker and the reading share nothing.
+class CbsOut {
+ public:
+  CbsOut() = default;  // into a text, see take_text()
+  explicit CbsOut(BlockSink* sink) : sink_(sink) {}
+
+  /// Room for `size` characters at the end of what is written; commit() ends them.
+  char* room(size_t size) {
+    if (sink_) return sink_->room(size);
+    if (capacity_ - text_.size < size) grow(size);
+    return text_.data.get() + text_.size;
+  }
+  void commit(const char* end) {
+    if (sink_) return sink_->commit(end);
+    text_.size = static_cast<size_t>(end - text_.data.get());
+  }
+  void append(std::string_view text) {
+    if (sink_) return sink_->append(text);
+    char* at = room(text.size());
+    commit(std::copy(text.begin(), text.end(), at));
+  }
+  ModelText take_text() {
+    capacity_ = 0;
+    return std::move(text_);
+  }
+
+  std::string line;  // the record being formatted
+
+ private:
+  void grow(size_t size);
+
+  BlockSink* sink_ = nullptr;
+  ModelText text_;
+  size_t capacity_ = 0;
+};
+
+// Most model blocks fit the first size.
+constexpr size_t kFirstTextSize = size_t{32} << 10;
+
+void CbsOut::grow(size_t size) {
+  const size_t capacity = std::max({kFirstTextSize, 2 * capacity_, text_.size + size});
+  std::unique_ptr<char[]> data(new char[capacity]);
+  if (text_.size > 0) std::memcpy(data.get(), text_.data.get(), text_.size);
+  text_.data = std::move(data);
+  capacity_ = capacity;
+}
+
+// The compiled file being written: the writer is not re-entrant, and the public entries hold
 // the process-wide lock around it.
-struct CbsState {
+struct CbsFile {
   std::unique_ptr<SafeFile> file;   // the compiled file, replaced whole when it is closed
   std::unique_ptr<BlockSink> sink;  // the records on their way to it
-  std::string line;                 // the record being formatted
 };
-CbsState g_cbs;
+CbsFile g_cbs;
 
 // ---------------------------------------------------------------------------------------------
 // Records
@@ -54,56 +109,56 @@ void append_number(std::string* out, double value, Num form) {
   WRT_AppendFixed(out, value);
 }
 
-void begin(std::string_view keyword) { g_cbs.line.assign(keyword); }
+void begin(CbsOut& out, std::string_view keyword) { out.line.assign(keyword); }
 
-void add_number(double value, Num form) {
-  g_cbs.line += ' ';
-  append_number(&g_cbs.line, value, form);
+void add_number(CbsOut& out, double value, Num form) {
+  out.line += ' ';
+  append_number(&out.line, value, form);
 }
 
-void add_int(int value) {
+void add_int(CbsOut& out, int value) {
   char buffer[16];
   const std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, value);
-  g_cbs.line += ' ';
-  g_cbs.line.append(buffer, result.ptr);
+  out.line += ' ';
+  out.line.append(buffer, result.ptr);
 }
 
-void add_text(std::string_view text, size_t limit = kQuoteLimit) {
-  g_cbs.line += " \"";
-  CBS_EscapeString(&g_cbs.line, text, limit);
-  g_cbs.line += '"';
+void add_text(CbsOut& out, std::string_view text, size_t limit = kQuoteLimit) {
+  out.line += " \"";
+  CBS_EscapeString(&out.line, text, limit);
+  out.line += '"';
 }
 
 // Ends the record; records go to the file a block at a time.
-void put_line() {
-  g_cbs.line += '\n';
-  g_cbs.sink->append(g_cbs.line);
-  g_cbs.line.clear();
+void put_line(CbsOut& out) {
+  out.line += '\n';
+  out.append(out.line);
+  out.line.clear();
 }
 
-void put_value(std::string_view keyword, double value) {
-  begin(keyword);
-  add_number(value, Num::General);
-  put_line();
+void put_value(CbsOut& out, std::string_view keyword, double value) {
+  begin(out, keyword);
+  add_number(out, value, Num::General);
+  put_line(out);
 }
 
 // typ, min, max with a missing min or max written as the typ; nothing without a typ.
-void put_triple(std::string_view keyword, const Range* range, Num form) {
+void put_triple(CbsOut& out, std::string_view keyword, const Range* range, Num form) {
   double typ = 0.0;
   if (!range || !range_get_typ(range, &typ)) return;
   double min = typ;
   double max = typ;
   (void)range_select(range, kCornerMin, &min);
   (void)range_select(range, kCornerMax, &max);
-  begin(keyword);
-  for (const double value : {typ, min, max}) add_number(value, form);
-  put_line();
+  begin(out, keyword);
+  for (const double value : {typ, min, max}) add_number(out, value, form);
+  put_line(out);
 }
 
-void put_same_triple(std::string_view keyword, double value, Num form) {
-  begin(keyword);
-  for (int i = 0; i < 3; ++i) add_number(value, form);
-  put_line();
+void put_same_triple(CbsOut& out, std::string_view keyword, double value, Num form) {
+  begin(out, keyword);
+  for (int i = 0; i < 3; ++i) add_number(out, value, form);
+  put_line(out);
 }
 
 int open_output(const char* path) {
@@ -250,8 +305,9 @@ class XTexts {
 // entry of its own anywhere, which decides whether its copy is written at all.
 class ModelCopy {
  public:
-  ModelCopy(int corner, bool dry, XTexts* x_texts = nullptr)
-      : corner_(corner), dry_(dry), x_texts_(x_texts) {}
+  // A dry run neither formats nor needs `out` and `x_texts`.
+  ModelCopy(int corner, CbsOut* out = nullptr, XTexts* x_texts = nullptr)
+      : corner_(corner), dry_(out == nullptr), out_(out), x_texts_(x_texts) {}
 
   void write(const IbisModel& model);
   bool has_own_entry() const { return own_entry_; }
@@ -263,12 +319,13 @@ class ModelCopy {
   void waveform(const WaveformList& list, std::string_view table_word,
                 const char* const* fixture_words);
   void fixed(std::string_view keyword, double value) {
-    if (!dry_) put_value(keyword, value);
+    if (!dry_) put_value(*out_, keyword, value);
   }
   void note(bool own) { own_entry_ = own_entry_ || (own && corner_ != kCornerTyp); }
 
   int corner_;
   bool dry_;
+  CbsOut* out_;      // set when not dry
   XTexts* x_texts_;  // set when not dry
   bool own_entry_ = false;
 };
@@ -277,7 +334,7 @@ void ModelCopy::value(std::string_view keyword, const Range* range) {
   double chosen = 0.0;
   if (!range_select(range, corner_, &chosen)) return;
   note(range_corner_valid(*range, static_cast<Corner>(corner_)));
-  if (!dry_) put_value(keyword, chosen);
+  if (!dry_) put_value(*out_, keyword, chosen);
 }
 
 // The first row decides the column of the whole table; rows without it are left out.
@@ -285,21 +342,21 @@ void ModelCopy::table(std::string_view keyword, const RowList& rows) {
   const bool own = rows.head() && row_corner_valid(rows.head(), corner_);
   note(own);
   if (dry_) return;
-  begin(keyword);
-  put_line();
+  begin(*out_, keyword);
+  put_line(*out_);
   const int column = own ? corner_ : kCornerTyp;
   const XTexts::Text* x = x_texts_->of(rows).data();
   for (const RangeRow* row = rows.head(); row; row = row->next(), ++x) {
     double y = 0.0;
     if (x->size == 0 || !row_corner_value(row, column, &y)) continue;
     // A table is most of a compiled file: each row formatted straight into the block.
-    char* const line = g_cbs.sink->room(XTexts::kCopied + kNumberRoom + 2);
+    char* const line = out_->room(XTexts::kCopied + kNumberRoom + 2);
     std::memcpy(line, x->text.data(), XTexts::kCopied);
     char* p = line + x->size;
     *p++ = ' ';
     p = WRT_PutGeneral(p, y);
     *p++ = '\n';
-    g_cbs.sink->commit(p);
+    out_->commit(p);
   }
 }
 
@@ -314,12 +371,12 @@ void ModelCopy::ramp_edge(std::string_view dv_word, std::string_view dt_word,
     return;
   note(ramp_get_corner(ratio, static_cast<Corner>(corner_), &own_dv, &own_dt) == 1);
   if (dry_) return;
-  begin(dv_word);
-  add_number(dv, Num::General);
-  g_cbs.line += ' ';
-  g_cbs.line += dt_word;
-  add_number(dt, Num::General);
-  put_line();
+  begin(*out_, dv_word);
+  add_number(*out_, dv, Num::General);
+  out_->line += ' ';
+  out_->line += dt_word;
+  add_number(*out_, dt, Num::General);
+  put_line(*out_);
 }
 
 // The fixture of a waveform as the simulator front end sees it: the fixture and the device's own
@@ -390,29 +447,62 @@ void ModelCopy::write(const IbisModel& model) {
 }
 
 // A min or max copy only for a model that gives that corner somewhere; the typ copy always.
-void write_model_block(const IbisModel& model, std::string_view name) {
-  g_cbs.line = "\nModel";
-  add_text(name);
-  put_line();
-  begin("Type");
-  add_text(model_type_word(model));
-  put_line();
+void write_model_block(CbsOut& out, const IbisModel& model, std::string_view name) {
+  out.line = "\nModel";
+  add_text(out, name);
+  put_line(out);
+  begin(out, "Type");
+  add_text(out, model_type_word(model));
+  put_line(out);
   struct Copy {
     int corner;
     const char* keyword;
   };
   XTexts x_texts;
   for (const Copy copy : {Copy{kCornerMin, "\nMin_Model"}, Copy{kCornerMax, "\nMax_Model"}}) {
-    ModelCopy probe(copy.corner, true);
+    ModelCopy probe(copy.corner);
     probe.write(model);
     if (!probe.has_own_entry()) continue;
-    begin(copy.keyword);
-    put_line();
-    ModelCopy(copy.corner, false, &x_texts).write(model);
+    begin(out, copy.keyword);
+    put_line(out);
+    ModelCopy(copy.corner, &out, &x_texts).write(model);
   }
-  begin("\nTyp_Model");
-  put_line();
-  ModelCopy(kCornerTyp, false, &x_texts).write(model);
+  begin(out, "\nTyp_Model");
+  put_line(out);
+  ModelCopy(kCornerTyp, &out, &x_texts).write(model);
+}
+
+// Formats each model's block on the worker as soon as the reader is done with the model, then
+// lets its tables go: the rows are formatted while still hot, beside the reading of the next.
+class StreamedModels final : public ModelObserver {
+ public:
+  void ModelEnded(IbisModel& model) override;
+  void ReadingEnded() override { worker_.Drain(); }
+  /// The block formatted for `model`; null for a model the reader did not hand over, whose
+  /// tables are then still in it.
+  const ModelText* text_of(const IbisModel& model) const {
+    const auto it = texts_.find(&model);
+    return it == texts_.end() ? nullptr : it->second.get();
+  }
+
+ private:
+  // Bounds the tables waiting to be formatted.
+  static constexpr size_t kPendingModels = 8;
+  OrderedWorker worker_{kPendingModels};
+  // Made on the reading thread, each filled by its job; read once the worker is drained.
+  std::unordered_map<const IbisModel*, std::unique_ptr<ModelText>> texts_;
+};
+
+void StreamedModels::ModelEnded(IbisModel& model) {
+  std::string_view name;
+  (void)mdl_get_name(&model, &name);  // a model without a name is never written
+  ModelText* const text = (texts_[&model] = std::make_unique<ModelText>()).get();
+  worker_.Post([&model, name, text] {
+    CbsOut out;
+    write_model_block(out, model, name);
+    *text = out.take_text();
+    (void)mdl_take_tables(&model);
+  });
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -489,7 +579,7 @@ bool names_diff_pin(const ComponentView& view, std::string_view pin) {
   return false;
 }
 
-void put_series_partners(const ComponentView& view, std::string_view pin) {
+void put_series_partners(CbsOut& out, const ComponentView& view, std::string_view pin) {
   if (!view.series) return;
   for (const SeriesPinRow& row : view.series->rows) {
     std::string_view pin1;
@@ -507,37 +597,37 @@ void put_series_partners(const ComponentView& view, std::string_view pin) {
       continue;
     const IbisModel* model = view.find_model(model_name);
     if (mdl_type_code(model) != static_cast<int>(ModelType::Series)) continue;
-    begin("series_2nd_pin");
-    add_text(partner);
-    add_text(model_name);
-    put_line();
+    begin(out, "series_2nd_pin");
+    add_text(out, partner);
+    add_text(out, model_name);
+    put_line(out);
     const SeriesInfo* info = nullptr;
     if (!mdl_get_on_block(model, &info)) continue;
     for (const Record<SeriesRange>& record : kSeriesRecords) {
       const Range* range = nullptr;
-      if (record.source(info, &range)) put_triple(record.keyword, range, Num::General);
+      if (record.source(info, &range)) put_triple(out, record.keyword, range, Num::General);
     }
   }
 }
 
-void put_diff_partner(const ComponentView& view, std::string_view pin) {
+void put_diff_partner(CbsOut& out, const ComponentView& view, std::string_view pin) {
   for (const DiffPinRow& row : view.diff_pins->rows) {
     std::string_view non_inverting;
     std::string_view inverting;
     if (!DIFPIN_GetPin(&row, &non_inverting) || !DIFPIN_GetInvPin(&row, &inverting)) continue;
     if (non_inverting != pin && inverting != pin) continue;
     const bool is_non_inverting = non_inverting == pin;
-    begin("diff_2nd_pin");
-    add_text(is_non_inverting ? inverting : non_inverting);
-    put_line();
-    begin("diff_polarity");
-    add_int(is_non_inverting ? 1 : 0);
-    put_line();
+    begin(out, "diff_2nd_pin");
+    add_text(out, is_non_inverting ? inverting : non_inverting);
+    put_line(out);
+    begin(out, "diff_polarity");
+    add_int(out, is_non_inverting ? 1 : 0);
+    put_line(out);
     double value = 0.0;
     if (DIFPIN_GetValue(&row.vdiff, &value)) {
-      begin("vdiff");
-      add_number(value, Num::Fixed);
-      put_line();
+      begin(out, "vdiff");
+      add_number(out, value, Num::Fixed);
+      put_line(out);
     }
     double typ = 0.0;
     if (DIFPIN_GetValue(&row.tdelay_typ, &typ)) {
@@ -545,9 +635,9 @@ void put_diff_partner(const ComponentView& view, std::string_view pin) {
       double max = typ;
       (void)DIFPIN_GetValue(&row.tdelay_min, &min);
       (void)DIFPIN_GetValue(&row.tdelay_max, &max);
-      begin("tdelay");
-      for (const double delay : {typ, min, max}) add_number(delay, Num::Fixed);
-      put_line();
+      begin(out, "tdelay");
+      for (const double delay : {typ, min, max}) add_number(out, delay, Num::Fixed);
+      put_line(out);
     }
     return;
   }
@@ -562,7 +652,7 @@ double edge_rate(const RampRatio* ratio, int corner) {
 
 // The faster edge of each corner. A zero dt has no rate; the record is then left out rather than
 // written as a number no reader can parse.
-void put_edge_rate(const IbisModel& model) {
+void put_edge_rate(CbsOut& out, const IbisModel& model) {
   double dv = 0.0;
   double dt = 0.0;
   const Ramp* ramp = nullptr;
@@ -580,18 +670,18 @@ void put_edge_rate(const IbisModel& model) {
     rates[i] = rise > fall ? rise : fall;
     if (!std::isfinite(rates[i])) return;
   }
-  begin("ERate");
-  for (const double rate : rates) add_number(rate, Num::General);
-  put_line();
+  begin(out, "ERate");
+  for (const double rate : rates) add_number(out, rate, Num::General);
+  put_line(out);
 }
 
-void put_thresholds(const IbisModel& model) {
+void put_thresholds(CbsOut& out, const IbisModel& model) {
   const ModelSpec* spec = nullptr;
   const bool has_spec = mdl_get_model_spec(&model, &spec) == 1;
   if (has_spec) {
     for (const Record<MspecParam>& record : kThresholdRecords) {
       const Range* range = nullptr;
-      if (mspec_get(spec, record.source, &range)) put_triple(record.keyword, range, Num::Fixed);
+      if (mspec_get(spec, record.source, &range)) put_triple(out, record.keyword, range, Num::Fixed);
     }
   }
   // Without the spec's own value, the model's single threshold stands for all three corners.
@@ -609,31 +699,31 @@ void put_thresholds(const IbisModel& model) {
     const Range* given = nullptr;
     double value = 0.0;
     if (has_spec && mspec_get(spec, fallback.param, &given)) continue;
-    if (fallback.get(&model, &value)) put_same_triple(fallback.keyword, value, Num::Fixed);
+    if (fallback.get(&model, &value)) put_same_triple(out, fallback.keyword, value, Num::Fixed);
   }
 }
 
-void put_model_records(const IbisModel& model) {
-  put_edge_rate(model);
+void put_model_records(CbsOut& out, const IbisModel& model) {
+  put_edge_rate(out, model);
   const Range* range = nullptr;
   for (const Record<ModelRange>& record : kReferenceRecords)
-    if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
+    if (record.source(&model, &range)) put_triple(out, record.keyword, range, Num::General);
   if (mdl_type_code(&model) == static_cast<int>(ModelType::Terminator)) {
     for (const Record<ModelRange>& record : kTerminatorRecords)
-      if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
+      if (record.source(&model, &range)) put_triple(out, record.keyword, range, Num::General);
   }
-  put_thresholds(model);
+  put_thresholds(out, model);
 }
 
-void put_supply_list(const ComponentView& view, std::string_view keyword, std::string_view bus) {
+void put_supply_list(CbsOut& out, const ComponentView& view, std::string_view keyword, std::string_view bus) {
   const auto it = view.bus_pins.find(bus);
   if (it == view.bus_pins.end()) return;
-  begin(keyword);
-  for (const std::string_view pin : it->second) add_text(pin);
-  put_line();
+  begin(out, keyword);
+  for (const std::string_view pin : it->second) add_text(out, pin);
+  put_line(out);
 }
 
-void put_supply_pins(const ComponentView& view, std::string_view pin, std::string_view model) {
+void put_supply_pins(CbsOut& out, const ComponentView& view, std::string_view pin, std::string_view model) {
   const PinMappingRow* row = nullptr;
   if (!view.mapping || is_supply_model(model) || !PINMPG_Find(view.mapping, pin, &row)) return;
   struct Supply {
@@ -649,22 +739,22 @@ void put_supply_pins(const ComponentView& view, std::string_view pin, std::strin
   for (const Supply& supply : kSupplies) {
     std::string_view bus;
     if (PINMPG_GetRef(row, supply.column, &bus) && PINMPG_NamesBus(bus))
-      put_supply_list(view, supply.keyword, bus);
+      put_supply_list(out, view, supply.keyword, bus);
   }
 }
 
-void put_pin_group(const ComponentView& view, const Pin& pin) {
+void put_pin_group(CbsOut& out, const ComponentView& view, const Pin& pin) {
   const std::string_view name = text_or_empty(PIN_GetName, pin);
   const std::string_view model_name = text_or_empty(PIN_GetModel, pin);
   const IbisModel* model = view.find_model(model_name);
   const bool diff = names_diff_pin(view, name);
-  begin("Pin");
-  add_text(name);
-  add_text(text_or_empty(PIN_GetSignal, pin));
-  add_text(model_name);
-  add_int(diff ? 1 : 0);
-  add_int(mdl_type_code(model));
-  put_line();
+  begin(out, "Pin");
+  add_text(out, name);
+  add_text(out, text_or_empty(PIN_GetSignal, pin));
+  add_text(out, model_name);
+  add_int(out, diff ? 1 : 0);
+  add_int(out, mdl_type_code(model));
+  put_line(out);
   struct Parasitic {
     const char* keyword;
     int (*get)(const Pin*, double*);
@@ -672,12 +762,12 @@ void put_pin_group(const ComponentView& view, const Pin& pin) {
   for (const Parasitic p : {Parasitic{"C_Pin", PIN_GetCpin}, Parasitic{"L_Pin", PIN_GetLpin},
                             Parasitic{"R_Pin", PIN_GetRpin}}) {
     double value = 0.0;
-    if (p.get(&pin, &value)) put_value(p.keyword, value);
+    if (p.get(&pin, &value)) put_value(out, p.keyword, value);
   }
-  put_series_partners(view, name);
-  if (diff) put_diff_partner(view, name);
-  if (model) put_model_records(*model);
-  put_supply_pins(view, name, model_name);
+  put_series_partners(out, view, name);
+  if (diff) put_diff_partner(out, view, name);
+  if (model) put_model_records(out, *model);
+  put_supply_pins(out, view, name, model_name);
 }
 
 const PinList* pins_or_report(const Component& component) {
@@ -687,7 +777,7 @@ const PinList* pins_or_report(const Component& component) {
   return nullptr;
 }
 
-void put_component_block(const IbisDocument& document, const Component& component) {
+void put_component_block(CbsOut& out, const IbisDocument& document, const Component& component) {
   const PinList* pins = pins_or_report(component);
   if (!pins) return;
   std::string_view name;
@@ -695,32 +785,34 @@ void put_component_block(const IbisDocument& document, const Component& componen
     RPT_Error("Unable to access component info: name");
     return;
   }
-  begin("Component");
-  add_text(name);
-  put_line();
+  begin(out, "Component");
+  add_text(out, name);
+  put_line(out);
   std::string_view manufacturer;
   if (CMPNT_GetManufacturer(&component, &manufacturer)) {
-    begin("Manufacturer");
-    add_text(manufacturer);
-    put_line();
+    begin(out, "Manufacturer");
+    add_text(out, manufacturer);
+    put_line(out);
   }
   const Package* package = nullptr;
   if (CMPNT_GetPackage(&component, &package)) {
     const Range* range = nullptr;
-    if (PKG_GetCpkg(package, &range)) put_triple("C_Pkg", range, Num::General);
-    if (PKG_GetRpkg(package, &range)) put_triple("R_Pkg", range, Num::General);
-    if (PKG_GetLpkg(package, &range)) put_triple("L_Pkg", range, Num::General);
+    if (PKG_GetCpkg(package, &range)) put_triple(out, "C_Pkg", range, Num::General);
+    if (PKG_GetRpkg(package, &range)) put_triple(out, "R_Pkg", range, Num::General);
+    if (PKG_GetLpkg(package, &range)) put_triple(out, "L_Pkg", range, Num::General);
   }
-  begin("Num_Pins");
-  add_int(static_cast<int>(pins->pins.size()));
-  put_line();
+  begin(out, "Num_Pins");
+  add_int(out, static_cast<int>(pins->pins.size()));
+  put_line(out);
   const ComponentView view = make_view(document, component, pins);
-  for (const Pin& pin : pins->pins) put_pin_group(view, pin);
+  for (const Pin& pin : pins->pins) put_pin_group(out, view, pin);
 }
 
 // Every model a pin names, once each, in the order of the document's model list (newest first);
 // models only a series pin pair names are not written.
-void put_model_blocks(const IbisDocument& document, const Component& component) {
+// A model streamed during the reading is written from its text, its tables gone.
+void put_model_blocks(CbsOut& out, const IbisDocument& document, const Component& component,
+                      const StreamedModels* streamed) {
   const PinList* pins = pins_or_report(component);
   if (!pins) return;
   std::unordered_set<std::string_view> used;
@@ -730,23 +822,27 @@ void put_model_blocks(const IbisDocument& document, const Component& component) 
   for (auto it = models->rbegin(); it != models->rend(); ++it) {
     std::string_view name;
     if (!mdl_get_name(it->get(), &name) || used.erase(name) == 0) continue;
-    write_model_block(**it, name);
+    const ModelText* text = streamed ? streamed->text_of(**it) : nullptr;
+    if (text)
+      out.append(text->view());
+    else
+      write_model_block(out, **it, name);
   }
 }
 
-void put_head(const FileHeader& header) {
-  begin("File_Rev 3 0");
-  put_line();
+void put_head(CbsOut& out, const FileHeader& header) {
+  begin(out, "File_Rev 3 0");
+  put_line(out);
   std::string_view text;
   if (HDR_GetCopyright(&header, &text)) {
-    begin("Copyright");
-    add_text(text, kCopyrightLimit);
-    put_line();
+    begin(out, "Copyright");
+    add_text(out, text, kCopyrightLimit);
+    put_line(out);
   }
   if (HDR_GetFileName(&header, &text)) {
-    begin("Src_Name");
-    add_text(text);
-    put_line();
+    begin(out, "Src_Name");
+    add_text(out, text);
+    put_line(out);
   }
 }
 
@@ -767,9 +863,10 @@ void CBS_EscapeString(std::string* out, std::string_view source, size_t limit) {
   }
 }
 
-int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
-                         const char* component_name) {
-  TARN_ASSERT(document != nullptr);
+namespace {
+
+int compile_component(const IbisDocument* document, const char* output_path,
+                      const char* component_name, const StreamedModels* streamed) {
   WriterSource source;
   if (!WRT_GetSource(document, &source)) return 0;
   const Component* component = WRT_ChooseComponent(*source.components, component_name);
@@ -779,10 +876,19 @@ int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
     WRT_ReportUnopened(output_path);
     return 0;
   }
-  put_head(*source.header);
-  put_component_block(*document, *component);
-  put_model_blocks(*document, *component);
+  CbsOut out(g_cbs.sink.get());
+  put_head(out, *source.header);
+  put_component_block(out, *document, *component);
+  put_model_blocks(out, *document, *component, streamed);
   return close_output(output_path);
+}
+
+}  // namespace
+
+int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
+                         const char* component_name) {
+  TARN_ASSERT(document != nullptr);
+  return compile_component(document, output_path, component_name, nullptr);
 }
 
 int IBIS_CompileDocument(const IbisDocument* document, const char* output, const char* component,
@@ -799,9 +905,16 @@ int IBIS_CompileSourceToStream(const char* source, const char* component, const 
                                std::FILE* report) {
   ApiGuard guard;
   int written = 0;
-  (void)WRT_CheckSource(source, report, [&](const IbisDocument& document) {
-    written = CBS_CompileComponent(&document, output, component);
-  });
+  // Without a file to write there is nothing to stream.
+  const bool writes = output && std::string_view(output) != "-";
+  std::unique_ptr<StreamedModels> streamed;
+  if (writes) streamed = std::make_unique<StreamedModels>();
+  (void)WRT_CheckSource(
+      source, report,
+      [&](const IbisDocument& document) {
+        written = compile_component(&document, output, component, streamed.get());
+      },
+      streamed.get());
   return written;
 }
 
