@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -35,10 +36,11 @@ constexpr size_t kQuoteLimit = 2048;
 // Readers of existing compiled files expect the copyright cut this short.
 constexpr size_t kCopyrightLimit = 40;
 
-// The text of one model's block, formatted beside the reading and written out at the end.
-struct ModelText {
+// A text formatted in memory.
+struct Text {
   std::unique_ptr<char[]> data;
   size_t size = 0;
+  size_t capacity = 0;
   std::string_view view() const { return {data.get(), size}; }
 };
 
@@ -46,13 +48,14 @@ struct ModelText {
 // their own. Each thread formats through its own, so the worker and the reading share nothing.
 class CbsOut {
  public:
-  CbsOut() = default;  // into a text, see take_text()
-  explicit CbsOut(BlockSink* sink) : sink_(sink) {}
+  // Into text(), whose first room holds `first_size` characters.
+  explicit CbsOut(size_t first_size) : first_size_(first_size) {}
+  CbsOut(SafeFile* file, BlockSink* sink) : file_(file), sink_(sink) {}
 
   /// Room for `size` characters at the end of what is written; commit() ends them.
   char* room(size_t size) {
     if (sink_) return sink_->room(size);
-    if (capacity_ - text_.size < size) grow(size);
+    if (text_.capacity - text_.size < size) grow(size);
     return text_.data.get() + text_.size;
   }
   void commit(const char* end) {
@@ -64,30 +67,65 @@ class CbsOut {
     char* at = room(text.size());
     commit(std::copy(text.begin(), text.end(), at));
   }
-  ModelText take_text() {
-    capacity_ = 0;
-    return std::move(text_);
+  /// A finished text of some size goes to the file as it is, without a copy into the block.
+  void append_text(std::string_view text) {
+    if (!file_ || text.size() < kCopiedText) return append(text);
+    sink_->flush();
+    (void)file_->Write(text);  // a failed write fails the commit
   }
+
+  std::string_view text() const { return text_.view(); }
+  /// Starts the next text in the room of the last.
+  void clear() { text_.size = 0; }
+  Text take_text() { return std::move(text_); }
 
   std::string line;  // the record being formatted
 
  private:
+  static constexpr size_t kCopiedText = size_t{4} << 10;
+
   void grow(size_t size);
 
+  SafeFile* file_ = nullptr;
   BlockSink* sink_ = nullptr;
-  ModelText text_;
-  size_t capacity_ = 0;
+  size_t first_size_ = 0;
+  Text text_;
 };
 
-// Most model blocks fit the first size.
-constexpr size_t kFirstTextSize = size_t{32} << 10;
-
 void CbsOut::grow(size_t size) {
-  const size_t capacity = std::max({kFirstTextSize, 2 * capacity_, text_.size + size});
+  const size_t capacity = std::max({first_size_, 2 * text_.capacity, text_.size + size});
   std::unique_ptr<char[]> data(new char[capacity]);
   if (text_.size > 0) std::memcpy(data.get(), text_.data.get(), text_.size);
   text_.data = std::move(data);
-  capacity_ = capacity;
+  text_.capacity = capacity;
+}
+
+// The model blocks formatted during the reading. Each is placed in front of the one before, so
+// that the newest-first walk at the end finds them one after the other and writes them to the
+// file in large pieces, which costs the system far less than one write per model.
+class BackwardArena {
+ public:
+  std::string_view place(std::string_view text);
+
+ private:
+  static constexpr size_t kPiece = size_t{4} << 20;
+  struct Piece {
+    std::unique_ptr<char[]> data;
+    size_t front;  // where the texts placed so far begin
+  };
+  std::vector<Piece> pieces_;
+};
+
+std::string_view BackwardArena::place(std::string_view text) {
+  if (pieces_.empty() || pieces_.back().front < text.size()) {
+    const size_t size = std::max(kPiece, text.size());
+    pieces_.push_back({std::unique_ptr<char[]>(new char[size]), size});
+  }
+  Piece& piece = pieces_.back();
+  piece.front -= text.size();
+  char* const at = piece.data.get() + piece.front;
+  if (!text.empty()) std::memcpy(at, text.data(), text.size());
+  return {at, text.size()};
 }
 
 // The compiled file being written: the writer is not re-entrant, and the public entries hold
@@ -480,30 +518,61 @@ class StreamedModels final : public ModelObserver {
   void ReadingEnded() override { worker_.Drain(); }
   /// The block formatted for `model`; null for a model the reader did not hand over, whose
   /// tables are then still in it.
-  const ModelText* text_of(const IbisModel& model) const {
+  const std::string_view* text_of(const IbisModel& model) const {
     const auto it = texts_.find(&model);
-    return it == texts_.end() ? nullptr : it->second.get();
+    return it == texts_.end() ? nullptr : it->second;
   }
 
  private:
+  // Most model blocks fit in the first room of the scratch text.
+  static constexpr size_t kFirstBlockSize = size_t{64} << 10;
   // Bounds the tables waiting to be formatted.
   static constexpr size_t kPendingModels = 8;
-  OrderedWorker worker_{kPendingModels};
-  // Made on the reading thread, each filled by its job; read once the worker is drained.
-  std::unordered_map<const IbisModel*, std::unique_ptr<ModelText>> texts_;
+
+  // The reading thread's: each text made when its model is handed over, filled by its job, read
+  // once the worker is drained.
+  std::unordered_map<const IbisModel*, const std::string_view*> texts_;
+  std::deque<std::string_view> spans_;
+  // The worker's.
+  CbsOut scratch_{kFirstBlockSize};
+  BackwardArena arena_;
+  OrderedWorker worker_{kPendingModels};  // last, so that it drains before the rest goes
 };
 
 void StreamedModels::ModelEnded(IbisModel& model) {
   std::string_view name;
   (void)mdl_get_name(&model, &name);  // a model without a name is never written
-  ModelText* const text = (texts_[&model] = std::make_unique<ModelText>()).get();
-  worker_.Post([&model, name, text] {
-    CbsOut out;
-    write_model_block(out, model, name);
-    *text = out.take_text();
+  std::string_view* const text = &spans_.emplace_back();
+  texts_[&model] = text;
+  worker_.Post([this, &model, name, text] {
+    scratch_.clear();
+    write_model_block(scratch_, model, name);
+    *text = arena_.place(scratch_.text());
     (void)mdl_take_tables(&model);
   });
 }
+
+// Texts that lie one after the other in memory go to the file as one piece.
+class TextRun {
+ public:
+  explicit TextRun(CbsOut* out) : out_(out) {}
+  void add(std::string_view text) {
+    if (run_.empty() || run_.data() + run_.size() != text.data()) {
+      flush();
+      run_ = text;
+      return;
+    }
+    run_ = {run_.data(), run_.size() + text.size()};
+  }
+  void flush() {
+    if (!run_.empty()) out_->append_text(run_);
+    run_ = {};
+  }
+
+ private:
+  CbsOut* out_;
+  std::string_view run_;
+};
 
 // ---------------------------------------------------------------------------------------------
 // The component
@@ -528,6 +597,9 @@ struct ComponentView {
   // The POWER and GND pins on each bus, in pin order, found through their mapping rows. "NC" says
   // not connected rather than naming a bus, so it lists no pins.
   std::unordered_map<std::string_view, std::vector<std::string_view>> bus_pins;
+  // The records a pin group takes from its model, the same for every pin on it: formatted once,
+  // as the pins ask for them.
+  mutable std::unordered_map<const IbisModel*, Text> model_records;
 
   const IbisModel* find_model(std::string_view name) const {
     const auto it = models.find(name);
@@ -715,6 +787,18 @@ void put_model_records(CbsOut& out, const IbisModel& model) {
   put_thresholds(out, model);
 }
 
+std::string_view model_records_of(const ComponentView& view, const IbisModel& model) {
+  // Room for the ten or so records of a common model.
+  constexpr size_t kFirstRecordsSize = 512;
+  const auto [it, added] = view.model_records.try_emplace(&model);
+  if (added) {
+    CbsOut text(kFirstRecordsSize);
+    put_model_records(text, model);
+    it->second = text.take_text();
+  }
+  return it->second.view();
+}
+
 void put_supply_list(CbsOut& out, const ComponentView& view, std::string_view keyword, std::string_view bus) {
   const auto it = view.bus_pins.find(bus);
   if (it == view.bus_pins.end()) return;
@@ -766,7 +850,7 @@ void put_pin_group(CbsOut& out, const ComponentView& view, const Pin& pin) {
   }
   put_series_partners(out, view, name);
   if (diff) put_diff_partner(out, view, name);
-  if (model) put_model_records(out, *model);
+  if (model) out.append(model_records_of(view, *model));
   put_supply_pins(out, view, name, model_name);
 }
 
@@ -817,17 +901,21 @@ void put_model_blocks(CbsOut& out, const IbisDocument& document, const Component
   if (!pins) return;
   std::unordered_set<std::string_view> used;
   for (const Pin& pin : pins->pins) used.insert(text_or_empty(PIN_GetModel, pin));
+  TextRun run(&out);
   const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
   if (!IBIS_GetList(document.models, &models)) return;
   for (auto it = models->rbegin(); it != models->rend(); ++it) {
     std::string_view name;
     if (!mdl_get_name(it->get(), &name) || used.erase(name) == 0) continue;
-    const ModelText* text = streamed ? streamed->text_of(**it) : nullptr;
-    if (text)
-      out.append(text->view());
-    else
-      write_model_block(out, **it, name);
+    const std::string_view* text = streamed ? streamed->text_of(**it) : nullptr;
+    if (text) {
+      run.add(*text);
+      continue;
+    }
+    run.flush();
+    write_model_block(out, **it, name);
   }
+  run.flush();
 }
 
 void put_head(CbsOut& out, const FileHeader& header) {
@@ -876,7 +964,7 @@ int compile_component(const IbisDocument* document, const char* output_path,
     WRT_ReportUnopened(output_path);
     return 0;
   }
-  CbsOut out(g_cbs.sink.get());
+  CbsOut out(g_cbs.file.get(), g_cbs.sink.get());
   put_head(out, *source.header);
   put_component_block(out, *document, *component);
   put_model_blocks(out, *document, *component, streamed);
