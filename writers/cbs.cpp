@@ -108,7 +108,7 @@ class BackwardArena {
   std::string_view place(std::string_view text);
 
  private:
-  static constexpr size_t kPiece = size_t{4} << 20;
+  static constexpr size_t kPiece = size_t{256} << 10;
   struct Piece {
     std::unique_ptr<char[]> data;
     size_t front;  // where the texts placed so far begin
