@@ -515,7 +515,10 @@ void write_model_block(CbsOut& out, const IbisModel& model, std::string_view nam
 class StreamedModels final : public ModelObserver {
  public:
   void ModelEnded(IbisModel& model) override;
-  void ReadingEnded() override { worker_.Drain(); }
+  void ReadingEnded() override {
+    post_batch();
+    worker_.Drain();
+  }
   /// The block formatted for `model`; null for a model the reader did not hand over, whose
   /// tables are then still in it.
   const std::string_view* text_of(const IbisModel& model) const {
@@ -526,17 +529,29 @@ class StreamedModels final : public ModelObserver {
  private:
   // Most model blocks fit in the first room of the scratch text.
   static constexpr size_t kFirstBlockSize = size_t{64} << 10;
+  // Models go to the worker a few at a time: waking it for each costs the reading more than
+  // the tables held a little longer.
+  static constexpr size_t kBatch = 8;
   // Bounds the tables waiting to be formatted.
-  static constexpr size_t kPendingModels = 8;
+  static constexpr size_t kPendingBatches = 2;
+  struct Job {
+    IbisModel* model;
+    std::string_view name;
+    std::string_view* text;
+  };
+
+  void post_batch();
+  void format(const Job& job);
 
   // The reading thread's: each text made when its model is handed over, filled by its job, read
   // once the worker is drained.
   std::unordered_map<const IbisModel*, const std::string_view*> texts_;
   std::deque<std::string_view> spans_;
+  std::vector<Job> batch_;
   // The worker's.
   CbsOut scratch_{kFirstBlockSize};
   BackwardArena arena_;
-  OrderedWorker worker_{kPendingModels};  // last, so that it drains before the rest goes
+  OrderedWorker worker_{kPendingBatches};  // last, so that it drains before the rest goes
 };
 
 void StreamedModels::ModelEnded(IbisModel& model) {
@@ -544,12 +559,23 @@ void StreamedModels::ModelEnded(IbisModel& model) {
   (void)mdl_get_name(&model, &name);  // a model without a name is never written
   std::string_view* const text = &spans_.emplace_back();
   texts_[&model] = text;
-  worker_.Post([this, &model, name, text] {
-    scratch_.clear();
-    write_model_block(scratch_, model, name);
-    *text = arena_.place(scratch_.text());
-    (void)mdl_take_tables(&model);
+  batch_.push_back({&model, name, text});
+  if (batch_.size() == kBatch) post_batch();
+}
+
+void StreamedModels::post_batch() {
+  if (batch_.empty()) return;
+  worker_.Post([this, batch = std::move(batch_)] {
+    for (const Job& job : batch) format(job);
   });
+  batch_.clear();
+}
+
+void StreamedModels::format(const Job& job) {
+  scratch_.clear();
+  write_model_block(scratch_, *job.model, job.name);
+  *job.text = arena_.place(scratch_.text());
+  (void)mdl_take_tables(job.model);
 }
 
 // Texts that lie one after the other in memory go to the file as one piece.
@@ -938,6 +964,11 @@ void put_head(CbsOut& out, const FileHeader& header) {
 
 void CBS_EscapeString(std::string* out, std::string_view source, size_t limit) {
   TARN_ASSERT(out != nullptr && limit > 0);
+  // Most texts have no quote and fit: copied whole.
+  if (source.size() < limit && source.find('"') == std::string_view::npos) {
+    out->append(source);
+    return;
+  }
   // A doubled quote is copied whole even past the budget, so the text always reads back.
   long budget = static_cast<long>(limit) - 1;
   for (const char c : source) {
