@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <cstdlib>
+#include <sys/mman.h>
 #include <deque>
 #include <memory>
 #include <string>
@@ -108,18 +110,38 @@ class BackwardArena {
   std::string_view place(std::string_view text);
 
  private:
-  static constexpr size_t kPiece = size_t{256} << 10;
+  // Pieces double from the first size to the last, which the system can back with one large
+  // page rather than hundreds of small ones.
+  static constexpr size_t kFirstPiece = size_t{256} << 10;
+  static constexpr size_t kLastPiece = size_t{2} << 20;
+  struct Free {
+    void operator()(char* data) const { std::free(data); }
+  };
   struct Piece {
-    std::unique_ptr<char[]> data;
+    std::unique_ptr<char[], Free> data;
+    size_t size;
     size_t front;  // where the texts placed so far begin
   };
+  static std::unique_ptr<char[], Free> new_piece(size_t size);
   std::vector<Piece> pieces_;
 };
 
+std::unique_ptr<char[], BackwardArena::Free> BackwardArena::new_piece(size_t size) {
+  const size_t rounded = (size + kLastPiece - 1) / kLastPiece * kLastPiece;
+  if (size != rounded) return std::unique_ptr<char[], Free>(static_cast<char*>(std::malloc(size)));
+  void* data = std::aligned_alloc(kLastPiece, size);
+#ifdef __linux__
+  if (data) (void)::madvise(data, size, MADV_HUGEPAGE);
+#endif
+  return std::unique_ptr<char[], Free>(static_cast<char*>(data));
+}
+
 std::string_view BackwardArena::place(std::string_view text) {
   if (pieces_.empty() || pieces_.back().front < text.size()) {
-    const size_t size = std::max(kPiece, text.size());
-    pieces_.push_back({std::unique_ptr<char[]>(new char[size]), size});
+    const size_t wanted = pieces_.empty() ? kFirstPiece
+                                          : std::min(2 * pieces_.back().size, kLastPiece);
+    const size_t size = std::max(wanted, text.size());
+    pieces_.push_back({new_piece(size), size, size});
   }
   Piece& piece = pieces_.back();
   piece.front -= text.size();
