@@ -543,6 +543,8 @@ class StreamedModels final : public ModelObserver {
   }
   /// The block formatted for `model`; null for a model the reader did not hand over, whose
   /// tables are then still in it.
+  /// The worker, idle once the reading has ended.
+  OrderedWorker& helper() { return worker_; }
   const std::string_view* text_of(const IbisModel& model) const {
     const auto it = texts_.find(&model);
     return it == texts_.end() ? nullptr : it->second;
@@ -645,9 +647,6 @@ struct ComponentView {
   // The POWER and GND pins on each bus, in pin order, found through their mapping rows. "NC" says
   // not connected rather than naming a bus, so it lists no pins.
   std::unordered_map<std::string_view, std::vector<std::string_view>> bus_pins;
-  // The records a pin group takes from its model, the same for every pin on it: formatted once,
-  // as the pins ask for them.
-  mutable std::unordered_map<const IbisModel*, Text> model_records;
 
   const IbisModel* find_model(std::string_view name) const {
     const auto it = models.find(name);
@@ -835,17 +834,25 @@ void put_model_records(CbsOut& out, const IbisModel& model) {
   put_thresholds(out, model);
 }
 
-std::string_view model_records_of(const ComponentView& view, const IbisModel& model) {
-  // Room for the ten or so records of a common model.
-  constexpr size_t kFirstRecordsSize = 512;
-  const auto [it, added] = view.model_records.try_emplace(&model);
-  if (added) {
-    CbsOut text(kFirstRecordsSize);
-    put_model_records(text, model);
-    it->second = text.take_text();
+// The records a pin group takes from its model, the same for every pin on it: formatted once,
+// as the pins ask for them.
+class ModelRecords {
+ public:
+  std::string_view of(const IbisModel& model) {
+    // Room for the ten or so records of a common model.
+    constexpr size_t kFirstRecordsSize = 512;
+    const auto [it, added] = texts_.try_emplace(&model);
+    if (added) {
+      CbsOut text(kFirstRecordsSize);
+      put_model_records(text, model);
+      it->second = text.take_text();
+    }
+    return it->second.view();
   }
-  return it->second.view();
-}
+
+ private:
+  std::unordered_map<const IbisModel*, Text> texts_;
+};
 
 void put_supply_list(CbsOut& out, const ComponentView& view, std::string_view keyword, std::string_view bus) {
   const auto it = view.bus_pins.find(bus);
@@ -875,7 +882,8 @@ void put_supply_pins(CbsOut& out, const ComponentView& view, std::string_view pi
   }
 }
 
-void put_pin_group(CbsOut& out, const ComponentView& view, const Pin& pin) {
+void put_pin_group(CbsOut& out, const ComponentView& view, ModelRecords& records,
+                   const Pin& pin) {
   const std::string_view name = text_or_empty(PIN_GetName, pin);
   const std::string_view model_name = text_or_empty(PIN_GetModel, pin);
   const IbisModel* model = view.find_model(model_name);
@@ -898,7 +906,7 @@ void put_pin_group(CbsOut& out, const ComponentView& view, const Pin& pin) {
   }
   put_series_partners(out, view, name);
   if (diff) put_diff_partner(out, view, name);
-  if (model) out.append(model_records_of(view, *model));
+  if (model) out.append(records.of(*model));
   put_supply_pins(out, view, name, model_name);
 }
 
@@ -909,7 +917,27 @@ const PinList* pins_or_report(const Component& component) {
   return nullptr;
 }
 
-void put_component_block(CbsOut& out, const IbisDocument& document, const Component& component) {
+// With a helper at hand, the later half of a long pin list is formatted on it meanwhile.
+void put_pin_groups(CbsOut& out, const ComponentView& view, OrderedWorker* helper) {
+  const std::vector<Pin>& pins = view.pins->pins;
+  constexpr size_t kSplitPins = 1000;  // below this the hand-over costs more than it saves
+  const size_t half = helper && pins.size() >= kSplitPins ? pins.size() / 2 : pins.size();
+  CbsOut later(size_t{1} << 20);
+  if (half < pins.size()) {
+    helper->Post([&] {
+      ModelRecords records;
+      for (size_t i = half; i < pins.size(); ++i) put_pin_group(later, view, records, pins[i]);
+    });
+  }
+  ModelRecords records;
+  for (size_t i = 0; i < half; ++i) put_pin_group(out, view, records, pins[i]);
+  if (half == pins.size()) return;
+  helper->Drain();
+  out.append_text(later.text());
+}
+
+void put_component_block(CbsOut& out, const IbisDocument& document, const Component& component,
+                         OrderedWorker* helper) {
   const PinList* pins = pins_or_report(component);
   if (!pins) return;
   std::string_view name;
@@ -936,8 +964,7 @@ void put_component_block(CbsOut& out, const IbisDocument& document, const Compon
   begin(out, "Num_Pins");
   add_int(out, static_cast<int>(pins->pins.size()));
   put_line(out);
-  const ComponentView view = make_view(document, component, pins);
-  for (const Pin& pin : pins->pins) put_pin_group(out, view, pin);
+  put_pin_groups(out, make_view(document, component, pins), helper);
 }
 
 // Every model a pin names, once each, in the order of the document's model list (newest first);
@@ -1007,7 +1034,7 @@ void CBS_EscapeString(std::string* out, std::string_view source, size_t limit) {
 namespace {
 
 int compile_component(const IbisDocument* document, const char* output_path,
-                      const char* component_name, const StreamedModels* streamed) {
+                      const char* component_name, StreamedModels* streamed) {
   WriterSource source;
   if (!WRT_GetSource(document, &source)) return 0;
   const Component* component = WRT_ChooseComponent(*source.components, component_name);
@@ -1019,7 +1046,7 @@ int compile_component(const IbisDocument* document, const char* output_path,
   }
   CbsOut out(g_cbs.file.get(), g_cbs.sink.get());
   put_head(out, *source.header);
-  put_component_block(out, *document, *component);
+  put_component_block(out, *document, *component, streamed ? &streamed->helper() : nullptr);
   put_model_blocks(out, *document, *component, streamed);
   return close_output(output_path);
 }
