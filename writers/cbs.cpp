@@ -541,10 +541,10 @@ class StreamedModels final : public ModelObserver {
     post_batch();
     worker_.Drain();
   }
-  /// The block formatted for `model`; null for a model the reader did not hand over, whose
-  /// tables are then still in it.
   /// The worker, idle once the reading has ended.
   OrderedWorker& helper() { return worker_; }
+  /// The block formatted for `model`; null for a model the reader did not hand over, whose
+  /// tables are then still in it.
   const std::string_view* text_of(const IbisModel& model) const {
     const auto it = texts_.find(&model);
     return it == texts_.end() ? nullptr : it->second;
