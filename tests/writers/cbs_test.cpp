@@ -427,7 +427,7 @@ TEST(CompiledFile, StreamedModelsGiveTheKeptDocumentsFile) {
     bool full_disk = false;
     // The end of the report: the writer's findings, if any, and the summary.
     const char* report_end = "File t.ibs  Errors: 0  Compile Passed\n\n";
-    bool written = true;  // else no file, or the older one, is left
+    bool written = true;  // else no file is left
   };
   const Case cases[] = {
       {"many models, some named by no pin", many_models(), "MANY"},
@@ -482,6 +482,7 @@ TEST(CompiledFile, EscapingDoublesQuotesWithinItsBudget) {
   const Case cases[] = {
       {"A\"B", 2048, "A\"\"B"},
       {"abcdef", 4, "abc"},
+      {"abc", 4, "abc"},  // fits exactly
       {"ab\"cd", 4, "ab\"\""},  // the quote costs two and fits exactly
       {"abc\"d", 4, "abc"},     // the budget is spent before the quote
       {"a\"bcd", 3, "a\"\""},   // a quote is never cut in half, even past the budget
