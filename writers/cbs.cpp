@@ -969,7 +969,9 @@ void put_component_block(CbsOut& out, const IbisDocument& document, const Compon
 
 // Every model a pin names, once each, in the order of the document's model list (newest first);
 // models only a series pin pair names are not written.
-// A model streamed during the reading is written from its text, its tables gone.
+// A model streamed during the reading is written from its text, its tables gone; one the reader
+// did not hand over (none in a file that passes: its "[End]" closes the last model while the
+// reading goes on) from its tables.
 void put_model_blocks(CbsOut& out, const IbisDocument& document, const Component& component,
                       const StreamedModels* streamed) {
   const PinList* pins = pins_or_report(component);
