@@ -8,6 +8,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <cstdlib>
+#include <sys/mman.h>
+#include <deque>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -25,6 +28,7 @@
 #include "libibis/src/source.h"
 #include "tarn/compile.h"
 #include "writers/safe_file.h"
+#include "writers/worker.h"
 #include "writers/wrt.h"
 
 namespace tarn {
@@ -34,14 +38,125 @@ constexpr size_t kQuoteLimit = 2048;
 // Readers of existing compiled files expect the copyright cut this short.
 constexpr size_t kCopyrightLimit = 40;
 
-// The one compiled file being written: the writer is not re-entrant, and the public entries hold
+// A text formatted in memory.
+struct Text {
+  std::unique_ptr<char[]> data;
+  size_t size = 0;
+  size_t capacity = 0;
+  std::string_view view() const { return {data.get(), size}; }
+};
+
+// Where records are formatted: straight into the compiled file's block sink, or into a text of
+// their own. Each thread formats through its own, so the worker and the reading share nothing.
+class CbsOut {
+ public:
+  // Into text(), whose first room holds `first_size` characters.
+  explicit CbsOut(size_t first_size) : first_size_(first_size) {}
+  CbsOut(SafeFile* file, BlockSink* sink) : file_(file), sink_(sink) {}
+
+  /// Room for `size` characters at the end of what is written; commit() ends them.
+  char* room(size_t size) {
+    if (sink_) return sink_->room(size);
+    if (text_.capacity - text_.size < size) grow(size);
+    return text_.data.get() + text_.size;
+  }
+  void commit(const char* end) {
+    if (sink_) return sink_->commit(end);
+    text_.size = static_cast<size_t>(end - text_.data.get());
+  }
+  void append(std::string_view text) {
+    if (sink_) return sink_->append(text);
+    char* at = room(text.size());
+    commit(std::copy(text.begin(), text.end(), at));
+  }
+  /// A finished text of some size goes to the file as it is, without a copy into the block.
+  void append_text(std::string_view text) {
+    if (!file_ || text.size() < kCopiedText) return append(text);
+    sink_->flush();
+    (void)file_->Write(text);  // a failed write fails the commit
+  }
+
+  std::string_view text() const { return text_.view(); }
+  /// Starts the next text in the room of the last.
+  void clear() { text_.size = 0; }
+  Text take_text() { return std::move(text_); }
+
+  std::string line;  // the record being formatted
+
+ private:
+  static constexpr size_t kCopiedText = size_t{4} << 10;
+
+  void grow(size_t size);
+
+  SafeFile* file_ = nullptr;
+  BlockSink* sink_ = nullptr;
+  size_t first_size_ = 0;
+  Text text_;
+};
+
+void CbsOut::grow(size_t size) {
+  const size_t capacity = std::max({first_size_, 2 * text_.capacity, text_.size + size});
+  std::unique_ptr<char[]> data(new char[capacity]);
+  if (text_.size > 0) std::memcpy(data.get(), text_.data.get(), text_.size);
+  text_.data = std::move(data);
+  text_.capacity = capacity;
+}
+
+// The model blocks formatted during the reading. Each is placed in front of the one before, so
+// that the newest-first walk at the end finds them one after the other and writes them to the
+// file in large pieces, which costs the system far less than one write per model.
+class BackwardArena {
+ public:
+  std::string_view place(std::string_view text);
+
+ private:
+  // Pieces double from the first size to the last, which the system can back with one large
+  // page rather than hundreds of small ones.
+  static constexpr size_t kFirstPiece = size_t{256} << 10;
+  static constexpr size_t kLastPiece = size_t{2} << 20;
+  struct Free {
+    void operator()(char* data) const { std::free(data); }
+  };
+  struct Piece {
+    std::unique_ptr<char[], Free> data;
+    size_t size;
+    size_t front;  // where the texts placed so far begin
+  };
+  static std::unique_ptr<char[], Free> new_piece(size_t size);
+  std::vector<Piece> pieces_;
+};
+
+std::unique_ptr<char[], BackwardArena::Free> BackwardArena::new_piece(size_t size) {
+  const size_t rounded = (size + kLastPiece - 1) / kLastPiece * kLastPiece;
+  if (size != rounded) return std::unique_ptr<char[], Free>(static_cast<char*>(std::malloc(size)));
+  void* data = std::aligned_alloc(kLastPiece, size);
+#ifdef __linux__
+  if (data) (void)::madvise(data, size, MADV_HUGEPAGE);
+#endif
+  return std::unique_ptr<char[], Free>(static_cast<char*>(data));
+}
+
+std::string_view BackwardArena::place(std::string_view text) {
+  if (pieces_.empty() || pieces_.back().front < text.size()) {
+    const size_t wanted = pieces_.empty() ? kFirstPiece
+                                          : std::min(2 * pieces_.back().size, kLastPiece);
+    const size_t size = std::max(wanted, text.size());
+    pieces_.push_back({new_piece(size), size, size});
+  }
+  Piece& piece = pieces_.back();
+  piece.front -= text.size();
+  char* const at = piece.data.get() + piece.front;
+  if (!text.empty()) std::memcpy(at, text.data(), text.size());
+  return {at, text.size()};
+}
+
+// The compiled file being written: the writer is not re-entrant, and the public entries hold
 // the process-wide lock around it.
-struct CbsState {
+struct CbsFile {
   std::unique_ptr<SafeFile> file;   // the compiled file, replaced whole when it is closed
   std::unique_ptr<BlockSink> sink;  // the records on their way to it
-  std::string line;                 // the record being formatted
 };
-CbsState g_cbs;
+CbsFile g_cbs;
 
 // ---------------------------------------------------------------------------------------------
 // Records
@@ -54,56 +169,56 @@ void append_number(std::string* out, double value, Num form) {
   WRT_AppendFixed(out, value);
 }
 
-void begin(std::string_view keyword) { g_cbs.line.assign(keyword); }
+void begin(CbsOut& out, std::string_view keyword) { out.line.assign(keyword); }
 
-void add_number(double value, Num form) {
-  g_cbs.line += ' ';
-  append_number(&g_cbs.line, value, form);
+void add_number(CbsOut& out, double value, Num form) {
+  out.line += ' ';
+  append_number(&out.line, value, form);
 }
 
-void add_int(int value) {
+void add_int(CbsOut& out, int value) {
   char buffer[16];
   const std::to_chars_result result = std::to_chars(buffer, buffer + sizeof buffer, value);
-  g_cbs.line += ' ';
-  g_cbs.line.append(buffer, result.ptr);
+  out.line += ' ';
+  out.line.append(buffer, result.ptr);
 }
 
-void add_text(std::string_view text, size_t limit = kQuoteLimit) {
-  g_cbs.line += " \"";
-  CBS_EscapeString(&g_cbs.line, text, limit);
-  g_cbs.line += '"';
+void add_text(CbsOut& out, std::string_view text, size_t limit = kQuoteLimit) {
+  out.line += " \"";
+  CBS_EscapeString(&out.line, text, limit);
+  out.line += '"';
 }
 
 // Ends the record; records go to the file a block at a time.
-void put_line() {
-  g_cbs.line += '\n';
-  g_cbs.sink->append(g_cbs.line);
-  g_cbs.line.clear();
+void put_line(CbsOut& out) {
+  out.line += '\n';
+  out.append(out.line);
+  out.line.clear();
 }
 
-void put_value(std::string_view keyword, double value) {
-  begin(keyword);
-  add_number(value, Num::General);
-  put_line();
+void put_value(CbsOut& out, std::string_view keyword, double value) {
+  begin(out, keyword);
+  add_number(out, value, Num::General);
+  put_line(out);
 }
 
 // typ, min, max with a missing min or max written as the typ; nothing without a typ.
-void put_triple(std::string_view keyword, const Range* range, Num form) {
+void put_triple(CbsOut& out, std::string_view keyword, const Range* range, Num form) {
   double typ = 0.0;
   if (!range || !range_get_typ(range, &typ)) return;
   double min = typ;
   double max = typ;
   (void)range_select(range, kCornerMin, &min);
   (void)range_select(range, kCornerMax, &max);
-  begin(keyword);
-  for (const double value : {typ, min, max}) add_number(value, form);
-  put_line();
+  begin(out, keyword);
+  for (const double value : {typ, min, max}) add_number(out, value, form);
+  put_line(out);
 }
 
-void put_same_triple(std::string_view keyword, double value, Num form) {
-  begin(keyword);
-  for (int i = 0; i < 3; ++i) add_number(value, form);
-  put_line();
+void put_same_triple(CbsOut& out, std::string_view keyword, double value, Num form) {
+  begin(out, keyword);
+  for (int i = 0; i < 3; ++i) add_number(out, value, form);
+  put_line(out);
 }
 
 int open_output(const char* path) {
@@ -250,8 +365,9 @@ class XTexts {
 // entry of its own anywhere, which decides whether its copy is written at all.
 class ModelCopy {
  public:
-  ModelCopy(int corner, bool dry, XTexts* x_texts = nullptr)
-      : corner_(corner), dry_(dry), x_texts_(x_texts) {}
+  // A dry run neither formats nor needs `out` and `x_texts`.
+  ModelCopy(int corner, CbsOut* out = nullptr, XTexts* x_texts = nullptr)
+      : corner_(corner), dry_(out == nullptr), out_(out), x_texts_(x_texts) {}
 
   void write(const IbisModel& model);
   bool has_own_entry() const { return own_entry_; }
@@ -263,12 +379,13 @@ class ModelCopy {
   void waveform(const WaveformList& list, std::string_view table_word,
                 const char* const* fixture_words);
   void fixed(std::string_view keyword, double value) {
-    if (!dry_) put_value(keyword, value);
+    if (!dry_) put_value(*out_, keyword, value);
   }
   void note(bool own) { own_entry_ = own_entry_ || (own && corner_ != kCornerTyp); }
 
   int corner_;
   bool dry_;
+  CbsOut* out_;      // set when not dry
   XTexts* x_texts_;  // set when not dry
   bool own_entry_ = false;
 };
@@ -277,7 +394,7 @@ void ModelCopy::value(std::string_view keyword, const Range* range) {
   double chosen = 0.0;
   if (!range_select(range, corner_, &chosen)) return;
   note(range_corner_valid(*range, static_cast<Corner>(corner_)));
-  if (!dry_) put_value(keyword, chosen);
+  if (!dry_) put_value(*out_, keyword, chosen);
 }
 
 // The first row decides the column of the whole table; rows without it are left out.
@@ -285,21 +402,21 @@ void ModelCopy::table(std::string_view keyword, const RowList& rows) {
   const bool own = rows.head() && row_corner_valid(rows.head(), corner_);
   note(own);
   if (dry_) return;
-  begin(keyword);
-  put_line();
+  begin(*out_, keyword);
+  put_line(*out_);
   const int column = own ? corner_ : kCornerTyp;
   const XTexts::Text* x = x_texts_->of(rows).data();
   for (const RangeRow* row = rows.head(); row; row = row->next(), ++x) {
     double y = 0.0;
     if (x->size == 0 || !row_corner_value(row, column, &y)) continue;
     // A table is most of a compiled file: each row formatted straight into the block.
-    char* const line = g_cbs.sink->room(XTexts::kCopied + kNumberRoom + 2);
+    char* const line = out_->room(XTexts::kCopied + kNumberRoom + 2);
     std::memcpy(line, x->text.data(), XTexts::kCopied);
     char* p = line + x->size;
     *p++ = ' ';
     p = WRT_PutGeneral(p, y);
     *p++ = '\n';
-    g_cbs.sink->commit(p);
+    out_->commit(p);
   }
 }
 
@@ -314,12 +431,12 @@ void ModelCopy::ramp_edge(std::string_view dv_word, std::string_view dt_word,
     return;
   note(ramp_get_corner(ratio, static_cast<Corner>(corner_), &own_dv, &own_dt) == 1);
   if (dry_) return;
-  begin(dv_word);
-  add_number(dv, Num::General);
-  g_cbs.line += ' ';
-  g_cbs.line += dt_word;
-  add_number(dt, Num::General);
-  put_line();
+  begin(*out_, dv_word);
+  add_number(*out_, dv, Num::General);
+  out_->line += ' ';
+  out_->line += dt_word;
+  add_number(*out_, dt, Num::General);
+  put_line(*out_);
 }
 
 // The fixture of a waveform as the simulator front end sees it: the fixture and the device's own
@@ -390,30 +507,122 @@ void ModelCopy::write(const IbisModel& model) {
 }
 
 // A min or max copy only for a model that gives that corner somewhere; the typ copy always.
-void write_model_block(const IbisModel& model, std::string_view name) {
-  g_cbs.line = "\nModel";
-  add_text(name);
-  put_line();
-  begin("Type");
-  add_text(model_type_word(model));
-  put_line();
+void write_model_block(CbsOut& out, const IbisModel& model, std::string_view name) {
+  out.line = "\nModel";
+  add_text(out, name);
+  put_line(out);
+  begin(out, "Type");
+  add_text(out, model_type_word(model));
+  put_line(out);
   struct Copy {
     int corner;
     const char* keyword;
   };
   XTexts x_texts;
   for (const Copy copy : {Copy{kCornerMin, "\nMin_Model"}, Copy{kCornerMax, "\nMax_Model"}}) {
-    ModelCopy probe(copy.corner, true);
+    ModelCopy probe(copy.corner);
     probe.write(model);
     if (!probe.has_own_entry()) continue;
-    begin(copy.keyword);
-    put_line();
-    ModelCopy(copy.corner, false, &x_texts).write(model);
+    begin(out, copy.keyword);
+    put_line(out);
+    ModelCopy(copy.corner, &out, &x_texts).write(model);
   }
-  begin("\nTyp_Model");
-  put_line();
-  ModelCopy(kCornerTyp, false, &x_texts).write(model);
+  begin(out, "\nTyp_Model");
+  put_line(out);
+  ModelCopy(kCornerTyp, &out, &x_texts).write(model);
 }
+
+// Formats each model's block on the worker as soon as the reader is done with the model, then
+// lets its tables go: the rows are formatted while still hot, beside the reading of the next.
+class StreamedModels final : public ModelObserver {
+ public:
+  void ModelEnded(IbisModel& model) override;
+  void ReadingEnded() override {
+    post_batch();
+    worker_.Drain();
+  }
+  /// The worker, idle once the reading has ended.
+  OrderedWorker& helper() { return worker_; }
+  /// The block formatted for `model`; null for a model the reader did not hand over, whose
+  /// tables are then still in it.
+  const std::string_view* text_of(const IbisModel& model) const {
+    const auto it = texts_.find(&model);
+    return it == texts_.end() ? nullptr : it->second;
+  }
+
+ private:
+  // Most model blocks fit in the first room of the scratch text.
+  static constexpr size_t kFirstBlockSize = size_t{64} << 10;
+  // Models go to the worker a few at a time: waking it for each costs the reading more than
+  // the tables held a little longer.
+  static constexpr size_t kBatch = 8;
+  // Bounds the tables waiting to be formatted.
+  static constexpr size_t kPendingBatches = 2;
+  struct Job {
+    IbisModel* model;
+    std::string_view name;
+    std::string_view* text;
+  };
+
+  void post_batch();
+  void format(const Job& job);
+
+  // The reading thread's: each text made when its model is handed over, filled by its job, read
+  // once the worker is drained.
+  std::unordered_map<const IbisModel*, const std::string_view*> texts_;
+  std::deque<std::string_view> spans_;
+  std::vector<Job> batch_;
+  // The worker's.
+  CbsOut scratch_{kFirstBlockSize};
+  BackwardArena arena_;
+  OrderedWorker worker_{kPendingBatches};  // last, so that it drains before the rest goes
+};
+
+void StreamedModels::ModelEnded(IbisModel& model) {
+  std::string_view name;
+  (void)mdl_get_name(&model, &name);  // a model without a name is never written
+  std::string_view* const text = &spans_.emplace_back();
+  texts_[&model] = text;
+  batch_.push_back({&model, name, text});
+  if (batch_.size() == kBatch) post_batch();
+}
+
+void StreamedModels::post_batch() {
+  if (batch_.empty()) return;
+  worker_.Post([this, batch = std::move(batch_)] {
+    for (const Job& job : batch) format(job);
+  });
+  batch_.clear();
+}
+
+void StreamedModels::format(const Job& job) {
+  scratch_.clear();
+  write_model_block(scratch_, *job.model, job.name);
+  *job.text = arena_.place(scratch_.text());
+  (void)mdl_take_tables(job.model);
+}
+
+// Texts that lie one after the other in memory go to the file as one piece.
+class TextRun {
+ public:
+  explicit TextRun(CbsOut* out) : out_(out) {}
+  void add(std::string_view text) {
+    if (run_.empty() || run_.data() + run_.size() != text.data()) {
+      flush();
+      run_ = text;
+      return;
+    }
+    run_ = {run_.data(), run_.size() + text.size()};
+  }
+  void flush() {
+    if (!run_.empty()) out_->append_text(run_);
+    run_ = {};
+  }
+
+ private:
+  CbsOut* out_;
+  std::string_view run_;
+};
 
 // ---------------------------------------------------------------------------------------------
 // The component
@@ -489,7 +698,7 @@ bool names_diff_pin(const ComponentView& view, std::string_view pin) {
   return false;
 }
 
-void put_series_partners(const ComponentView& view, std::string_view pin) {
+void put_series_partners(CbsOut& out, const ComponentView& view, std::string_view pin) {
   if (!view.series) return;
   for (const SeriesPinRow& row : view.series->rows) {
     std::string_view pin1;
@@ -507,37 +716,37 @@ void put_series_partners(const ComponentView& view, std::string_view pin) {
       continue;
     const IbisModel* model = view.find_model(model_name);
     if (mdl_type_code(model) != static_cast<int>(ModelType::Series)) continue;
-    begin("series_2nd_pin");
-    add_text(partner);
-    add_text(model_name);
-    put_line();
+    begin(out, "series_2nd_pin");
+    add_text(out, partner);
+    add_text(out, model_name);
+    put_line(out);
     const SeriesInfo* info = nullptr;
     if (!mdl_get_on_block(model, &info)) continue;
     for (const Record<SeriesRange>& record : kSeriesRecords) {
       const Range* range = nullptr;
-      if (record.source(info, &range)) put_triple(record.keyword, range, Num::General);
+      if (record.source(info, &range)) put_triple(out, record.keyword, range, Num::General);
     }
   }
 }
 
-void put_diff_partner(const ComponentView& view, std::string_view pin) {
+void put_diff_partner(CbsOut& out, const ComponentView& view, std::string_view pin) {
   for (const DiffPinRow& row : view.diff_pins->rows) {
     std::string_view non_inverting;
     std::string_view inverting;
     if (!DIFPIN_GetPin(&row, &non_inverting) || !DIFPIN_GetInvPin(&row, &inverting)) continue;
     if (non_inverting != pin && inverting != pin) continue;
     const bool is_non_inverting = non_inverting == pin;
-    begin("diff_2nd_pin");
-    add_text(is_non_inverting ? inverting : non_inverting);
-    put_line();
-    begin("diff_polarity");
-    add_int(is_non_inverting ? 1 : 0);
-    put_line();
+    begin(out, "diff_2nd_pin");
+    add_text(out, is_non_inverting ? inverting : non_inverting);
+    put_line(out);
+    begin(out, "diff_polarity");
+    add_int(out, is_non_inverting ? 1 : 0);
+    put_line(out);
     double value = 0.0;
     if (DIFPIN_GetValue(&row.vdiff, &value)) {
-      begin("vdiff");
-      add_number(value, Num::Fixed);
-      put_line();
+      begin(out, "vdiff");
+      add_number(out, value, Num::Fixed);
+      put_line(out);
     }
     double typ = 0.0;
     if (DIFPIN_GetValue(&row.tdelay_typ, &typ)) {
@@ -545,9 +754,9 @@ void put_diff_partner(const ComponentView& view, std::string_view pin) {
       double max = typ;
       (void)DIFPIN_GetValue(&row.tdelay_min, &min);
       (void)DIFPIN_GetValue(&row.tdelay_max, &max);
-      begin("tdelay");
-      for (const double delay : {typ, min, max}) add_number(delay, Num::Fixed);
-      put_line();
+      begin(out, "tdelay");
+      for (const double delay : {typ, min, max}) add_number(out, delay, Num::Fixed);
+      put_line(out);
     }
     return;
   }
@@ -562,7 +771,7 @@ double edge_rate(const RampRatio* ratio, int corner) {
 
 // The faster edge of each corner. A zero dt has no rate; the record is then left out rather than
 // written as a number no reader can parse.
-void put_edge_rate(const IbisModel& model) {
+void put_edge_rate(CbsOut& out, const IbisModel& model) {
   double dv = 0.0;
   double dt = 0.0;
   const Ramp* ramp = nullptr;
@@ -580,18 +789,18 @@ void put_edge_rate(const IbisModel& model) {
     rates[i] = rise > fall ? rise : fall;
     if (!std::isfinite(rates[i])) return;
   }
-  begin("ERate");
-  for (const double rate : rates) add_number(rate, Num::General);
-  put_line();
+  begin(out, "ERate");
+  for (const double rate : rates) add_number(out, rate, Num::General);
+  put_line(out);
 }
 
-void put_thresholds(const IbisModel& model) {
+void put_thresholds(CbsOut& out, const IbisModel& model) {
   const ModelSpec* spec = nullptr;
   const bool has_spec = mdl_get_model_spec(&model, &spec) == 1;
   if (has_spec) {
     for (const Record<MspecParam>& record : kThresholdRecords) {
       const Range* range = nullptr;
-      if (mspec_get(spec, record.source, &range)) put_triple(record.keyword, range, Num::Fixed);
+      if (mspec_get(spec, record.source, &range)) put_triple(out, record.keyword, range, Num::Fixed);
     }
   }
   // Without the spec's own value, the model's single threshold stands for all three corners.
@@ -609,31 +818,51 @@ void put_thresholds(const IbisModel& model) {
     const Range* given = nullptr;
     double value = 0.0;
     if (has_spec && mspec_get(spec, fallback.param, &given)) continue;
-    if (fallback.get(&model, &value)) put_same_triple(fallback.keyword, value, Num::Fixed);
+    if (fallback.get(&model, &value)) put_same_triple(out, fallback.keyword, value, Num::Fixed);
   }
 }
 
-void put_model_records(const IbisModel& model) {
-  put_edge_rate(model);
+void put_model_records(CbsOut& out, const IbisModel& model) {
+  put_edge_rate(out, model);
   const Range* range = nullptr;
   for (const Record<ModelRange>& record : kReferenceRecords)
-    if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
+    if (record.source(&model, &range)) put_triple(out, record.keyword, range, Num::General);
   if (mdl_type_code(&model) == static_cast<int>(ModelType::Terminator)) {
     for (const Record<ModelRange>& record : kTerminatorRecords)
-      if (record.source(&model, &range)) put_triple(record.keyword, range, Num::General);
+      if (record.source(&model, &range)) put_triple(out, record.keyword, range, Num::General);
   }
-  put_thresholds(model);
+  put_thresholds(out, model);
 }
 
-void put_supply_list(const ComponentView& view, std::string_view keyword, std::string_view bus) {
+// The records a pin group takes from its model, the same for every pin on it: formatted once,
+// as the pins ask for them.
+class ModelRecords {
+ public:
+  std::string_view of(const IbisModel& model) {
+    // Room for the ten or so records of a common model.
+    constexpr size_t kFirstRecordsSize = 512;
+    const auto [it, added] = texts_.try_emplace(&model);
+    if (added) {
+      CbsOut text(kFirstRecordsSize);
+      put_model_records(text, model);
+      it->second = text.take_text();
+    }
+    return it->second.view();
+  }
+
+ private:
+  std::unordered_map<const IbisModel*, Text> texts_;
+};
+
+void put_supply_list(CbsOut& out, const ComponentView& view, std::string_view keyword, std::string_view bus) {
   const auto it = view.bus_pins.find(bus);
   if (it == view.bus_pins.end()) return;
-  begin(keyword);
-  for (const std::string_view pin : it->second) add_text(pin);
-  put_line();
+  begin(out, keyword);
+  for (const std::string_view pin : it->second) add_text(out, pin);
+  put_line(out);
 }
 
-void put_supply_pins(const ComponentView& view, std::string_view pin, std::string_view model) {
+void put_supply_pins(CbsOut& out, const ComponentView& view, std::string_view pin, std::string_view model) {
   const PinMappingRow* row = nullptr;
   if (!view.mapping || is_supply_model(model) || !PINMPG_Find(view.mapping, pin, &row)) return;
   struct Supply {
@@ -649,22 +878,23 @@ void put_supply_pins(const ComponentView& view, std::string_view pin, std::strin
   for (const Supply& supply : kSupplies) {
     std::string_view bus;
     if (PINMPG_GetRef(row, supply.column, &bus) && PINMPG_NamesBus(bus))
-      put_supply_list(view, supply.keyword, bus);
+      put_supply_list(out, view, supply.keyword, bus);
   }
 }
 
-void put_pin_group(const ComponentView& view, const Pin& pin) {
+void put_pin_group(CbsOut& out, const ComponentView& view, ModelRecords& records,
+                   const Pin& pin) {
   const std::string_view name = text_or_empty(PIN_GetName, pin);
   const std::string_view model_name = text_or_empty(PIN_GetModel, pin);
   const IbisModel* model = view.find_model(model_name);
   const bool diff = names_diff_pin(view, name);
-  begin("Pin");
-  add_text(name);
-  add_text(text_or_empty(PIN_GetSignal, pin));
-  add_text(model_name);
-  add_int(diff ? 1 : 0);
-  add_int(mdl_type_code(model));
-  put_line();
+  begin(out, "Pin");
+  add_text(out, name);
+  add_text(out, text_or_empty(PIN_GetSignal, pin));
+  add_text(out, model_name);
+  add_int(out, diff ? 1 : 0);
+  add_int(out, mdl_type_code(model));
+  put_line(out);
   struct Parasitic {
     const char* keyword;
     int (*get)(const Pin*, double*);
@@ -672,12 +902,12 @@ void put_pin_group(const ComponentView& view, const Pin& pin) {
   for (const Parasitic p : {Parasitic{"C_Pin", PIN_GetCpin}, Parasitic{"L_Pin", PIN_GetLpin},
                             Parasitic{"R_Pin", PIN_GetRpin}}) {
     double value = 0.0;
-    if (p.get(&pin, &value)) put_value(p.keyword, value);
+    if (p.get(&pin, &value)) put_value(out, p.keyword, value);
   }
-  put_series_partners(view, name);
-  if (diff) put_diff_partner(view, name);
-  if (model) put_model_records(*model);
-  put_supply_pins(view, name, model_name);
+  put_series_partners(out, view, name);
+  if (diff) put_diff_partner(out, view, name);
+  if (model) out.append(records.of(*model));
+  put_supply_pins(out, view, name, model_name);
 }
 
 const PinList* pins_or_report(const Component& component) {
@@ -687,7 +917,27 @@ const PinList* pins_or_report(const Component& component) {
   return nullptr;
 }
 
-void put_component_block(const IbisDocument& document, const Component& component) {
+// With a helper at hand, the later half of a long pin list is formatted on it meanwhile.
+void put_pin_groups(CbsOut& out, const ComponentView& view, OrderedWorker* helper) {
+  const std::vector<Pin>& pins = view.pins->pins;
+  constexpr size_t kSplitPins = 1000;  // below this the hand-over costs more than it saves
+  const size_t half = helper && pins.size() >= kSplitPins ? pins.size() / 2 : pins.size();
+  CbsOut later(size_t{1} << 20);
+  if (half < pins.size()) {
+    helper->Post([&] {
+      ModelRecords records;
+      for (size_t i = half; i < pins.size(); ++i) put_pin_group(later, view, records, pins[i]);
+    });
+  }
+  ModelRecords records;
+  for (size_t i = 0; i < half; ++i) put_pin_group(out, view, records, pins[i]);
+  if (half == pins.size()) return;
+  helper->Drain();
+  out.append_text(later.text());
+}
+
+void put_component_block(CbsOut& out, const IbisDocument& document, const Component& component,
+                         OrderedWorker* helper) {
   const PinList* pins = pins_or_report(component);
   if (!pins) return;
   std::string_view name;
@@ -695,58 +945,69 @@ void put_component_block(const IbisDocument& document, const Component& componen
     RPT_Error("Unable to access component info: name");
     return;
   }
-  begin("Component");
-  add_text(name);
-  put_line();
+  begin(out, "Component");
+  add_text(out, name);
+  put_line(out);
   std::string_view manufacturer;
   if (CMPNT_GetManufacturer(&component, &manufacturer)) {
-    begin("Manufacturer");
-    add_text(manufacturer);
-    put_line();
+    begin(out, "Manufacturer");
+    add_text(out, manufacturer);
+    put_line(out);
   }
   const Package* package = nullptr;
   if (CMPNT_GetPackage(&component, &package)) {
     const Range* range = nullptr;
-    if (PKG_GetCpkg(package, &range)) put_triple("C_Pkg", range, Num::General);
-    if (PKG_GetRpkg(package, &range)) put_triple("R_Pkg", range, Num::General);
-    if (PKG_GetLpkg(package, &range)) put_triple("L_Pkg", range, Num::General);
+    if (PKG_GetCpkg(package, &range)) put_triple(out, "C_Pkg", range, Num::General);
+    if (PKG_GetRpkg(package, &range)) put_triple(out, "R_Pkg", range, Num::General);
+    if (PKG_GetLpkg(package, &range)) put_triple(out, "L_Pkg", range, Num::General);
   }
-  begin("Num_Pins");
-  add_int(static_cast<int>(pins->pins.size()));
-  put_line();
-  const ComponentView view = make_view(document, component, pins);
-  for (const Pin& pin : pins->pins) put_pin_group(view, pin);
+  begin(out, "Num_Pins");
+  add_int(out, static_cast<int>(pins->pins.size()));
+  put_line(out);
+  put_pin_groups(out, make_view(document, component, pins), helper);
 }
 
 // Every model a pin names, once each, in the order of the document's model list (newest first);
 // models only a series pin pair names are not written.
-void put_model_blocks(const IbisDocument& document, const Component& component) {
+// A model streamed during the reading is written from its text, its tables gone; one the reader
+// did not hand over (none in a file that passes: its "[End]" closes the last model while the
+// reading goes on) from its tables.
+void put_model_blocks(CbsOut& out, const IbisDocument& document, const Component& component,
+                      const StreamedModels* streamed) {
   const PinList* pins = pins_or_report(component);
   if (!pins) return;
   std::unordered_set<std::string_view> used;
   for (const Pin& pin : pins->pins) used.insert(text_or_empty(PIN_GetModel, pin));
+  TextRun run(&out);
   const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
   if (!IBIS_GetList(document.models, &models)) return;
   for (auto it = models->rbegin(); it != models->rend(); ++it) {
     std::string_view name;
     if (!mdl_get_name(it->get(), &name) || used.erase(name) == 0) continue;
-    write_model_block(**it, name);
+    const std::string_view* text = streamed ? streamed->text_of(**it) : nullptr;
+    if (text) {
+      run.add(*text);
+      continue;
+    }
+    run.flush();
+    write_model_block(out, **it, name);
   }
+  run.flush();
 }
 
-void put_head(const FileHeader& header) {
-  begin("File_Rev 3 0");
-  put_line();
+void put_head(CbsOut& out, const FileHeader& header) {
+  begin(out, "File_Rev 3 0");
+  put_line(out);
   std::string_view text;
   if (HDR_GetCopyright(&header, &text)) {
-    begin("Copyright");
-    add_text(text, kCopyrightLimit);
-    put_line();
+    begin(out, "Copyright");
+    add_text(out, text, kCopyrightLimit);
+    put_line(out);
   }
   if (HDR_GetFileName(&header, &text)) {
-    begin("Src_Name");
-    add_text(text);
-    put_line();
+    begin(out, "Src_Name");
+    add_text(out, text);
+    put_line(out);
   }
 }
 
@@ -754,6 +1015,11 @@ void put_head(const FileHeader& header) {
 
 void CBS_EscapeString(std::string* out, std::string_view source, size_t limit) {
   TARN_ASSERT(out != nullptr && limit > 0);
+  // Most texts have no quote and fit: copied whole.
+  if (source.size() < limit && source.find('"') == std::string_view::npos) {
+    out->append(source);
+    return;
+  }
   // A doubled quote is copied whole even past the budget, so the text always reads back.
   long budget = static_cast<long>(limit) - 1;
   for (const char c : source) {
@@ -767,9 +1033,10 @@ void CBS_EscapeString(std::string* out, std::string_view source, size_t limit) {
   }
 }
 
-int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
-                         const char* component_name) {
-  TARN_ASSERT(document != nullptr);
+namespace {
+
+int compile_component(const IbisDocument* document, const char* output_path,
+                      const char* component_name, StreamedModels* streamed) {
   WriterSource source;
   if (!WRT_GetSource(document, &source)) return 0;
   const Component* component = WRT_ChooseComponent(*source.components, component_name);
@@ -779,10 +1046,19 @@ int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
     WRT_ReportUnopened(output_path);
     return 0;
   }
-  put_head(*source.header);
-  put_component_block(*document, *component);
-  put_model_blocks(*document, *component);
+  CbsOut out(g_cbs.file.get(), g_cbs.sink.get());
+  put_head(out, *source.header);
+  put_component_block(out, *document, *component, streamed ? &streamed->helper() : nullptr);
+  put_model_blocks(out, *document, *component, streamed);
   return close_output(output_path);
+}
+
+}  // namespace
+
+int CBS_CompileComponent(const IbisDocument* document, const char* output_path,
+                         const char* component_name) {
+  TARN_ASSERT(document != nullptr);
+  return compile_component(document, output_path, component_name, nullptr);
 }
 
 int IBIS_CompileDocument(const IbisDocument* document, const char* output, const char* component,
@@ -799,9 +1075,16 @@ int IBIS_CompileSourceToStream(const char* source, const char* component, const 
                                std::FILE* report) {
   ApiGuard guard;
   int written = 0;
-  (void)WRT_CheckSource(source, report, [&](const IbisDocument& document) {
-    written = CBS_CompileComponent(&document, output, component);
-  });
+  // Without a file to write there is nothing to stream.
+  const bool writes = output && std::string_view(output) != "-";
+  std::unique_ptr<StreamedModels> streamed;
+  if (writes) streamed = std::make_unique<StreamedModels>();
+  (void)WRT_CheckSource(
+      source, report,
+      [&](const IbisDocument& document) {
+        written = compile_component(&document, output, component, streamed.get());
+      },
+      streamed.get());
   return written;
 }
 

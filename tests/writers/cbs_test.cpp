@@ -12,6 +12,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "libibis/src/ibis.h"
 #include "libibis/src/rpt.h"
@@ -333,6 +334,145 @@ TEST(CompiledFile, WhatIsWrittenAndReportedDecidesTheResult) {
   }
 }
 
+// Sources built from parts: clean models whose one table, with all three corners, makes each
+// block some kilobytes long, and components naming them on their pins.
+std::string model_part(const std::string& name) {
+  std::string part = "[Model] " + name +
+                     "\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 1p 0.9p 1.1p\n"
+                     "[Voltage Range] 3.3 3.0 3.6\n[GND Clamp]\n";
+  for (int row = 0; row < 100; ++row) {
+    const double v = -3.3 + 0.066 * row;
+    const double i = v < 0 ? 0.01 * v : 0.0;
+    part += std::to_string(v) + " " + std::to_string(i) + " " + std::to_string(0.9 * i) + " " +
+            std::to_string(1.1 * i) + "\n";
+  }
+  return part;
+}
+
+std::string component_part(const std::string& name, const std::vector<std::string>& models) {
+  std::string part = "[Component] " + name +
+                     "\n[Manufacturer] Acme\n[Package]\nR_pkg 0.2 NA NA\nL_pkg 1n NA NA\n"
+                     "C_pkg 1p NA NA\n[Pin] signal_name model_name\n";
+  for (size_t pin = 0; pin < models.size(); ++pin)
+    part += std::to_string(pin + 1) + " S" + std::to_string(pin + 1) + " " + models[pin] + "\n";
+  return part;
+}
+
+std::string ibis_file(const std::string& body) {
+  return "[IBIS Ver] 3.2\n[File Name] t.ibs\n" + body + "[End]\n";
+}
+
+// Many models, a pin on two of every three: more than wait for the worker at once, and more text
+// than one piece of the store the blocks wait in.
+std::string many_models() {
+  std::vector<std::string> named;
+  std::string models;
+  for (int i = 0; i < 90; ++i) {
+    const std::string name = "m" + std::to_string(i);
+    if (i % 3 != 1) named.push_back(name);
+    models += model_part(name);
+  }
+  return ibis_file(component_part("MANY", named) + models);
+}
+
+struct Written {
+  int result = -1;
+  std::string report;
+  std::optional<std::string> file;
+};
+
+// The file read, checked and compiled in one pass, the models formatted as they are read.
+Written compile_streamed(const std::string& source, const char* component, const char* output,
+                         bool full_disk) {
+  TempDir dir;
+  dir.write("t.ibs", source);
+  ScopedCwd cwd(dir.path());
+  if (full_disk)
+    SFL_SetStepHook([](SafeFileStep step, const char*) {
+      return step == SafeFileStep::kWritten ? ENOSPC : 0;
+    });
+  MemStream report;
+  Written w;
+  w.result = quietly(
+      [&] { return IBIS_CompileSourceToStream("t.ibs", component, output, report.get()); });
+  SFL_SetStepHook(nullptr);
+  w.report = report.text();
+  w.file = file_bytes(dir.path() / output);
+  return w;
+}
+
+// The same from a document read whole and kept.
+Written compile_kept(const std::string& source, const char* component) {
+  ReadResult read = read_source(source, "t.ibs", /*want_document=*/true);
+  TempDir dir;
+  const std::string output = (dir.path() / "out.cbs").string();
+  MemStream report;
+  Written w;
+  w.result = IBIS_CompileDocument(read.document.get(), output.c_str(), component, report.get());
+  w.report = report.text();
+  w.file = file_bytes(output);
+  return w;
+}
+
+TEST(CompiledFile, StreamedModelsGiveTheKeptDocumentsFile) {
+  const std::vector<std::string> ab = {"a", "b", "GND"};
+  const std::string a_b = model_part("a") + model_part("b");
+  std::vector<std::string> long_list;  // long enough for its pin groups to be shared out
+  for (int pin = 0; pin < 1500; ++pin) long_list.push_back(pin % 3 == 0 ? "a" : "b");
+  struct Case {
+    const char* what;
+    std::string source;
+    const char* component;
+    const char* output = "out.cbs";
+    bool full_disk = false;
+    // The end of the report: the writer's findings, if any, and the summary.
+    const char* report_end = "File t.ibs  Errors: 0  Compile Passed\n\n";
+    bool written = true;  // else no file is left
+  };
+  const Case cases[] = {
+      {"many models, some named by no pin", many_models(), "MANY"},
+      {"the second of two components, a model only the first names",
+       ibis_file(component_part("ONE", {"a", "b", "c"}) + component_part("TWO", {"b"}) + a_b +
+                 model_part("c")),
+       "TWO"},
+      {"the component after its models", ibis_file(a_b + component_part("LATE", ab)), "LATE"},
+      {"a long pin list", ibis_file(component_part("LONG", long_list) + a_b), "LONG"},
+      {"a pin on a selector given after the models",
+       ibis_file(component_part("SEL", {"a", "sel", "b"}) + a_b +
+                 "[Model Selector] sel\na first\nb second\n"),
+       "SEL"},
+      {"a model defined twice fails the check",
+       ibis_file(component_part("TWICE", ab) + a_b + model_part("a")), "TWICE", "out.cbs", false,
+       "File t.ibs  Errors: 1  Compile Failed\n\n", false},
+      {"an output that cannot be opened", ibis_file(component_part("X", ab) + a_b), "X",
+       "missing/out.cbs", false,
+       "ERROR t.ibs - Unable to open output file.\n"
+       "ERROR t.ibs - Unable to open file \"missing/out.cbs\"\n"
+       "File t.ibs  Errors: 2  Compile Failed\n\n",
+       false},
+      {"a write that fails", ibis_file(component_part("X", ab) + a_b), "X", "out.cbs", true,
+       "ERROR t.ibs - Unable to close output file.\n"
+       "ERROR t.ibs - Unable to write file \"out.cbs\": No space left on device\n"
+       "File t.ibs  Errors: 2  Compile Failed\n\n",
+       false},
+  };
+  for (const Case& k : cases) {
+    const Written streamed = compile_streamed(k.source, k.component, k.output, k.full_disk);
+    const std::string& report = streamed.report;
+    const std::string_view end(k.report_end);
+    EXPECT_TRUE(report.size() >= end.size() && report.substr(report.size() - end.size()) == end)
+        << k.what << "\n" << report;
+    EXPECT_EQ(streamed.result, k.written ? 1 : 0) << k.what;
+    if (!k.written) {
+      EXPECT_EQ(streamed.file, std::nullopt) << k.what;
+      continue;
+    }
+    const Written kept = compile_kept(k.source, k.component);
+    ASSERT_EQ(kept.result, 1) << k.what << "\n" << kept.report;
+    EXPECT_TRUE(streamed.file == kept.file) << k.what;  // not printed: they are long
+  }
+}
+
 TEST(CompiledFile, EscapingDoublesQuotesWithinItsBudget) {
   struct Case {
     std::string_view source;
@@ -342,6 +482,7 @@ TEST(CompiledFile, EscapingDoublesQuotesWithinItsBudget) {
   const Case cases[] = {
       {"A\"B", 2048, "A\"\"B"},
       {"abcdef", 4, "abc"},
+      {"abc", 4, "abc"},  // fits exactly
       {"ab\"cd", 4, "ab\"\""},  // the quote costs two and fits exactly
       {"abc\"d", 4, "abc"},     // the budget is spent before the quote
       {"a\"bcd", 3, "a\"\""},   // a quote is never cut in half, even past the budget
