@@ -1,5 +1,7 @@
 #include "writers/cbs.h"
 
+#include <sys/mman.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -8,10 +10,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <cstdlib>
-#include <sys/mman.h>
 #include <deque>
 #include <memory>
+#include <new>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -114,8 +115,10 @@ class BackwardArena {
   // page rather than hundreds of small ones.
   static constexpr size_t kFirstPiece = size_t{256} << 10;
   static constexpr size_t kLastPiece = size_t{2} << 20;
+  // Every piece is aligned to a large page, so that a full-size one can be backed by one.
+  static constexpr std::align_val_t kAlign{kLastPiece};
   struct Free {
-    void operator()(char* data) const { std::free(data); }
+    void operator()(char* data) const { ::operator delete(data, kAlign); }
   };
   struct Piece {
     std::unique_ptr<char[], Free> data;
@@ -127,13 +130,11 @@ class BackwardArena {
 };
 
 std::unique_ptr<char[], BackwardArena::Free> BackwardArena::new_piece(size_t size) {
-  const size_t rounded = (size + kLastPiece - 1) / kLastPiece * kLastPiece;
-  if (size != rounded) return std::unique_ptr<char[], Free>(static_cast<char*>(std::malloc(size)));
-  void* data = std::aligned_alloc(kLastPiece, size);
+  std::unique_ptr<char[], Free> data(static_cast<char*>(::operator new(size, kAlign)));
 #ifdef __linux__
-  if (data) (void)::madvise(data, size, MADV_HUGEPAGE);
+  if (size % kLastPiece == 0) (void)::madvise(data.get(), size, MADV_HUGEPAGE);
 #endif
-  return std::unique_ptr<char[], Free>(static_cast<char*>(data));
+  return data;
 }
 
 std::string_view BackwardArena::place(std::string_view text) {
@@ -800,7 +801,8 @@ void put_thresholds(CbsOut& out, const IbisModel& model) {
   if (has_spec) {
     for (const Record<MspecParam>& record : kThresholdRecords) {
       const Range* range = nullptr;
-      if (mspec_get(spec, record.source, &range)) put_triple(out, record.keyword, range, Num::Fixed);
+      if (mspec_get(spec, record.source, &range))
+        put_triple(out, record.keyword, range, Num::Fixed);
     }
   }
   // Without the spec's own value, the model's single threshold stands for all three corners.
@@ -854,7 +856,8 @@ class ModelRecords {
   std::unordered_map<const IbisModel*, Text> texts_;
 };
 
-void put_supply_list(CbsOut& out, const ComponentView& view, std::string_view keyword, std::string_view bus) {
+void put_supply_list(CbsOut& out, const ComponentView& view, std::string_view keyword,
+                     std::string_view bus) {
   const auto it = view.bus_pins.find(bus);
   if (it == view.bus_pins.end()) return;
   begin(out, keyword);
@@ -862,7 +865,8 @@ void put_supply_list(CbsOut& out, const ComponentView& view, std::string_view ke
   put_line(out);
 }
 
-void put_supply_pins(CbsOut& out, const ComponentView& view, std::string_view pin, std::string_view model) {
+void put_supply_pins(CbsOut& out, const ComponentView& view, std::string_view pin,
+                     std::string_view model) {
   const PinMappingRow* row = nullptr;
   if (!view.mapping || is_supply_model(model) || !PINMPG_Find(view.mapping, pin, &row)) return;
   struct Supply {
