@@ -13,7 +13,8 @@ namespace tarn {
 /// summary line) and, when no error was counted, writes the compiled file of `component` (null: the
 /// source must hold exactly one component) to `output`. The writer's own errors are reported before
 /// the summary and count towards it. Returns 1 when the file was written (with a null or "-"
-/// output: when the component was found), else 0.
+/// output: when the component was found), else 0. Each model's part is formatted on a second
+/// thread while the rest of the source is read, and its tables freed then.
 TARN_API int IBIS_CompileSourceToStream(const char* source, const char* component,
                                         const char* output, std::FILE* report);
 

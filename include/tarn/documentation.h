@@ -16,7 +16,8 @@ namespace tarn {
 /// listing of `component` (its name compared without regard to case; null: the source must hold
 /// exactly one component) to `output`. The writer's own errors are reported before the summary
 /// and count towards it. Returns 1 when the listing was written (with a null output: when the
-/// component was found), else 0.
+/// component was found), else 0. Each model's part is written on a second thread while the rest
+/// of the source is read, and its tables freed then, so the memory stays near that of a check.
 TARN_API int IBIS_DocumentSourceToStream(const char* source, const char* component,
                                          const char* output, std::FILE* report);
 
