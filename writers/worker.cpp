@@ -1,14 +1,29 @@
 #include "writers/worker.h"
 
+#include <sched.h>
+
 #include <utility>
 
 #include "libibis/src/guard.h"
 
 namespace tarn {
+namespace {
+
+// The processors the calling thread may run on: a process pinned to one, or a container given
+// one, has one whatever the machine holds.
+unsigned usable_processors() {
+#ifdef __linux__
+  cpu_set_t set;
+  if (::sched_getaffinity(0, sizeof set, &set) == 0) return static_cast<unsigned>(CPU_COUNT(&set));
+#endif
+  return std::thread::hardware_concurrency();
+}
+
+}  // namespace
 
 OrderedWorker::OrderedWorker(size_t max_pending) : max_pending_(max_pending > 0 ? max_pending : 1) {
   // A second thread on a single processor only adds switches.
-  if (std::thread::hardware_concurrency() > 1) thread_ = std::thread([this] { Run(); });
+  if (usable_processors() > 1) thread_ = std::thread([this] { Run(); });
 }
 
 OrderedWorker::~OrderedWorker() {

@@ -40,6 +40,19 @@ class ScopedCwd {
   std::filesystem::path previous_;
 };
 
+/// Runs code on one processor when `one` is set: the calling thread's affinity narrowed to the
+/// processor it is on, and put back at the end. What runs inside finds a single processor.
+class ProcessorScope {
+ public:
+  explicit ProcessorScope(bool one);
+  ~ProcessorScope();
+  ProcessorScope(const ProcessorScope&) = delete;
+  ProcessorScope& operator=(const ProcessorScope&) = delete;
+
+ private:
+  std::unique_ptr<unsigned char[]> saved_;  // the mask to put back; null when unchanged
+};
+
 /// Collects what is written to a stream.
 class MemStream {
  public:

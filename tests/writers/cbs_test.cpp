@@ -456,8 +456,15 @@ TEST(CompiledFile, StreamedModelsGiveTheKeptDocumentsFile) {
        "File t.ibs  Errors: 2  Compile Failed\n\n",
        false},
   };
+  // On one processor the worker's jobs run on the reading thread, as they come.
+  for (const bool one_processor : {false, true})
   for (const Case& k : cases) {
-    const Written streamed = compile_streamed(k.source, k.component, k.output, k.full_disk);
+    SCOPED_TRACE(one_processor ? "one processor" : "all processors");
+    Written streamed;
+    {
+      ProcessorScope processors(one_processor);
+      streamed = compile_streamed(k.source, k.component, k.output, k.full_disk);
+    }
     const std::string& report = streamed.report;
     const std::string_view end(k.report_end);
     EXPECT_TRUE(report.size() >= end.size() && report.substr(report.size() - end.size()) == end)

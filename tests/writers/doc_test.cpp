@@ -415,14 +415,20 @@ TEST(DocWriter, StreamedListingEqualsTheKeptDocumentsOne) {
       {"a failed write, listing put together again", selector_last, nullptr, "doc.txt",
        fail_write, kNoSpace},
   };
+  // On one processor the worker's jobs run on the reading thread, as they come.
+  for (const bool one_processor : {false, true})
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
+    SCOPED_TRACE(std::string(c.what) + (one_processor ? ", one processor" : ""));
     test::TempDir dir;
     test::ScopedCwd cwd(dir.path());
     dir.write("t.ibs", c.source);
     test::MemStream report;
     SFL_SetStepHook(c.hook);
-    const int streamed = IBIS_DocumentSourceToStream("t.ibs", c.component, c.output, report.get());
+    int streamed = 0;
+    {
+      test::ProcessorScope processors(one_processor);
+      streamed = IBIS_DocumentSourceToStream("t.ibs", c.component, c.output, report.get());
+    }
     const std::optional<std::string> listing = test::file_bytes(dir.path() / "doc.txt");
     SFL_SetStepHook(nullptr);
     std::string errors;

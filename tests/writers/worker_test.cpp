@@ -1,10 +1,14 @@
 #include "writers/worker.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 
 #include <atomic>
 #include <numeric>
+#include <thread>
 #include <vector>
+
+#include "test_support.h"
 
 namespace tarn {
 namespace {
@@ -39,6 +43,21 @@ TEST(OrderedWorker, DestructionRunsWhatWasPosted) {
     for (int i = 0; i < 50; ++i) worker.Post([&] { ran.fetch_add(1); });
   }
   EXPECT_EQ(ran.load(), 50);
+}
+
+// Made on one processor, a worker runs each job at once on the posting thread; made with more,
+// on its own.
+TEST(OrderedWorker, RunsInlineOnOneProcessor) {
+  cpu_set_t usable;
+  ASSERT_EQ(sched_getaffinity(0, sizeof usable, &usable), 0);
+  for (const bool one : {false, true}) {
+    test::ProcessorScope processors(one);
+    OrderedWorker worker(4);
+    std::thread::id ran_on;
+    worker.Post([&] { ran_on = std::this_thread::get_id(); });
+    worker.Drain();
+    EXPECT_EQ(ran_on == std::this_thread::get_id(), one || CPU_COUNT(&usable) == 1) << one;
+  }
 }
 
 }  // namespace
