@@ -13,6 +13,7 @@
 #include <deque>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -1080,15 +1081,15 @@ int IBIS_CompileSourceToStream(const char* source, const char* component, const 
   ApiGuard guard;
   int written = 0;
   // Without a file to write there is nothing to stream.
-  const bool writes = output && std::string_view(output) != "-";
-  std::unique_ptr<StreamedModels> streamed;
-  if (writes) streamed = std::make_unique<StreamedModels>();
+  std::optional<StreamedModels> streamed;
+  if (output && std::string_view(output) != "-") streamed.emplace();
+  StreamedModels* const observer = streamed ? &*streamed : nullptr;
   (void)WRT_CheckSource(
       source, report,
       [&](const IbisDocument& document) {
-        written = compile_component(&document, output, component, streamed.get());
+        written = compile_component(&document, output, component, observer);
       },
-      streamed.get());
+      observer);
   return written;
 }
 

@@ -886,16 +886,16 @@ int IBIS_DocumentSourceToStream(const char* source, const char* component, const
                                 std::FILE* report) {
   ApiGuard guard;
   bool written = false;
-  if (!output) {
-    (void)WRT_CheckSource(source, report, [&](const IbisDocument& document) {
-      written = DOC_WriteComponent(&document, output, component);
-    });
-    return written ? 1 : 0;
-  }
-  DocStream stream(output, component);
+  // Without a file to write there is nothing to stream.
+  std::optional<DocStream> stream;
+  if (output) stream.emplace(output, component);
   (void)WRT_CheckSource(
       source, report,
-      [&](const IbisDocument& document) { written = stream.Finish(document); }, &stream);
+      [&](const IbisDocument& document) {
+        written = stream ? stream->Finish(document)
+                         : DOC_WriteComponent(&document, output, component);
+      },
+      stream ? &*stream : nullptr);
   return written ? 1 : 0;
 }
 

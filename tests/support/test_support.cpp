@@ -1,7 +1,5 @@
 #include "test_support.h"
 
-#include <sched.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -29,19 +27,16 @@ TempDir::TempDir() {
 }
 
 ProcessorScope::ProcessorScope(bool one) {
-  if (!one) return;
-  auto saved = std::make_unique<unsigned char[]>(sizeof(cpu_set_t));
-  auto* mask = reinterpret_cast<cpu_set_t*>(saved.get());
-  if (::sched_getaffinity(0, sizeof(cpu_set_t), mask) != 0) return;
+  cpu_set_t mask;
+  if (!one || ::sched_getaffinity(0, sizeof mask, &mask) != 0) return;
   cpu_set_t single;
   CPU_ZERO(&single);
   CPU_SET(::sched_getcpu(), &single);
-  if (::sched_setaffinity(0, sizeof single, &single) == 0) saved_ = std::move(saved);
+  if (::sched_setaffinity(0, sizeof single, &single) == 0) saved_ = mask;
 }
 
 ProcessorScope::~ProcessorScope() {
-  if (saved_)
-    (void)::sched_setaffinity(0, sizeof(cpu_set_t), reinterpret_cast<cpu_set_t*>(saved_.get()));
+  if (saved_) (void)::sched_setaffinity(0, sizeof *saved_, &*saved_);
 }
 
 TempDir::~TempDir() {

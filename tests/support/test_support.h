@@ -1,6 +1,8 @@
 // Shared helpers: IBIS fixtures written to a temporary folder and read with the reader.
 #pragma once
 
+#include <sched.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <memory>
@@ -50,7 +52,7 @@ class ProcessorScope {
   ProcessorScope& operator=(const ProcessorScope&) = delete;
 
  private:
-  std::unique_ptr<unsigned char[]> saved_;  // the mask to put back; null when unchanged
+  std::optional<cpu_set_t> saved_;  // the mask to put back; none when unchanged
 };
 
 /// Collects what is written to a stream.
