@@ -534,17 +534,28 @@ void write_model_block(CbsOut& out, const IbisModel& model, std::string_view nam
   ModelCopy(kCornerTyp, &out, &x_texts).write(model);
 }
 
-// Formats each model's block on the worker as soon as the reader is done with the model, then
-// lets its tables go: the rows are formatted while still hot, beside the reading of the next.
+// Formats each model's block on the worker as soon as the reader is done with the model, while
+// its rows are still hot, beside the reading of the next; the worker then hands the tables back
+// to the reading thread, which frees them where they were allocated. Meanwhile the worker also
+// holds the compiled file that `output` names, so that the old one is freed on it once the new
+// one has taken its place.
 class StreamedModels final : public ModelObserver {
  public:
+  explicit StreamedModels(const char* output) {
+    worker_.Post([this, target = std::string(output)] { replaced_.Hold(target); });
+  }
   void ModelEnded(IbisModel& model) override;
   void ReadingEnded() override {
     post_batch();
     worker_.Drain();
+    spent_.Release();
   }
   /// The worker, idle once the reading has ended.
   OrderedWorker& helper() { return worker_; }
+  /// Once the new compiled file is in place: the old one is freed while the call returns.
+  void ReleaseReplaced() {
+    worker_.Post([this] { replaced_.Release(); });
+  }
   /// The block formatted for `model`; null for a model the reader did not hand over, whose
   /// tables are then still in it.
   const std::string_view* text_of(const IbisModel& model) const {
@@ -577,6 +588,8 @@ class StreamedModels final : public ModelObserver {
   // The worker's.
   CbsOut scratch_{kFirstBlockSize};
   BackwardArena arena_;
+  HandBack<ModelTables> spent_;
+  ReplacedFile replaced_;
   OrderedWorker worker_{kPendingBatches};  // last, so that it drains before the rest goes
 };
 
@@ -590,6 +603,7 @@ void StreamedModels::ModelEnded(IbisModel& model) {
 }
 
 void StreamedModels::post_batch() {
+  spent_.Release();
   if (batch_.empty()) return;
   worker_.Post([this, batch = std::move(batch_)] {
     for (const Job& job : batch) format(job);
@@ -601,7 +615,7 @@ void StreamedModels::format(const Job& job) {
   scratch_.clear();
   write_model_block(scratch_, *job.model, job.name);
   *job.text = arena_.place(scratch_.text());
-  (void)mdl_take_tables(job.model);
+  spent_.Give(mdl_take_tables(job.model));
 }
 
 // Texts that lie one after the other in memory go to the file as one piece.
@@ -1055,7 +1069,9 @@ int compile_component(const IbisDocument* document, const char* output_path,
   put_head(out, *source.header);
   put_component_block(out, *document, *component, streamed ? &streamed->helper() : nullptr);
   put_model_blocks(out, *document, *component, streamed);
-  return close_output(output_path);
+  if (!close_output(output_path)) return 0;
+  if (streamed) streamed->ReleaseReplaced();
+  return 1;
 }
 
 }  // namespace
@@ -1082,7 +1098,7 @@ int IBIS_CompileSourceToStream(const char* source, const char* component, const 
   int written = 0;
   // Without a file to write there is nothing to stream.
   std::optional<StreamedModels> streamed;
-  if (output && std::string_view(output) != "-") streamed.emplace();
+  if (output && std::string_view(output) != "-") streamed.emplace(output);
   StreamedModels* const observer = streamed ? &*streamed : nullptr;
   (void)WRT_CheckSource(
       source, report,

@@ -10,7 +10,6 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <span>
 #include <string>
@@ -704,15 +703,17 @@ std::string head_text(const IbisDocument* document, const FileHeader* header,
 
 // Each model's listing is written as soon as the model has been read and checked, by a worker
 // beside the reading, into the target's replacement; the worker then hands the model's tables
-// back to the reading thread, which frees them where they were allocated (and where their memory
-// is used again). The head goes first, as the document stands at the first model. At the end
+// back to the reading thread, which frees them where they were allocated. Meanwhile the worker
+// holds the listing the new one will replace, and frees it once replaced. The head goes first, as the document stands at the first model. At the end
 // the listing needs only "[End]" when the head and the models listed are those written;
 // otherwise (the component, a selector or a package model after the models, models the
 // component does not use) it is put together again in its own order, from the final head and
 // the models' texts read back.
 class DocStream final : public ModelObserver {
  public:
-  DocStream(const char* path, const char* component) : path_(path), component_(component) {}
+  DocStream(const char* path, const char* component) : path_(path), component_(component) {
+    worker_.Post([this] { replaced_.Hold(path_); });
+  }
   void ModelEnded(IbisModel& model) override;
   void ReadingEnded() override;
   // Completes the listing of a document that passed; reports as DOC_WriteComponent does.
@@ -728,6 +729,8 @@ class DocStream final : public ModelObserver {
   void StreamModels(const std::vector<IbisModel*>& models);
   bool Rebuild(const std::string& head, const std::vector<const IbisModel*>& listed);
   bool CopyStreamed(const Streamed& streamed, DocText& out);
+  // The listing committed: the one it replaced is freed on the worker while the call returns.
+  bool Committed(SafeFile& file);
 
   const char* path_;
   const char* component_;
@@ -738,8 +741,8 @@ class DocStream final : public ModelObserver {
   std::vector<IbisModel*> batch_;  // models not yet handed to the worker
   std::vector<const IbisModel*> order_;  // the models written, in their order
   std::unordered_map<const IbisModel*, Streamed> streamed_;
-  std::mutex spent_mutex_;
-  std::vector<ModelTables> spent_;  // tables written out, for the reading thread to free
+  HandBack<ModelTables> spent_;  // tables written out, for the reading thread to free
+  ReplacedFile replaced_;
   OrderedWorker worker_{kPendingBatches};  // last, so that it is drained first
 };
 
@@ -772,15 +775,11 @@ void DocStream::ModelEnded(IbisModel& model) {
 void DocStream::ReadingEnded() {
   if (!batch_.empty()) PostBatch();
   worker_.Drain();
-  spent_.clear();
+  spent_.Release();
 }
 
 void DocStream::PostBatch() {
-  std::vector<ModelTables> spent;
-  {
-    std::lock_guard<std::mutex> lock(spent_mutex_);
-    spent.swap(spent_);
-  }
+  spent_.Release();
   worker_.Post([this, models = std::move(batch_)] { StreamModels(models); });
   batch_.clear();
 }
@@ -791,9 +790,7 @@ void DocStream::StreamModels(const std::vector<IbisModel*>& models) {
     write_listed_model(*text_, model);
     order_.push_back(model);
     streamed_[model] = {begin, text_->size()};
-    ModelTables tables = mdl_take_tables(model);
-    std::lock_guard<std::mutex> lock(spent_mutex_);
-    spent_.push_back(std::move(tables));
+    spent_.Give(mdl_take_tables(model));
   }
 }
 
@@ -809,7 +806,7 @@ bool DocStream::Finish(const IbisDocument& document) {
   if (head != head_ || listed != order_) return Rebuild(head, listed);
   text_->put("[End]");
   text_->flush();
-  return committed(path_, *file_);
+  return Committed(*file_);
 }
 
 bool DocStream::Rebuild(const std::string& head, const std::vector<const IbisModel*>& listed) {
@@ -832,7 +829,13 @@ bool DocStream::Rebuild(const std::string& head, const std::vector<const IbisMod
   }
   out.put("[End]");
   out.flush();
-  return committed(path_, file);
+  return Committed(file);
+}
+
+bool DocStream::Committed(SafeFile& file) {
+  if (!committed(path_, file)) return false;
+  worker_.Post([this] { replaced_.Release(); });
+  return true;
 }
 
 bool DocStream::CopyStreamed(const Streamed& streamed, DocText& out) {

@@ -1,6 +1,7 @@
 #include "writers/safe_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -129,6 +130,26 @@ bool SafeFile::Commit() {
   sync_directory(target_);
   (void)Step(SafeFileStep::kRenamed);  // done: a hook here only watches
   return true;
+}
+
+void ReplacedFile::Hold(const std::string& target) {
+  Release();
+  const int fd = ::open(target.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  if (fd < 0) return;  // nothing to replace, or nothing this could hold
+  struct stat info {};
+  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+    ::close(fd);
+    return;
+  }
+#ifdef __linux__
+  (void)::posix_fadvise(fd, 0, 0, POSIX_FADV_DONTNEED);
+#endif
+  fd_ = fd;
+}
+
+void ReplacedFile::Release() {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = -1;
 }
 
 void BlockSink::append(std::string_view text) {

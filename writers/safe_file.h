@@ -66,6 +66,26 @@ class SafeFile {
   size_t written_back_ = 0;  // of which the system was asked to start writing out
 };
 
+/// The file a replacement will take the place of, held open so that the system frees it when
+/// this lets go of it rather than inside the rename: freeing a large file costs the file system
+/// milliseconds, which a second thread can bear while the first goes on.
+class ReplacedFile {
+ public:
+  ReplacedFile() = default;
+  ~ReplacedFile() { Release(); }
+  ReplacedFile(const ReplacedFile&) = delete;
+  ReplacedFile& operator=(const ReplacedFile&) = delete;
+
+  /// Holds `target` if it is a file that exists (else nothing), its cached pages dropped now
+  /// rather than at the rename. Its content stays as it is.
+  void Hold(const std::string& target);
+  /// Lets go of the file held, if any: once it has been renamed over, this frees it.
+  void Release();
+
+ private:
+  int fd_ = -1;
+};
+
 /// Text bound for a SafeFile, gathered in a block and written a block at a time; writers format
 /// straight into the block's room.
 class BlockSink {

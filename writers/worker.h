@@ -8,6 +8,8 @@
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace tarn {
 
@@ -35,6 +37,29 @@ class OrderedWorker {
   bool running_job_ = false;
   bool stopping_ = false;
   std::thread thread_;  // not started when the jobs run inline
+};
+
+/// What a worker's jobs are done with, handed back for the posting thread to let go of: memory
+/// is then freed by the thread that allocated it, so the allocator's lock does not bounce
+/// between the two threads and the memory is used again while it is still in the cache.
+template <typename T>
+class HandBack {
+ public:
+  /// On the worker.
+  void Give(T thing) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    things_.push_back(std::move(thing));
+  }
+  /// On the posting thread: lets go of everything given so far.
+  void Release() {
+    std::vector<T> things;
+    std::lock_guard<std::mutex> lock(mutex_);
+    things.swap(things_);
+  }  // `things` goes once the lock is released
+
+ private:
+  std::mutex mutex_;
+  std::vector<T> things_;
 };
 
 }  // namespace tarn

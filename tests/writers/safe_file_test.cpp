@@ -1,6 +1,7 @@
 #include "writers/safe_file.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <filesystem>
@@ -9,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tarn/compile.h"
+#include "tarn/documentation.h"
 #include "test_support.h"
 
 namespace tarn::test {
@@ -56,6 +59,63 @@ TEST(SafeFile, RealFailuresAreReportedWithTheirReason) {
   }
   EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
       << "a file never committed leaves nothing";
+}
+
+// The files this process holds open below `dir`.
+int files_held(const fs::path& dir) {
+  int held = 0;
+  for (const auto& fd : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    if (fs::read_symlink(fd.path(), error).string().starts_with(dir.string()) && !error) ++held;
+  }
+  return held;
+}
+
+// A plain file held stays held, unlinked, once another is renamed over it, until let go of;
+// nothing else is held (a link's target is not the file the rename frees).
+TEST(ReplacedFile, HoldsAPlainFileUntilReleased) {
+  const struct {
+    const char* name;
+    bool held;
+  } cases[] = {{"a file", true}, {"nothing", false}, {"a folder", false}, {"a link", false}};
+  for (const auto& c : cases) {
+    TempDir dir;
+    const fs::path target = dir.path() / "f.cbs";
+    const std::string name = c.name;
+    if (name == "a file") dir.write("f.cbs", "old\n");
+    if (name == "a folder") fs::create_directory(target);
+    if (name == "a link") fs::create_symlink(dir.write("other", "old\n"), target);
+    ReplacedFile replaced;
+    replaced.Hold(target.string());
+    EXPECT_EQ(files_held(dir.path()), c.held ? 1 : 0) << name;
+    if (name != "a folder") {
+      ASSERT_EQ(SFL_WriteFile(target.string(), "new\n"), 0) << name;
+    }
+    EXPECT_EQ(files_held(dir.path()), c.held ? 1 : 0) << name;
+    replaced.Release();
+    EXPECT_EQ(files_held(dir.path()), 0) << name;
+  }
+}
+
+// Writing over an earlier output leaves the new content, and the old file is let go of before
+// the call returns, on one processor as on several.
+TEST(ReplacedFile, TheStreamedWritersLetTheOldOutputGo) {
+  using Entry = int (*)(const char*, const char*, const char*, std::FILE*);
+  const struct {
+    const char* name;
+    Entry entry;
+  } writers[] = {{"compile", IBIS_CompileSourceToStream}, {"doc", IBIS_DocumentSourceToStream}};
+  const std::string source = std::string(TARN_TEST_DATA) + "/records.ibs";
+  for (const auto& w : writers)
+    for (const bool one : {false, true}) {
+      ProcessorScope processors(one);
+      TempDir dir;
+      const std::string output = dir.write("out", "an earlier output\n");
+      ASSERT_EQ(quietly([&] { return w.entry(source.c_str(), "Chip", output.c_str(), nullptr); }), 1)
+          << w.name;
+      EXPECT_NE(file_text(output), "an earlier output\n") << w.name;
+      EXPECT_EQ(files_held(dir.path()), 0) << w.name << ", one processor " << one;
+    }
 }
 
 // Pieces appended and laid out in place reach the file whole and in order, across the block's

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <numeric>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "test_support.h"
@@ -55,6 +56,28 @@ TEST(OrderedWorker, RunsInlineOnOneProcessor) {
     worker.Drain();
     EXPECT_EQ(ran_on == std::this_thread::get_id(), one || CPU_COUNT(&usable) == 1) << one;
   }
+}
+
+// What the worker gives back is let go of on the thread that releases it, and not before.
+TEST(HandBack, LetsGoOnTheReleasingThread) {
+  struct Spent {
+    std::vector<std::thread::id>* gone_on;
+    Spent(std::vector<std::thread::id>* on) : gone_on(on) {}
+    Spent(Spent&& other) noexcept : gone_on(std::exchange(other.gone_on, nullptr)) {}
+    ~Spent() {
+      if (gone_on) gone_on->push_back(std::this_thread::get_id());
+    }
+  };
+  std::vector<std::thread::id> gone_on;
+  HandBack<Spent> spent;
+  {
+    OrderedWorker worker(4);
+    for (int i = 0; i < 3; ++i) worker.Post([&] { spent.Give(Spent(&gone_on)); });
+    worker.Drain();
+  }
+  EXPECT_TRUE(gone_on.empty());
+  spent.Release();
+  EXPECT_EQ(gone_on, std::vector<std::thread::id>(3, std::this_thread::get_id()));
 }
 
 }  // namespace
