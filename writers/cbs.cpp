@@ -552,9 +552,13 @@ class StreamedModels final : public ModelObserver {
   }
   /// The worker, idle once the reading has ended.
   OrderedWorker& helper() { return worker_; }
-  /// Once the new compiled file is in place: the old one is freed while the call returns.
-  void ReleaseReplaced() {
+  /// Once the new compiled file is in place: the old one is freed on the worker while the texts
+  /// written are freed here and the call returns.
+  void Committed() {
     worker_.Post([this] { replaced_.Release(); });
+    texts_ = {};
+    spans_ = {};
+    arena_ = {};
   }
   /// The block formatted for `model`; null for a model the reader did not hand over, whose
   /// tables are then still in it.
@@ -566,9 +570,9 @@ class StreamedModels final : public ModelObserver {
  private:
   // Most model blocks fit in the first room of the scratch text.
   static constexpr size_t kFirstBlockSize = size_t{64} << 10;
-  // Models go to the worker a few at a time: waking it for each costs the reading more than
-  // the tables held a little longer.
-  static constexpr size_t kBatch = 8;
+  // Models go to the worker a few dozen at a time: waking it costs the reading more than the
+  // tables held a little longer.
+  static constexpr size_t kBatch = 32;
   // Bounds the tables waiting to be formatted.
   static constexpr size_t kPendingBatches = 2;
   struct Job {
@@ -1070,7 +1074,7 @@ int compile_component(const IbisDocument* document, const char* output_path,
   put_component_block(out, *document, *component, streamed ? &streamed->helper() : nullptr);
   put_model_blocks(out, *document, *component, streamed);
   if (!close_output(output_path)) return 0;
-  if (streamed) streamed->ReleaseReplaced();
+  if (streamed) streamed->Committed();
   return 1;
 }
 
