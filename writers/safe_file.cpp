@@ -134,7 +134,8 @@ bool SafeFile::Commit() {
 
 void ReplacedFile::Hold(const std::string& target) {
   Release();
-  const int fd = ::open(target.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+  // Not blocking: a pipe's open would wait for a writer.
+  const int fd = ::open(target.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
   if (fd < 0) return;  // nothing to replace, or nothing this could hold
   struct stat info {};
   if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) {

@@ -1,6 +1,7 @@
 #include "writers/safe_file.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -72,12 +73,17 @@ int files_held(const fs::path& dir) {
 }
 
 // A plain file held stays held, unlinked, once another is renamed over it, until let go of;
-// nothing else is held (a link's target is not the file the rename frees).
+// nothing else is held: a link's target is not the file the rename frees, and a pipe is not
+// waited on.
 TEST(ReplacedFile, HoldsAPlainFileUntilReleased) {
   const struct {
     const char* name;
     bool held;
-  } cases[] = {{"a file", true}, {"nothing", false}, {"a folder", false}, {"a link", false}};
+  } cases[] = {{"a file", true},
+               {"nothing", false},
+               {"a folder", false},
+               {"a link", false},
+               {"a pipe", false}};
   for (const auto& c : cases) {
     TempDir dir;
     const fs::path target = dir.path() / "f.cbs";
@@ -85,6 +91,9 @@ TEST(ReplacedFile, HoldsAPlainFileUntilReleased) {
     if (name == "a file") dir.write("f.cbs", "old\n");
     if (name == "a folder") fs::create_directory(target);
     if (name == "a link") fs::create_symlink(dir.write("other", "old\n"), target);
+    if (name == "a pipe") {
+      ASSERT_EQ(::mkfifo(target.c_str(), 0600), 0);
+    }
     ReplacedFile replaced;
     replaced.Hold(target.string());
     EXPECT_EQ(files_held(dir.path()), c.held ? 1 : 0) << name;
