@@ -32,11 +32,29 @@ void sync_directory(const std::string& path) {
   ::close(fd);
 }
 
+// A device or a pipe (/dev/null, a pipe another program reads) takes the content as it is
+// written: it cannot be replaced, and a rename would put a plain file in its place.
+bool is_stream_target(const std::string& path) {
+  struct stat info {};
+  return ::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
+}
+
 }  // namespace
 
 void SFL_SetStepHook(SafeFileHook hook) { g_hook.store(hook); }
 
 SafeFile::SafeFile(std::string target) : target_(std::move(target)) {
+  if (is_stream_target(target_)) {
+    direct_ = true;
+    named_ = false;  // no file of its own to remove
+    const int fd = ::open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);
+    stream_ = fd >= 0 ? ::fdopen(fd, "w") : nullptr;
+    if (!stream_) {
+      error_ = errno;
+      if (fd >= 0) ::close(fd);
+    }
+    return;
+  }
   // Beside the target, so the rename stays within one file system; named after the process so
   // that two processes sharing a folder never write into each other's file.
   temp_ = target_ + "." + std::to_string(static_cast<long>(::getpid())) + ".tmp";
@@ -79,6 +97,7 @@ bool SafeFile::ReadBack(uint64_t offset, size_t size, char* out) {
 void SafeFile::Abandon() {
   if (named_) (void)::unlink(temp_.c_str());
   named_ = false;
+  abandoned_ = true;
 }
 
 bool SafeFile::Write(std::string_view data) {
@@ -115,15 +134,16 @@ bool SafeFile::Step(SafeFileStep step) {
 
 bool SafeFile::Commit() {
   if (!stream_) return Fail(error_);
-  if (!named_) return Fail(ENOENT);
+  if (abandoned_) return Fail(ENOENT);
   std::FILE* stream = stream_;
   stream_ = nullptr;
   bool ok = error_ == 0 && (std::ferror(stream) == 0 || Fail(EIO));
   ok = ok && (std::fflush(stream) == 0 || Fail(errno));
   ok = ok && Step(SafeFileStep::kWritten);
-  ok = ok && (::fsync(::fileno(stream)) == 0 || Fail(errno));
+  ok = ok && (direct_ || ::fsync(::fileno(stream)) == 0 || Fail(errno));
   const bool closed = std::fclose(stream) == 0 || Fail(errno);
   ok = ok && closed && Step(SafeFileStep::kSynced);
+  if (direct_) return committed_ = ok;
   ok = ok && (std::rename(temp_.c_str(), target_.c_str()) == 0 || Fail(errno));
   if (!ok) return false;
   committed_ = true;

@@ -25,7 +25,8 @@ using SafeFileHook = int (*)(SafeFileStep step, const char* target);
 void SFL_SetStepHook(SafeFileHook hook);
 
 /// A replacement of one file in progress. Leftover temporary files of a killed process are
-/// named "<target>.<pid>.tmp" and are harmless.
+/// named "<target>.<pid>.tmp" and are harmless. A target that is a device or a pipe is not
+/// replaced but written to as it is.
 class SafeFile {
  public:
   /// Creates the temporary file; stream() is null when it could not be made (see error()).
@@ -62,6 +63,8 @@ class SafeFile {
   int error_ = 0;
   bool committed_ = false;
   bool named_ = true;  // the temporary file still has its name
+  bool abandoned_ = false;
+  bool direct_ = false;  // written straight into a target that is a device or a pipe
   size_t written_ = 0;       // bytes handed to the stream
   size_t written_back_ = 0;  // of which the system was asked to start writing out
 };

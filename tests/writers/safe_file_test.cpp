@@ -9,6 +9,7 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tarn/compile.h"
@@ -43,6 +44,21 @@ TEST(SafeFile, TheTargetHoldsTheOldOrTheNewContentNeverAPart) {
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
         << "a temporary file was left at step " << static_cast<int>(c.step);
   }
+}
+
+// A pipe named as the target (or a device such as /dev/null) gets the content through itself and
+// stays what it is: renaming over it would leave a plain file in its place.
+TEST(SafeFile, APipeIsWrittenThroughNotReplaced) {
+  TempDir dir;
+  const fs::path target = dir.path() / "pipe";
+  ASSERT_EQ(::mkfifo(target.c_str(), 0600), 0);
+  std::string received;
+  std::thread reader([&] { received = file_text(target); });
+  EXPECT_EQ(SFL_WriteFile(target.string(), "through\n"), 0);
+  reader.join();
+  EXPECT_EQ(received, "through\n");
+  EXPECT_TRUE(fs::is_fifo(target));
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
 }
 
 TEST(SafeFile, RealFailuresAreReportedWithTheirReason) {
@@ -97,7 +113,7 @@ TEST(ReplacedFile, HoldsAPlainFileUntilReleased) {
     ReplacedFile replaced;
     replaced.Hold(target.string());
     EXPECT_EQ(files_held(dir.path()), c.held ? 1 : 0) << name;
-    if (name != "a folder") {
+    if (name != "a folder" && name != "a pipe") {  // neither is replaced
       ASSERT_EQ(SFL_WriteFile(target.string(), "new\n"), 0) << name;
     }
     EXPECT_EQ(files_held(dir.path()), c.held ? 1 : 0) << name;
