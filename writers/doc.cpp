@@ -748,6 +748,9 @@ class DocStream final : public ModelObserver {
 
 void DocStream::Start(const IbisDocument* document) {
   started_ = true;
+  // A pipe or a device gets the listing in one go at the end: what went into it cannot be read
+  // back to put the listing together again.
+  if (!SFL_Replaces(path_)) return;
   file_.emplace(path_);
   // A file that cannot be made leaves the models their tables: the listing is then written
   // from the document at the end, which reports why it cannot be.

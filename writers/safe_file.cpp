@@ -32,19 +32,19 @@ void sync_directory(const std::string& path) {
   ::close(fd);
 }
 
-// A device or a pipe (/dev/null, a pipe another program reads) takes the content as it is
-// written: it cannot be replaced, and a rename would put a plain file in its place.
-bool is_stream_target(const std::string& path) {
-  struct stat info {};
-  return ::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISDIR(info.st_mode);
-}
-
 }  // namespace
 
 void SFL_SetStepHook(SafeFileHook hook) { g_hook.store(hook); }
 
+// A device or a pipe (/dev/null, a pipe another program reads) takes the content as it is
+// written: it cannot be replaced, and a rename would put a plain file in its place.
+bool SFL_Replaces(const std::string& target) {
+  struct stat info {};
+  return ::stat(target.c_str(), &info) != 0 || S_ISREG(info.st_mode) || S_ISDIR(info.st_mode);
+}
+
 SafeFile::SafeFile(std::string target) : target_(std::move(target)) {
-  if (is_stream_target(target_)) {
+  if (!SFL_Replaces(target_)) {
     direct_ = true;
     named_ = false;  // no file of its own to remove
     const int fd = ::open(target_.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY);

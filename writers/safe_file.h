@@ -121,6 +121,10 @@ class BlockSink {
   size_t used_ = 0;
 };
 
+/// Whether a SafeFile on `target` replaces it: false for a device or a pipe, which it writes
+/// through, and which can then neither be read back nor opened twice for one content.
+bool SFL_Replaces(const std::string& target);
+
 /// Replaces `target` with `content` through a SafeFile. 0 on success, else the errno value of
 /// the failure.
 [[nodiscard]] int SFL_WriteFile(const std::string& target, std::string_view content);

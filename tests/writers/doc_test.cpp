@@ -3,6 +3,7 @@
 #include "writers/doc.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <optional>
 #include <sstream>
 #include <string>
+#include <thread>
 
 #include "libibis/src/cmpnt.h"
 #include "libibis/src/hdr.h"
@@ -454,6 +456,34 @@ TEST(DocWriter, StreamedListingEqualsTheKeptDocumentsOne) {
     EXPECT_EQ(streamed, kept);
     EXPECT_EQ(listing, test::file_bytes(dir.path() / "doc.txt"));
     EXPECT_EQ(kept_report.text(), c.errors);
+  }
+}
+
+// A pipe named as the output gets the listing a file would, and the same report, both where the
+// listing is streamed and where a model the component does not use has it put together again.
+TEST(DocWriter, APipeGetsTheListingAFileWould) {
+  const char* spare =
+      "[Model] spare\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n"
+      "[Voltage Range] 3.3 NA NA\n";
+  for (const std::string& source :
+       {joined({kSourceHead, kSourcePart, kSourcePins, kSourceModel, "[End]\n"}),
+        joined({kSourceHead, kSourcePart, kSourcePins, kSourceModel, spare, "[End]\n"})}) {
+    test::TempDir dir;
+    test::ScopedCwd cwd(dir.path());
+    dir.write("t.ibs", source);
+    const auto document_to = [](const char* output) {
+      test::MemStream report;
+      EXPECT_EQ(IBIS_DocumentSourceToStream("t.ibs", "Part", output, report.get()), 1);
+      return report.text();
+    };
+    const std::string file_report = document_to("doc.txt");
+    ASSERT_EQ(::mkfifo("pipe", 0600), 0);
+    std::string received;
+    std::thread reader([&] { received = test::file_text(dir.path() / "pipe"); });
+    EXPECT_EQ(document_to("pipe"), file_report);
+    reader.join();
+    EXPECT_EQ(received, test::file_text(dir.path() / "doc.txt"));
+    EXPECT_TRUE(std::filesystem::is_fifo(dir.path() / "pipe"));
   }
 }
 
