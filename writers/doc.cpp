@@ -704,11 +704,11 @@ std::string head_text(const IbisDocument* document, const FileHeader* header,
 // Each model's listing is written as soon as the model has been read and checked, by a worker
 // beside the reading, into the target's replacement; the worker then hands the model's tables
 // back to the reading thread, which frees them where they were allocated. Meanwhile the worker
-// holds the listing the new one will replace, and frees it once replaced. The head goes first, as the document stands at the first model. At the end
-// the listing needs only "[End]" when the head and the models listed are those written;
-// otherwise (the component, a selector or a package model after the models, models the
-// component does not use) it is put together again in its own order, from the final head and
-// the models' texts read back.
+// holds the listing the new one will replace, and frees it once replaced. The head goes first,
+// as the document stands at the first model. At the end the listing needs only "[End]" when
+// the head and the models listed are those written; otherwise (the component, a selector or a
+// package model after the models, models the component does not use) it is put together again
+// in its own order, from the final head and the models' texts read back.
 class DocStream final : public ModelObserver {
  public:
   DocStream(const char* path, const char* component) : path_(path), component_(component) {
