@@ -136,8 +136,9 @@ TEST(ReplacedFile, TheStreamedWritersLetTheOldOutputGo) {
       ProcessorScope processors(one);
       TempDir dir;
       const std::string output = dir.write("out", "an earlier output\n");
-      ASSERT_EQ(quietly([&] { return w.entry(source.c_str(), "Chip", output.c_str(), nullptr); }), 1)
-          << w.name;
+      const int written =
+          quietly([&] { return w.entry(source.c_str(), "Chip", output.c_str(), nullptr); });
+      ASSERT_EQ(written, 1) << w.name;
       EXPECT_NE(file_text(output), "an earlier output\n") << w.name;
       EXPECT_EQ(files_held(dir.path()), 0) << w.name << ", one processor " << one;
     }
