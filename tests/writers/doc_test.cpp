@@ -460,7 +460,8 @@ TEST(DocWriter, StreamedListingEqualsTheKeptDocumentsOne) {
 }
 
 // A pipe named as the output gets the listing a file would, and the same report, both where the
-// listing is streamed and where a model the component does not use has it put together again.
+// listing is streamed and where a model the component does not use has it put together again;
+// the pipe stays a pipe, not replaced by a plain file.
 TEST(DocWriter, APipeGetsTheListingAFileWould) {
   const char* spare =
       "[Model] spare\nModel_type Input\nVinl = 0.8\nVinh = 2\nC_comp 1p NA NA\n"

@@ -9,7 +9,6 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tarn/compile.h"
@@ -44,21 +43,6 @@ TEST(SafeFile, TheTargetHoldsTheOldOrTheNewContentNeverAPart) {
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1)
         << "a temporary file was left at step " << static_cast<int>(c.step);
   }
-}
-
-// A pipe named as the target (or a device such as /dev/null) gets the content through itself and
-// stays what it is: renaming over it would leave a plain file in its place.
-TEST(SafeFile, APipeIsWrittenThroughNotReplaced) {
-  TempDir dir;
-  const fs::path target = dir.path() / "pipe";
-  ASSERT_EQ(::mkfifo(target.c_str(), 0600), 0);
-  std::string received;
-  std::thread reader([&] { received = file_text(target); });
-  EXPECT_EQ(SFL_WriteFile(target.string(), "through\n"), 0);
-  reader.join();
-  EXPECT_EQ(received, "through\n");
-  EXPECT_TRUE(fs::is_fifo(target));
-  EXPECT_EQ(std::distance(fs::directory_iterator(dir.path()), fs::directory_iterator()), 1);
 }
 
 TEST(SafeFile, RealFailuresAreReportedWithTheirReason) {
