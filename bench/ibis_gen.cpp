@@ -109,7 +109,9 @@ size_t bytes_per_model() {
   return w.bytes + kPinsPerModel * 40;
 }
 
-size_t write_component(const std::string& path, int models) {
+// Every pin on one of `models` models, `pins_per_model` to a model; with `pairs` each odd pin
+// and the next form a differential pair.
+size_t write_component(const std::string& path, int models, int pins_per_model, bool pairs) {
   std::FILE* file = std::fopen(path.c_str(), "w");
   if (!file) return 0;
   Writer w{file};
@@ -125,12 +127,18 @@ size_t write_component(const std::string& path, int models) {
   w.line("L_pkg 2.5nH 2nH 3nH");
   w.line("C_pkg 600fF 500fF 700fF");
   w.line("[Pin] signal_name model_name R_pin L_pin C_pin");
-  for (int p = 0; p < models * kPinsPerModel; ++p) {
+  const int pins = models * pins_per_model;
+  for (int p = 0; p < pins; ++p) {
     char row[96];
-    std::snprintf(row, sizeof row, "%d sig%d m%05d %s %s %s", p + 1, p + 1, p / kPinsPerModel,
+    std::snprintf(row, sizeof row, "%d sig%d m%05d %s %s %s", p + 1, p + 1, p / pins_per_model,
                   eng(0.1 + 0.001 * (p % 100), "Ohm").c_str(), eng(1e-9 + 1e-11 * (p % 50), "H").c_str(),
                   eng(4e-13 + 1e-15 * (p % 30), "F").c_str());
     w.line(row);
+  }
+  if (pairs) {
+    w.line("[Diff Pin] inv_pin vdiff tdelay_typ tdelay_min tdelay_max");
+    for (int p = 1; p < pins; p += 2)
+      w.line(std::to_string(p) + " " + std::to_string(p + 1) + " 200mV 0ns NA NA");
   }
   for (int m = 0; m < models; ++m) model(w, m);
   w.line("[End]");
@@ -142,11 +150,17 @@ size_t write_component(const std::string& path, int models) {
 
 size_t generate_ibis(const std::string& path, size_t target_bytes) {
   return write_component(
-      path, static_cast<int>(std::fmax(1.0, double(target_bytes) / bytes_per_model())));
+      path, static_cast<int>(std::fmax(1.0, double(target_bytes) / bytes_per_model())),
+      kPinsPerModel, false);
 }
 
 size_t generate_ibis_pins(const std::string& path, int pins) {
-  return write_component(path, std::max(1, pins / kPinsPerModel));
+  return write_component(path, std::max(1, pins / kPinsPerModel), kPinsPerModel, false);
+}
+
+size_t generate_ibis_pairs(const std::string& path, int pins) {
+  constexpr int kModels = 8;
+  return write_component(path, kModels, std::max(1, pins / kModels), true);
 }
 
 }  // namespace tarn::bench

@@ -12,5 +12,7 @@ namespace tarn::bench {
 size_t generate_ibis(const std::string& path, size_t target_bytes);
 /// The same with `pins` pins (rounded down to whole models), whatever size that makes.
 size_t generate_ibis_pins(const std::string& path, int pins);
+/// A component of `pins` pins on a few models, paired into differential pins two by two.
+size_t generate_ibis_pairs(const std::string& path, int pins);
 
 }  // namespace tarn::bench

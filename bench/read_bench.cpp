@@ -252,6 +252,26 @@ void BM_Doc(benchmark::State& state) {
     label_targets(state, {{"mem_x_file<=1.2", memory_met}});
 }
 
+// compile of a large part whose pins are nearly all differential pairs: no target, but a pin's
+// partner must be found without a search through every pair.
+void BM_CompilePairs(benchmark::State& state) {
+  const int pins = int(state.range(0));
+  const std::string path =
+      (fs::temp_directory_path() / ("tarn_pairs_" + std::to_string(pins) + ".ibs")).string();
+  tarn::bench::generate_ibis_pairs(path, pins);
+  const std::string out = output_path("pairs.cbs");
+  std::FILE* report = std::fopen("/dev/null", "w");
+  {
+    tarn::bench::QuietStdout quiet;
+    for (auto _ : state) {
+      if (!tarn::IBIS_CompileSourceToStream(path.c_str(), "BENCH", out.c_str(), report))
+        state.SkipWithError("the component did not compile");
+    }
+  }
+  std::fclose(report);
+}
+BENCHMARK(BM_CompilePairs)->Arg(2000)->Arg(8000)->Unit(benchmark::kMillisecond);
+
 void sizes(benchmark::internal::Benchmark* b) {
   b->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
 }

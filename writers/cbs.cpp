@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -11,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <new>
 #include <optional>
@@ -659,9 +661,13 @@ std::string_view text_or_empty(int (*get)(const Pin*, std::string_view*), const 
 // What the pin groups look up, gathered once for the component.
 struct ComponentView {
   const PinList* pins = nullptr;
-  const DiffPinList* diff_pins = nullptr;  // null when the component has none
   const PinMapping* mapping = nullptr;
-  const SeriesPinMapping* series = nullptr;
+  // The pair rows by pin name, so that a part with thousands of pairs costs no scan per pin. A
+  // name any [Diff Pin] row gives; the first row that names it with its partner.
+  std::unordered_set<std::string_view> diff_named;
+  std::unordered_map<std::string_view, const DiffPinRow*> diff_rows;
+  // The [Series Pin Mapping] rows that name a pin, in file order.
+  std::unordered_map<std::string_view, std::vector<const SeriesPinRow*>> series_rows;
   // By name; a name defined twice finds the model defined last, as the reader's checks do.
   std::unordered_map<std::string_view, const IbisModel*> models;
   // The POWER and GND pins on each bus, in pin order, found through their mapping rows. "NC" says
@@ -691,12 +697,40 @@ void gather_bus_pins(ComponentView* view) {
   }
 }
 
+void index_diff_pins(ComponentView* view, const DiffPinList& list) {
+  for (const DiffPinRow& row : list.rows) {
+    std::string_view non_inverting;
+    std::string_view inverting;
+    const bool has_pin = DIFPIN_GetPin(&row, &non_inverting) == 1;
+    const bool has_inverting = DIFPIN_GetInvPin(&row, &inverting) == 1;
+    if (has_pin) view->diff_named.insert(non_inverting);
+    if (has_inverting) view->diff_named.insert(inverting);
+    if (!has_pin || !has_inverting) continue;
+    view->diff_rows.try_emplace(non_inverting, &row);
+    view->diff_rows.try_emplace(inverting, &row);
+  }
+}
+
+// A row missing a pin is found under the empty name, as a scan comparing names would find it.
+void index_series_pins(ComponentView* view, const SeriesPinMapping& mapping) {
+  for (const SeriesPinRow& row : mapping.rows) {
+    std::string_view pin1;
+    std::string_view pin2;
+    (void)SPINMPG_GetPin1(&row, &pin1);
+    (void)SPINMPG_GetPin2(&row, &pin2);
+    view->series_rows[pin1].push_back(&row);
+    if (pin2 != pin1) view->series_rows[pin2].push_back(&row);
+  }
+}
+
 ComponentView make_view(const IbisDocument& document, const Component& component,
                         const PinList* pins) {
   ComponentView view;
   view.pins = pins;
-  (void)CMPNT_GetDiffPins(&component, &view.diff_pins);
-  (void)CMPNT_GetSeriesPins(&component, &view.series);
+  const DiffPinList* diff_pins = nullptr;
+  if (CMPNT_GetDiffPins(&component, &diff_pins)) index_diff_pins(&view, *diff_pins);
+  const SeriesPinMapping* series = nullptr;
+  if (CMPNT_GetSeriesPins(&component, &series)) index_series_pins(&view, *series);
   const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
   if (IBIS_GetList(document.models, &models)) {
     for (const std::unique_ptr<IbisModel>& model : *models) {
@@ -708,32 +742,17 @@ ComponentView make_view(const IbisDocument& document, const Component& component
   return view;
 }
 
-bool names_diff_pin(const ComponentView& view, std::string_view pin) {
-  if (!view.diff_pins) return false;
-  for (const DiffPinRow& row : view.diff_pins->rows) {
-    std::string_view name;
-    if (DIFPIN_GetPin(&row, &name) && name == pin) return true;
-    if (DIFPIN_GetInvPin(&row, &name) && name == pin) return true;
-  }
-  return false;
-}
-
 void put_series_partners(CbsOut& out, const ComponentView& view, std::string_view pin) {
-  if (!view.series) return;
-  for (const SeriesPinRow& row : view.series->rows) {
+  const auto rows = view.series_rows.find(pin);
+  if (rows == view.series_rows.end()) return;
+  for (const SeriesPinRow* row : rows->second) {
     std::string_view pin1;
     std::string_view pin2;
     std::string_view model_name;
-    (void)SPINMPG_GetPin1(&row, &pin1);
-    (void)SPINMPG_GetPin2(&row, &pin2);
-    (void)SPINMPG_GetModel(&row, &model_name);
-    std::string_view partner;
-    if (pin1 == pin)
-      partner = pin2;
-    else if (pin2 == pin)
-      partner = pin1;
-    else
-      continue;
+    (void)SPINMPG_GetPin1(row, &pin1);
+    (void)SPINMPG_GetPin2(row, &pin2);
+    (void)SPINMPG_GetModel(row, &model_name);
+    const std::string_view partner = pin1 == pin ? pin2 : pin1;
     const IbisModel* model = view.find_model(model_name);
     if (mdl_type_code(model) != static_cast<int>(ModelType::Series)) continue;
     begin(out, "series_2nd_pin");
@@ -750,35 +769,35 @@ void put_series_partners(CbsOut& out, const ComponentView& view, std::string_vie
 }
 
 void put_diff_partner(CbsOut& out, const ComponentView& view, std::string_view pin) {
-  for (const DiffPinRow& row : view.diff_pins->rows) {
-    std::string_view non_inverting;
-    std::string_view inverting;
-    if (!DIFPIN_GetPin(&row, &non_inverting) || !DIFPIN_GetInvPin(&row, &inverting)) continue;
-    if (non_inverting != pin && inverting != pin) continue;
-    const bool is_non_inverting = non_inverting == pin;
-    begin(out, "diff_2nd_pin");
-    add_text(out, is_non_inverting ? inverting : non_inverting);
+  const auto found = view.diff_rows.find(pin);
+  if (found == view.diff_rows.end()) return;
+  const DiffPinRow& row = *found->second;
+  std::string_view non_inverting;
+  std::string_view inverting;
+  (void)DIFPIN_GetPin(&row, &non_inverting);
+  (void)DIFPIN_GetInvPin(&row, &inverting);
+  const bool is_non_inverting = non_inverting == pin;
+  begin(out, "diff_2nd_pin");
+  add_text(out, is_non_inverting ? inverting : non_inverting);
+  put_line(out);
+  begin(out, "diff_polarity");
+  add_int(out, is_non_inverting ? 1 : 0);
+  put_line(out);
+  double value = 0.0;
+  if (DIFPIN_GetValue(&row.vdiff, &value)) {
+    begin(out, "vdiff");
+    add_number(out, value, Num::Fixed);
     put_line(out);
-    begin(out, "diff_polarity");
-    add_int(out, is_non_inverting ? 1 : 0);
+  }
+  double typ = 0.0;
+  if (DIFPIN_GetValue(&row.tdelay_typ, &typ)) {
+    double min = typ;
+    double max = typ;
+    (void)DIFPIN_GetValue(&row.tdelay_min, &min);
+    (void)DIFPIN_GetValue(&row.tdelay_max, &max);
+    begin(out, "tdelay");
+    for (const double delay : {typ, min, max}) add_number(out, delay, Num::Fixed);
     put_line(out);
-    double value = 0.0;
-    if (DIFPIN_GetValue(&row.vdiff, &value)) {
-      begin(out, "vdiff");
-      add_number(out, value, Num::Fixed);
-      put_line(out);
-    }
-    double typ = 0.0;
-    if (DIFPIN_GetValue(&row.tdelay_typ, &typ)) {
-      double min = typ;
-      double max = typ;
-      (void)DIFPIN_GetValue(&row.tdelay_min, &min);
-      (void)DIFPIN_GetValue(&row.tdelay_max, &max);
-      begin(out, "tdelay");
-      for (const double delay : {typ, min, max}) add_number(out, delay, Num::Fixed);
-      put_line(out);
-    }
-    return;
   }
 }
 
@@ -910,7 +929,7 @@ void put_pin_group(CbsOut& out, const ComponentView& view, ModelRecords& records
   const std::string_view name = text_or_empty(PIN_GetName, pin);
   const std::string_view model_name = text_or_empty(PIN_GetModel, pin);
   const IbisModel* model = view.find_model(model_name);
-  const bool diff = names_diff_pin(view, name);
+  const bool diff = view.diff_named.contains(name);
   begin(out, "Pin");
   add_text(out, name);
   add_text(out, text_or_empty(PIN_GetSignal, pin));
@@ -940,23 +959,78 @@ const PinList* pins_or_report(const Component& component) {
   return nullptr;
 }
 
-// With a helper at hand, the later half of a long pin list is formatted on it meanwhile.
+// A long pin list is shared out with the helper in slices: the helper formats every odd slice into
+// one of a few texts it reuses, while this thread formats the even ones straight into the file
+// and writes each odd one after the even one before it. Both go at once, the file keeps the pins'
+// order, and the texts stay few and in the cache however long the list.
+class PinSlices {
+ public:
+  static constexpr size_t kPins = 256;  // per slice
+  explicit PinSlices(size_t pins) : count_((pins + kPins - 1) / kPins) {}
+
+  using Format = std::function<void(CbsOut& out, size_t begin, size_t end)>;
+  /// On the helper: the odd slices.
+  void FormatOdd(const Format& format, size_t pins);
+  /// On this thread: the even slices into `out`, each odd one written after its even one.
+  void FormatEvenAndWrite(CbsOut& out, const Format& format, size_t pins);
+
+ private:
+  static constexpr size_t kTexts = 4;  // the helper runs at most this many slices ahead
+  static constexpr size_t kTextSize = size_t{128} << 10;
+
+  const size_t count_;
+  std::array<CbsOut, kTexts> texts_{CbsOut(kTextSize), CbsOut(kTextSize), CbsOut(kTextSize),
+                                    CbsOut(kTextSize)};
+  std::atomic<size_t> formatted_{0};  // odd slices the helper has formatted
+  std::atomic<size_t> written_{0};    // odd slices this thread has written
+};
+
+// The odd slice 2k+1 goes to text k % kTexts once the slice that held it before is written.
+void PinSlices::FormatOdd(const Format& format, size_t pins) {
+  for (size_t k = 0; 2 * k + 1 < count_; ++k) {
+    for (size_t written = written_.load(); written + kTexts <= k; written = written_.load())
+      written_.wait(written);
+    CbsOut& text = texts_[k % kTexts];
+    text.clear();
+    const size_t begin = (2 * k + 1) * kPins;
+    format(text, begin, std::min(begin + kPins, pins));
+    formatted_.store(k + 1);
+    formatted_.notify_one();
+  }
+}
+
+void PinSlices::FormatEvenAndWrite(CbsOut& out, const Format& format, size_t pins) {
+  for (size_t k = 0; 2 * k < count_; ++k) {
+    const size_t begin = 2 * k * kPins;
+    format(out, begin, std::min(begin + kPins, pins));
+    if (2 * k + 1 >= count_) break;
+    for (size_t formatted = formatted_.load(); formatted <= k; formatted = formatted_.load())
+      formatted_.wait(formatted);
+    out.append_text(texts_[k % kTexts].text());
+    written_.store(k + 1);
+    written_.notify_one();
+  }
+}
+
 void put_pin_groups(CbsOut& out, const ComponentView& view, OrderedWorker* helper) {
   const std::vector<Pin>& pins = view.pins->pins;
-  constexpr size_t kSplitPins = 1000;  // below this the hand-over costs more than it saves
-  const size_t half = helper && pins.size() >= kSplitPins ? pins.size() / 2 : pins.size();
-  CbsOut later(size_t{1} << 20);
-  if (half < pins.size()) {
-    helper->Post([&] {
-      ModelRecords records;
-      for (size_t i = half; i < pins.size(); ++i) put_pin_group(later, view, records, pins[i]);
-    });
-  }
   ModelRecords records;
-  for (size_t i = 0; i < half; ++i) put_pin_group(out, view, records, pins[i]);
-  if (half == pins.size()) return;
-  helper->Drain();
-  out.append_text(later.text());
+  constexpr size_t kSharedPins = 2 * PinSlices::kPins;  // below this the hand-over costs more
+  if (!helper || !helper->Concurrent() || pins.size() < kSharedPins) {
+    for (const Pin& pin : pins) put_pin_group(out, view, records, pin);
+    return;
+  }
+  PinSlices slices(pins.size());
+  ModelRecords helper_records;
+  const auto format_with = [&](ModelRecords& own) {
+    return [&](CbsOut& into, size_t begin, size_t end) {
+      for (size_t i = begin; i < end; ++i) put_pin_group(into, view, own, pins[i]);
+    };
+  };
+  const PinSlices::Format on_helper = format_with(helper_records);
+  helper->Post([&] { slices.FormatOdd(on_helper, pins.size()); });
+  slices.FormatEvenAndWrite(out, format_with(records), pins.size());
+  helper->Drain();  // the helper may still be leaving FormatOdd
 }
 
 void put_component_block(CbsOut& out, const IbisDocument& document, const Component& component,

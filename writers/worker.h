@@ -24,6 +24,8 @@ class OrderedWorker {
   OrderedWorker& operator=(const OrderedWorker&) = delete;
 
   void Post(std::function<void()> job);
+  /// Whether jobs run beside the posting thread, rather than on it as they are posted.
+  bool Concurrent() const { return thread_.joinable(); }
   /// Returns once every job posted so far has run.
   void Drain();
 

@@ -199,6 +199,7 @@ C_pkg 1p NA NA
 8 V7 POWER
 9 G1 GND
 10 VQ POWER
+11 SC in_g
 [Pin Mapping] pulldown_ref pullup_ref gnd_clamp_ref power_clamp_ref
 1 GNDBUS VDDBUS GNDBUS VDDQ
 2 GNDBUS VDDBUS
@@ -210,10 +211,12 @@ C_pkg 1p NA NA
 8 NC VDDBUS
 9 GNDBUS NC
 10 NC VDDQ
+11 GNDBUS VDDBUS
 [Diff Pin] inv_pin vdiff tdelay_typ tdelay_min tdelay_max
 1 2 0.15 1u NA 3u
 [Series Pin Mapping] pin_2 model_name
 5 6 ser_f
+11 5 ser_f
 [Model Selector] sel
 in_g Input buffer
 [Model] out_d
@@ -252,7 +255,7 @@ C_comp 1p NA NA
 
 TEST(CompiledFile, PinGroupsCarryTheirPartnersModelRecordsAndSupplies) {
   // The pin on a selector finds no model: type 1 and no model records. "NC" in a mapping row
-  // names no bus. The %f thresholds lose a 1 ns time; the series model is not written since
+  // names no bus. A pin in two series pairs lists both partners in the pairs' order. The %f thresholds lose a 1 ns time; the series model is not written since
   // no pin names it; term_rac keeps its two blanks.
   EXPECT_TRUE(matches_golden("cbs_pin_groups.cbs", compile_clean(kPinSource, "A\"B")));
 }
@@ -417,8 +420,9 @@ Written compile_kept(const std::string& source, const char* component) {
 TEST(CompiledFile, StreamedModelsGiveTheKeptDocumentsFile) {
   const std::vector<std::string> ab = {"a", "b", "GND"};
   const std::string a_b = model_part("a") + model_part("b");
-  std::vector<std::string> long_list;  // long enough for its pin groups to be shared out
-  for (int pin = 0; pin < 1500; ++pin) long_list.push_back(pin % 3 == 0 ? "a" : "b");
+  // Long enough for its pin groups to be shared out, and for the helper to use its texts over.
+  std::vector<std::string> long_list;
+  for (int pin = 0; pin < 3000; ++pin) long_list.push_back(pin % 3 == 0 ? "a" : "b");
   struct Case {
     const char* what;
     std::string source;
