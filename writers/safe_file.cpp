@@ -4,10 +4,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <condition_variable>
 #include <cstdio>
+#include <mutex>
+#include <new>
+#include <thread>
+#include <vector>
 
 namespace tarn {
 namespace {
@@ -32,9 +39,98 @@ void sync_directory(const std::string& path) {
   ::close(fd);
 }
 
+// Closes the files replacements let go of, on a thread that lives only while it has some, so
+// that the caller does not wait for the file system to free them. The thread is joined before
+// the process ends or the library is unloaded, and a child forked meanwhile starts afresh.
+class Releaser {
+ public:
+  static Releaser& Get() {
+    static Releaser* const releaser = [] {
+      g_instance = new Releaser;  // never destroyed: Finish() leaves nothing running
+      (void)::pthread_atfork(&Releaser::BeforeFork, &Releaser::AfterForkInParent,
+                             &Releaser::AfterForkInChild);
+      return g_instance;
+    }();
+    return *releaser;
+  }
+
+  void Hand(int fd) {
+    std::thread ended;
+    {
+      std::lock_guard<std::mutex> lock(mutex_);
+      fds_.push_back(fd);
+      if (running_) return;
+      running_ = true;
+      ended = std::move(thread_);
+      thread_ = std::thread([this] { Run(); });
+    }
+    if (ended.joinable()) ended.join();  // it has left its loop already
+  }
+
+  void Await() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    idle_.wait(lock, [this] { return !running_; });
+  }
+
+  // At exit or unload: no thread may run this library's code afterwards.
+  void Finish() {
+    std::thread last;
+    {
+      std::unique_lock<std::mutex> lock(mutex_);
+      idle_.wait(lock, [this] { return !running_; });
+      last = std::move(thread_);
+    }
+    if (last.joinable()) last.join();
+  }
+
+ private:
+  void Run() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    while (!fds_.empty()) {
+      std::vector<int> fds;
+      fds.swap(fds_);
+      lock.unlock();
+      for (const int fd : fds) ::close(fd);
+      lock.lock();
+    }
+    running_ = false;
+    idle_.notify_all();
+  }
+
+  // The lock is held across a fork, so that the child's copy is in a known state.
+  static void BeforeFork() { g_instance->mutex_.lock(); }
+  static void AfterForkInParent() { g_instance->mutex_.unlock(); }
+  // The child has no releasing thread: it closes its copies of the files itself, and forgets
+  // the parent's thread, and any waiter on it, without touching threads the child does not have.
+  static void AfterForkInChild() {
+    Releaser& releaser = *g_instance;
+    for (const int fd : releaser.fds_) ::close(fd);
+    releaser.fds_.clear();
+    releaser.running_ = false;
+    new (&releaser.thread_) std::thread();
+    new (&releaser.idle_) std::condition_variable();
+    releaser.mutex_.unlock();
+  }
+
+  static inline Releaser* g_instance = nullptr;
+
+  std::mutex mutex_;
+  std::condition_variable idle_;
+  std::vector<int> fds_;
+  bool running_ = false;
+  std::thread thread_;
+};
+
+// Runs at exit and at unload, before the code of the releasing thread could go.
+struct ReleaserFinish {
+  ~ReleaserFinish() { Releaser::Get().Finish(); }
+} g_releaser_finish;
+
 }  // namespace
 
 void SFL_SetStepHook(SafeFileHook hook) { g_hook.store(hook); }
+
+void SFL_AwaitReleases() { Releaser::Get().Await(); }
 
 // A device or a pipe (/dev/null, a pipe another program reads) takes the content as it is
 // written: it cannot be replaced, and a rename would put a plain file in its place.
@@ -169,7 +265,7 @@ void ReplacedFile::Hold(const std::string& target) {
 }
 
 void ReplacedFile::Release() {
-  if (fd_ >= 0) ::close(fd_);
+  if (fd_ >= 0) Releaser::Get().Hand(fd_);
   fd_ = -1;
 }
 

@@ -71,7 +71,8 @@ class SafeFile {
 
 /// The file a replacement will take the place of, held open so that the system frees it when
 /// this lets go of it rather than inside the rename: freeing a large file costs the file system
-/// milliseconds, which a second thread can bear while the first goes on.
+/// milliseconds (on a disk discarding freed blocks, mostly waiting on it), which a thread of
+/// its own bears while the caller goes on.
 class ReplacedFile {
  public:
   ReplacedFile() = default;
@@ -82,7 +83,8 @@ class ReplacedFile {
   /// Holds `target` if it is a file that exists (else nothing), its cached pages dropped now
   /// rather than at the rename. Its content stays as it is.
   void Hold(const std::string& target);
-  /// Lets go of the file held, if any: once it has been renamed over, this frees it.
+  /// Lets go of the file held, if any: it is closed in the background, which frees it once it
+  /// has been renamed over. SFL_AwaitReleases() waits for that.
   void Release();
 
  private:
@@ -120,6 +122,9 @@ class BlockSink {
   std::unique_ptr<char[]> data_;
   size_t used_ = 0;
 };
+
+/// Returns once every file let go of by a ReplacedFile has been closed.
+void SFL_AwaitReleases();
 
 /// Whether a SafeFile on `target` replaces it: false for a device or a pipe, which it writes
 /// through, and which can then neither be read back nor opened twice for one content.
