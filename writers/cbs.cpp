@@ -235,18 +235,26 @@ int open_output(const char* path) {
   return 0;
 }
 
+// The compiled file written whole, ready for its commit.
+std::unique_ptr<SafeFile> take_output() {
+  g_cbs.sink->flush();  // a failed write is remembered and fails the commit
+  g_cbs.sink.reset();
+  return std::move(g_cbs.file);
+}
+
+int report_commit(const char* path, const SafeFile& file, bool committed) {
+  if (!committed) {
+    RPT_Error("Unable to close output file.");
+    WRT_ReportUnwritten(path, file.error());
+  }
+  return committed ? 1 : 0;
+}
+
 // Until here the old file, if any, stands untouched; a file that cannot be completed is not
 // put in its place.
 int close_output(const char* path) {
-  g_cbs.sink->flush();  // a failed write is remembered and fails the commit
-  g_cbs.sink.reset();
-  const bool committed = g_cbs.file->Commit();
-  if (!committed) {
-    RPT_Error("Unable to close output file.");
-    WRT_ReportUnwritten(path, g_cbs.file->error());
-  }
-  g_cbs.file.reset();
-  return committed ? 1 : 0;
+  const std::unique_ptr<SafeFile> file = take_output();
+  return report_commit(path, *file, file->Commit());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -539,12 +547,13 @@ void write_model_block(CbsOut& out, const IbisModel& model, std::string_view nam
 // Formats each model's block on the worker as soon as the reader is done with the model, while
 // its rows are still hot, beside the reading of the next; the worker then hands the tables back
 // to the reading thread, which frees them where they were allocated. Meanwhile the worker also
-// holds the compiled file that `output` names, so that the old one is freed on it once the new
-// one has taken its place.
+// holds the compiled file that `output` names, so that the old one is freed once the new one has
+// taken its place. The new one is synced and put in place on the worker too, while the reading
+// thread lets go of the document.
 class StreamedModels final : public ModelObserver {
  public:
-  explicit StreamedModels(const char* output) {
-    worker_.Post([this, target = std::string(output)] { replaced_.Hold(target); });
+  explicit StreamedModels(const char* output) : output_path_(output) {
+    worker_.Post([this] { replaced_.Hold(output_path_); });
   }
   void ModelEnded(IbisModel& model) override;
   void ReadingEnded() override {
@@ -554,14 +563,26 @@ class StreamedModels final : public ModelObserver {
   }
   /// The worker, idle once the reading has ended.
   OrderedWorker& helper() { return worker_; }
-  /// Once the new compiled file is in place: the old one is freed on the worker while the texts
-  /// written are freed here and the call returns.
-  void Committed() {
-    worker_.Post([this] { replaced_.Release(); });
+  /// Commits the compiled file, written whole, on the worker; the texts written go meanwhile.
+  void CommitAside(std::unique_ptr<SafeFile> file) {
+    output_ = std::move(file);
+    worker_.Post([this] {
+      committed_ = output_->Commit();
+      replaced_.Release();
+    });
     texts_ = {};
     spans_ = {};
     arena_ = {};
   }
+  /// Reports a commit that failed, as the compile's last findings.
+  void DocumentReleased() override {
+    if (!output_) return;
+    worker_.Drain();
+    written_ = report_commit(output_path_.c_str(), *output_, committed_) == 1;
+    output_.reset();
+  }
+  /// Whether a compiled file was committed.
+  bool written() const { return written_; }
   /// The block formatted for `model`; null for a model the reader did not hand over, whose
   /// tables are then still in it.
   const std::string_view* text_of(const IbisModel& model) const {
@@ -589,6 +610,10 @@ class StreamedModels final : public ModelObserver {
   // The reading thread's: each text made when its model is handed over, filled by its job, read
   // once the worker is drained.
   std::unordered_map<const IbisModel*, const std::string_view*> texts_;
+  const std::string output_path_;
+  std::unique_ptr<SafeFile> output_;  // the worker's from CommitAside until the report
+  bool committed_ = false;            // the worker's
+  bool written_ = false;
   std::deque<std::string_view> spans_;
   std::vector<Job> batch_;
   // The worker's.
@@ -1147,8 +1172,8 @@ int compile_component(const IbisDocument* document, const char* output_path,
   put_head(out, *source.header);
   put_component_block(out, *document, *component, streamed ? &streamed->helper() : nullptr);
   put_model_blocks(out, *document, *component, streamed);
-  if (!close_output(output_path)) return 0;
-  if (streamed) streamed->Committed();
+  if (!streamed) return close_output(output_path);
+  streamed->CommitAside(take_output());  // reported once the document is let go of
   return 1;
 }
 
@@ -1184,7 +1209,7 @@ int IBIS_CompileSourceToStream(const char* source, const char* component, const 
         written = compile_component(&document, output, component, observer);
       },
       observer);
-  return written;
+  return written && (!streamed || streamed->written()) ? 1 : 0;
 }
 
 }  // namespace tarn

@@ -24,12 +24,15 @@ namespace tarn {
 /// its tables are still hot in the cache; a writer that streams its output takes them from here.
 /// Once told of a model, the observer owns its tables: the reader neither packs nor frees them.
 /// `ReadingEnded` comes once, after the last model and before the end-of-file checks, and from
-/// its return on the observer leaves every model alone.
+/// its return on the observer leaves every model alone. `DocumentReleased` comes last, once the
+/// document has been let go of and before the summary line: what the observer reports then
+/// counts towards it.
 class ModelObserver {
  public:
   virtual ~ModelObserver() = default;
   virtual void ModelEnded(IbisModel& model) = 0;
   virtual void ReadingEnded() = 0;
+  virtual void DocumentReleased() {}
 };
 
 /// Records are kept in file order; walks that the design calls "newest first" go backwards.

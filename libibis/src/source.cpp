@@ -75,6 +75,7 @@ CheckOutcome SRC_Check(const SourceInput& input, std::FILE* report, const Passed
     use(*document);
   if (keep_document) result.document = std::move(document);
   document.reset();
+  if (observer) observer->DocumentReleased();
   RPT_PrintSummary();
   result.read = outcome.read;
   result.passed = outcome.read && RPT_Passed();
