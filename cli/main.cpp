@@ -11,6 +11,7 @@
 #include <sstream>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include <unistd.h>
@@ -340,16 +341,11 @@ class PinSelectors {
 
   const tarn::SourceSelector* find(int type, const std::string& model) {
     if (type != MT_NO_TYPE || names_no_model(model)) return nullptr;
-    if (!loaded_) {
-      selectors_ = tarn::LIB_ModelSelectors(info_.SourceFile());
-      loaded_ = true;
-    }
-    for (const tarn::SourceSelector& selector : selectors_) {
-      if (selector.name != model) continue;
-      used_.insert(selector.name);
-      return &selector;
-    }
-    return nullptr;
+    if (!loaded_) Load();
+    const auto found = first_.find(model);
+    if (found == first_.end()) return nullptr;
+    used_.insert(model);
+    return &selectors_[found->second];
   }
 
   // "model selector SEL: fast (default), slow" for each selector a pin named, in file order.
@@ -365,9 +361,17 @@ class PinSelectors {
   }
 
  private:
+  // A name given to two selectors means the first, as the reader takes it.
+  void Load() {
+    selectors_ = tarn::LIB_ModelSelectors(info_.SourceFile());
+    for (size_t i = 0; i < selectors_.size(); ++i) first_.try_emplace(selectors_[i].name, i);
+    loaded_ = true;
+  }
+
   const CIbisCompInfo& info_;
   bool loaded_ = false;
   std::vector<tarn::SourceSelector> selectors_;
+  std::unordered_map<std::string, size_t> first_;  // a pin's selector found without a scan
   std::set<std::string> used_;
 };
 

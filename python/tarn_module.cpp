@@ -113,11 +113,10 @@ std::vector<Waveform> waveforms(const tarn::List<tarn::WaveformView>& list) {
 
 py::dict models_of(const Document& doc) {
   py::dict models;
-  // A name defined twice maps to the model the reader uses, as find_model does.
-  for (const tarn::ModelView& m : doc.view.models()) {
-    const std::string name(m.name());
-    models[py::str(name)] = py::cast(Model{doc.owner, *doc.view.find_model(name)});
-  }
+  // A name defined twice maps to the model the reader uses, the last, as find_model does: the
+  // later definition replaces the earlier one in its place.
+  for (const tarn::ModelView& m : doc.view.models())
+    models[py::str(std::string(m.name()))] = py::cast(Model{doc.owner, m});
   return models;
 }
 

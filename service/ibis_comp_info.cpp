@@ -517,6 +517,7 @@ eRdIbisResult CIbisCompInfo::ParseIbisPinInfo() {
     CIbisCompInfo scratch(nullptr);
     scratch.data_->text = data_->text;
     scratch.AddPinDesc(static_cast<int>(pins->pins.size()));
+    const tarn::ModelIndex models(*document);
     for (size_t i = 0; i < pins->pins.size(); ++i) {
       const tarn::Pin& pin = pins->pins[i];
       const int index = static_cast<int>(i);
@@ -525,7 +526,7 @@ eRdIbisResult CIbisCompInfo::ParseIbisPinInfo() {
         scratch.SetModelParam(eIbisPinName, std::string(text).c_str(), index);
       if (tarn::PIN_GetModel(&pin, &text)) {
         scratch.SetModelParam(eIbisModelName, std::string(text).c_str(), index);
-        const tarn::IbisModel* model = tarn::find_model(document.get(), text);
+        const tarn::IbisModel* model = models.find(text);
         scratch.SetModelParam(eIbisModelType, tarn::mdl_type_code(model), index);
       }
       if (tarn::PIN_GetSignal(&pin, &text))

@@ -1,9 +1,9 @@
 #include "service/ibis_comp_prs.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <unordered_set>
 
 #include "tarn/ibis_comp_mdls.h"
 
@@ -345,14 +345,14 @@ bool CIbisCompPrs::HoldsWhatItDeclares() {
     }
   }
   // A pin with a model type has its model in the file; type 1 (no type) may name a supply.
+  std::unordered_set<std::string_view> names;
+  for (const ModelBlock& model : models_) names.insert(model.name);
   for (int pin = 0; pin < target_->GetPinCount(); ++pin) {
     int type = MT_NO_TYPE;
     const char* name = "";
     (void)target_->GetModelParam(eIbisModelType, &type, pin);
     (void)target_->GetModelParam(eIbisModelName, &name, pin);
-    if (type > MT_NO_TYPE && std::none_of(models_.begin(), models_.end(),
-                                           [&](const ModelBlock& m) { return m.name == name; }))
-      return Refuse(0, "Model", name);
+    if (type > MT_NO_TYPE && names.count(name) == 0) return Refuse(0, "Model", name);
   }
   return true;
 }

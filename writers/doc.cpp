@@ -586,8 +586,9 @@ void write_selectors(DocText& out, const IbisDocument* document,
                      std::unordered_set<std::string_view>* used) {
   const std::vector<std::unique_ptr<ModelSelector>>* selectors = nullptr;
   if (!IBIS_GetList(document->selectors, &selectors)) return;
+  const ModelIndex models(*document);
   for (const std::unique_ptr<ModelSelector>& selector : *selectors) {
-    if (find_model(document, selector->name) || used->erase(selector->name) == 0) continue;
+    if (models.find(selector->name) || used->erase(selector->name) == 0) continue;
     out.banner();
     out.put("[Model Selector] %s", selector->name.c_str());
     if (!selector->models.empty()) out.put("| default: %s", selector->models[0].name.c_str());
@@ -644,15 +645,12 @@ UsedNames write_head(DocText& out, const IbisDocument* document, const FileHeade
 // Models in the order of the file, each once however many pins use it; a name defined twice
 // means the definition the pins resolve to.
 std::vector<const IbisModel*> listed_models(const IbisDocument* document, const UsedNames& used) {
-  std::unordered_map<std::string_view, const IbisModel*> last;  // as find_model resolves a name
-  for (const std::unique_ptr<IbisModel>& model : document->models) {
-    std::string_view name;
-    if (mdl_get_name(model.get(), &name) && used.count(name) != 0) last[name] = model.get();
-  }
+  const ModelIndex models(*document);
   std::vector<const IbisModel*> listed;
   for (const std::unique_ptr<IbisModel>& model : document->models) {
     std::string_view name;
-    if (mdl_get_name(model.get(), &name) && used.count(name) != 0 && last[name] == model.get())
+    if (mdl_get_name(model.get(), &name) && used.count(name) != 0 &&
+        models.find(name) == model.get())
       listed.push_back(model.get());
   }
   return listed;

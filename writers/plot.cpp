@@ -8,6 +8,8 @@
 #include <new>
 #include <string>
 #include <system_error>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "tarn/plot.h"
 #include "writers/plot_data.h"
@@ -183,12 +185,14 @@ std::vector<ModelView> chosen_models(const DocumentView& document, std::string_v
         std::fprintf(report, "tarn: no component '%.*s'\n", int(component.size()), component.data());
       return out;
     }
+    // By name, the last of equal names as find_model takes it: a large part's pins each find
+    // their model without a scan.
+    std::unordered_map<std::string_view, ModelView> models;
+    for (const ModelView& each : document.models()) models.insert_or_assign(each.name(), each);
+    std::unordered_set<std::string_view> listed;
     for (const PinInfo& pin : chosen->pins()) {
-      const auto used = document.find_model(pin.model);
-      const bool seen = used && std::any_of(out.begin(), out.end(), [&](const ModelView& m) {
-                          return m.name() == used->name();
-                        });
-      if (used && !seen) out.push_back(*used);
+      const auto used = models.find(pin.model);
+      if (used != models.end() && listed.insert(used->first).second) out.push_back(used->second);
     }
     return out;
   }

@@ -1,10 +1,10 @@
 #include "libibis/src/drvsh.h"
 
 #include <new>
-#include <unordered_map>
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/mdl.h"
 #include "libibis/src/mdl_plus.h"
 #include "libibis/src/newer.h"
 #include "libibis/src/reading_state.h"
@@ -124,15 +124,13 @@ void driver_schedule_end_of_file(const IbisDocument& document) {
   bool any = false;
   for (const auto& m : document.models) any = any || m->driver_schedule != nullptr;
   if (!any) return;
-  std::unordered_map<std::string_view, const IbisModel*> by_name;
-  for (const auto& m : document.models) by_name[m->name] = m.get();
+  const ModelIndex models(document);
   // Models and entries are walked newest first.
   for (auto m = document.models.rbegin(); m != document.models.rend(); ++m) {
     const DriverSchedule* schedule = nullptr;
     if (!mdl_get_driver_schedule(m->get(), &schedule)) continue;
     for (auto e = schedule->entries.rbegin(); e != schedule->entries.rend(); ++e) {
-      const auto found = by_name.find(e->model_name);
-      check_entry(*e, (*m)->name.c_str(), found == by_name.end() ? nullptr : found->second);
+      check_entry(*e, (*m)->name.c_str(), models.find(e->model_name));
     }
   }
 }

@@ -71,6 +71,13 @@ struct PartFiles {
   std::unordered_map<std::string, std::optional<Located>> located;
   // The pin names of each board looked up as a part.
   std::unordered_map<const BoardDescription*, std::unordered_set<std::string_view>> board_pins;
+  // The parts of each file looked in, by name, so that a board of thousands of parts from one
+  // library file costs no scan of its components per part.
+  struct Parts {
+    std::unordered_map<std::string_view, const Component*> components;
+    std::unordered_map<std::string_view, const BoardDescription*> boards;
+  };
+  std::unordered_map<const IbisDocument*, Parts> parts;
 };
 
 // A nested reading resets and restores `board`, the state of the reading; `parts` lives apart
@@ -668,13 +675,26 @@ const std::unordered_set<std::string_view>* pins_of(const BoardDescription* boar
   return &it->second;
 }
 
+// A file's parts are looked up once it has been read whole. Of equal names the later replaces
+// the earlier: the newest is taken.
+const PartFiles::Parts& parts_of(const IbisDocument& doc) {
+  const auto [it, added] = g_ebd.parts.parts.try_emplace(&doc);
+  if (added) {
+    for (const auto& component : doc.components)
+      it->second.components[component->name] = component.get();
+    for (const auto& board : doc.boards) it->second.boards[board->name] = board.get();
+  }
+  return it->second;
+}
+
 std::optional<PartPins> find_part(const IbisDocument& doc, const ReferenceDesignator& r) {
+  const PartFiles::Parts& parts = parts_of(doc);
   if (r.file_kind == FileKind::Ibs) {
-    for (auto it = doc.components.rbegin(); it != doc.components.rend(); ++it)
-      if ((*it)->name == r.component) return PartPins{&(*it)->pins, nullptr, kPinNameLimit};
+    const auto it = parts.components.find(r.component);
+    if (it != parts.components.end()) return PartPins{&it->second->pins, nullptr, kPinNameLimit};
   } else {
-    for (auto it = doc.boards.rbegin(); it != doc.boards.rend(); ++it)
-      if ((*it)->name == r.component) return PartPins{nullptr, pins_of(it->get()), kBoardPinLimit};
+    const auto it = parts.boards.find(r.component);
+    if (it != parts.boards.end()) return PartPins{nullptr, pins_of(it->second), kBoardPinLimit};
   }
   return std::nullopt;
 }

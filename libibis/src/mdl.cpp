@@ -684,6 +684,15 @@ const IbisModel* find_model(const IbisDocument* document, std::string_view name)
   return nullptr;
 }
 
+ModelIndex::ModelIndex(const IbisDocument& document) {
+  for (const std::unique_ptr<IbisModel>& model : document.models) by_name_[model->name] = model.get();
+}
+
+const IbisModel* ModelIndex::find(std::string_view name) const {
+  const auto it = by_name_.find(name);
+  return it == by_name_.end() ? nullptr : it->second;
+}
+
 void MDL_Reset() { g_mdl = ModelState{}; }
 
 void MDL_Init(FileKind) {

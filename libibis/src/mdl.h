@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "libibis/src/cmn.h"
@@ -150,5 +151,16 @@ struct ModelTables {
 ModelTables mdl_take_tables(IbisModel* m);
 /// The model of exactly this name, the one defined last when there are several; null if none.
 const IbisModel* find_model(const IbisDocument* document, std::string_view name);
+
+/// The models of a document by exact name, gathered once for many look-ups (one per pin, say);
+/// finds what find_model finds. The document's models must not change while it is used.
+class ModelIndex {
+ public:
+  explicit ModelIndex(const IbisDocument& document);
+  const IbisModel* find(std::string_view name) const;
+
+ private:
+  std::unordered_map<std::string_view, const IbisModel*> by_name_;
+};
 
 }  // namespace tarn

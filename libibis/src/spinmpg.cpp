@@ -2,11 +2,11 @@
 
 #include <iterator>
 #include <new>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/ibis.h"
+#include "libibis/src/mdl.h"
 #include "libibis/src/newer.h"
 #include "libibis/src/pin.h"
 #include "libibis/src/reading_state.h"
@@ -44,16 +44,11 @@ void check_row_columns(const SeriesPinMapping& mapping, size_t found) {
 // What the rows are checked against, gathered once per component.
 struct SeriesContext {
   std::string component;
-  std::unordered_map<std::string_view, const IbisModel*> models;  // the last of each name
+  ModelIndex models;
   std::unordered_set<std::string_view> selectors;
   std::unordered_set<std::string_view> groups;           // named by [Series Switch Groups]
   std::unordered_set<std::string_view> reported_groups;  // used but not defined, said once
 };
-
-const IbisModel* model_named(const SeriesContext& ctx, std::string_view name) {
-  const auto it = ctx.models.find(name);
-  return it == ctx.models.end() ? nullptr : it->second;
-}
 
 bool is_series(ModelType type) {
   return type == ModelType::Series || type == ModelType::SeriesSwitch;
@@ -83,7 +78,7 @@ void check_pin(const SeriesContext& ctx, const PinList& pins, const char* label,
     return;
   }
   if (pin->model.empty() || !pin_model_is_checked(ctx, pin->model)) return;
-  const IbisModel* model = model_named(ctx, pin->model);
+  const IbisModel* model = ctx.models.find(pin->model);
   if (!model)
     RPT_Error("Component '%s': [Series Pin Mapping] %s '%s' has an unknown model.", c, label,
               name.c_str());
@@ -122,7 +117,7 @@ void check_model_type(const SeriesContext& ctx, const SeriesPinRow& row, ModelTy
 const IbisModel* check_model(const SeriesContext& ctx, const SeriesPinRow& row) {
   if (row.model.empty()) return nullptr;  // reported at its row
   const char* c = ctx.component.c_str();
-  const IbisModel* model = model_named(ctx, row.model);
+  const IbisModel* model = ctx.models.find(row.model);
   if (!model) {
     RPT_Error("Component '%s': [Series Pin Mapping] Model '%s' is not defined.", c,
               row.model.c_str());
@@ -147,9 +142,7 @@ void check_group(SeriesContext& ctx, const SeriesPinRow& row, const IbisModel* m
 
 SeriesContext make_context(std::string_view component, const SwitchGroupList& groups,
                            const IbisDocument& document) {
-  SeriesContext ctx;
-  ctx.component.assign(component);
-  for (const auto& model : document.models) ctx.models[model->name] = model.get();
+  SeriesContext ctx{std::string(component), ModelIndex(document), {}, {}, {}};
   for (const auto& selector : document.selectors) ctx.selectors.insert(selector->name);
   ctx.groups = SSWCH_GroupNames(groups);
   return ctx;
