@@ -484,13 +484,16 @@ TEST_F(Tool, IndexThenLibCompilesOnceAndShowsThePins) {
 }
 
 // The compiled file keeps only a selector's name, as a pin of no type; lib names the models
-// it offers, whether it compiled just now or found the compiled file current.
+// each selector the pins name offers, in the order of the file, whether it compiled just now or
+// found the compiled file current.
 TEST_F(Tool, LibShowsTheModelsASelectorOffers) {
   std::filesystem::create_directory(dir_.path() / "src");
   dir_.write("src/part.ibs",
              "[IBIS Ver] 3.2\n[File Name] part.ibs\n[Component] Part\n[Manufacturer] Acme\n"
              "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n"
-             "[Pin] signal_name model_name\n1 IN sel\n2 VCC POWER\n"
+             "[Pin] signal_name model_name\n1 IN sel\n2 VCC POWER\n3 IN2 alt\n"
+             "[Model Selector] alt\nfast Fast input\nslow Slow input\n"
+             "[Model Selector] idle\nslow Slow input\nfast Fast input\n"
              "[Model Selector] sel\nslow Slow input\nfast Fast input\n"
              "[Model] slow\nModel_type Input\nVinl = 0.8\nVinh = 2.0\nC_comp 3p NA NA\n"
              "[Voltage Range] 3.3 NA NA\n"
@@ -502,7 +505,9 @@ TEST_F(Tool, LibShowsTheModelsASelectorOffers) {
     EXPECT_EQ(r.status, 0) << pass << r.err;
     for (const char* line : {"\n1      IN           sel            model selector            -",
                              "\n2      VCC          POWER          no type (pwr, gnd or NC)",
-                             "\nmodel selector sel: slow (default), fast\n"})
+                             "\n3      IN2          alt            model selector            -",
+                             "\nmodel selector alt: fast (default), slow\n"
+                             "model selector sel: slow (default), fast\n"})
       EXPECT_NE(r.out.find(line), std::string::npos) << pass << r.out;
     EXPECT_EQ(r.out.find("Checking", r.out.find("\npin ")), std::string::npos)
         << pass << ": the look-up is no check the user asked for\n" << r.out;

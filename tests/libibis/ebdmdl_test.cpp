@@ -324,12 +324,31 @@ TEST(BoardParts, ComponentsAndTheirPins) {
        "ERROR a.ebd -\n"
        "    Reference Designator 'U1' refers to the Component 'A' itself being defined\n"
        "ERROR a.ebd - Pin 'P3' not found on Component 'B' in file 'b.ebd'\n"},
+      // Of two parts of one name the newest is placed, component or board.
+      {"Node U1.2 Node U1.3 Node U2.P2 Node U2.P3", "U1 twice.ibs TW\nU2 twice.ebd B\n",
+       "ERROR twice.ibs - Component 'TW' is duplicated within the .ibs file.\n"
+       "ERROR a.ebd - Pin '2' not found on Component 'TW' in file 'twice.ibs'\n"
+       "ERROR twice.ebd - Board Description 'B' is duplicated within the .ebd file.\n"
+       "ERROR a.ebd - Pin 'P2' not found on Component 'B' in file 'twice.ebd'\n"},
   };
+  const auto component = [](const char* pin) {
+    return std::string("[Component] TW\n[Manufacturer] M\n[Package]\nR_pkg 0.1 NA NA\n"
+                       "L_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 S GND\n") +
+           pin + " T GND\n";
+  };
+  const std::string board = board_file("B", "", "");
+  const size_t begin = board.find("[Begin");
+  const std::string first = board.substr(begin, board.find("[End]") - begin);
+  std::string second = first;
+  second.replace(second.find("P2 GND"), 6, "P3 GND");
   for (const PartCase& c : cases) {
     test::TempDir dir;
     dir.write("tarn_demo.ibs", demo_component());
     dir.write("bad.ibs", "[IBIS Ver] 9.9\n[End]\n");
-    dir.write("b.ebd", board_file("B", "", ""));
+    dir.write("b.ebd", board);
+    dir.write("twice.ibs", "[IBIS Ver] 3.2\n[File Name] twice.ibs\n[File Rev] 1.0\n" +
+                               component("2") + component("3") + "[End]\n");
+    dir.write("twice.ebd", "[IBIS Ver] 3.2\n" + first + second + "[End]\n");
     dir.write("a.ebd", board_file("A", c.nodes, c.map));
     EXPECT_EQ(check_in(dir, "a.ebd"), c.expected) << c.map;
   }

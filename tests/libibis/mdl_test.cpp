@@ -440,6 +440,24 @@ TEST(FindModel, ExactNameNewestFirst) {
   EXPECT_EQ(find_model(r.document.get(), "b"), model_at(r, 1));
 }
 
+// The index built once for many look-ups finds what find_model finds: the model defined last of
+// equal names, the exact name only.
+TEST(FindModel, TheIndexFindsTheSame) {
+  const auto r = test::read_lines(
+      "[Model] a\nModel_type Input\n[Model] b\n[Model] a\nModel_type Output\n[Model] a\n"
+      "Model_type Terminator\n[End]\n");
+  ASSERT_NE(r.document, nullptr);
+  const ModelIndex index(*r.document);
+  const struct {
+    const char* name;
+    const IbisModel* found;
+  } cases[] = {{"a", model_at(r, 3)}, {"b", model_at(r, 1)}, {"A", nullptr}, {"c", nullptr}};
+  for (const auto& c : cases) {
+    EXPECT_EQ(index.find(c.name), c.found) << c.name;
+    EXPECT_EQ(find_model(r.document.get(), c.name), c.found) << c.name;
+  }
+}
+
 // Models of every type, each as its type requires, in a file that checks cleanly.
 TEST(ModelFile, EveryTypeChecksCleanly) {
   std::FILE* f = std::fopen(TARN_TEST_DATA "/model_types.ibs", "rb");

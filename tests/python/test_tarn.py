@@ -50,6 +50,13 @@ def test_document_of_a_fixture():
     assert doc.models["rcv"].pulldown is None
 
 
+def test_a_model_defined_twice_is_the_last_in_the_first_place():
+    text = RECORDS.replace("[Model] rcv2\n", "[Model] drv2\nModel_type Input\n[Model] rcv2\n")
+    doc = tarn.read_text(text, name="records.ibs").document
+    assert list(doc.models) == ["drv", "drv2", "rcv", "rcv2", "sw"]
+    assert doc.models["drv2"].type == "Input"
+
+
 # One case per kind of finding: (text, expected (severity, line, message, file) in order).
 FINDING_CASES = [
     ("[IBIS Ver] 3.2\n[File Name] bad.ibs\n[Component] Bad\n[End]\n",

@@ -630,6 +630,14 @@ TEST(CompiledReadBack, RefusedFiles) {
   EXPECT_EQ(huge.info->GetPinCount(), 0);
   const CompiledOnly fine("File_Rev 3 1\nComponent \"X\"\nNum_Pins 0\n");
   EXPECT_EQ(fine.info->GetStatus(), eIbisCurrent);
+  // A pin of a model type names one of the file's models, wherever it stands among them.
+  const auto typed = [](const char* model) {
+    return std::string("File_Rev 3 0\nComponent \"X\"\nNum_Pins 2\nPin \"1\" \"\" \"b\" 0 2\n") +
+           "Pin \"2\" \"\" \"" + model + "\" 0 2\n\nModel \"a\"\nType \"Input\"\n\nTyp_Model\n" +
+           "c_comp 1e-12\n\nModel \"b\"\nType \"Input\"\n\nTyp_Model\nc_comp 2e-12\n";
+  };
+  EXPECT_EQ(CompiledOnly(typed("a")).info->GetStatus(), eIbisCurrent);
+  EXPECT_EQ(CompiledOnly(typed("c")).info->GetStatus(), eIbisUnreadable) << "no model c";
 }
 
 TEST(CompInfo, PinsStraightFromTheSource) {
@@ -649,6 +657,19 @@ TEST(CompInfo, PinsStraightFromTheSource) {
   EXPECT_EQ(type, MT_INPUT);
   ASSERT_TRUE(info.GetModelParam(eIbisModelType, &type, 1));
   EXPECT_EQ(type, MT_NO_TYPE);
+
+  // A model defined twice gives its pins the type of the one defined last, as a check reads it.
+  std::string twice = kPart;
+  twice.replace(twice.find("[End]"), 5,
+                "[Model] buf\nModel_type Terminator\n[Model] other\nModel_type Output\n[End]");
+  CIbisCompInfo last(nullptr);
+  last.SetModelParam(eIbisCompName, "Part", 0);
+  EXPECT_EQ(quietly([&] {
+              return CIbisCompInfoTest::PopulateFromSource(&last, dir.write("twice.ibs", twice));
+            }),
+            eRdIbisSuccess);
+  ASSERT_TRUE(last.GetModelParam(eIbisModelType, &type, 0));
+  EXPECT_EQ(type, MT_TERMINATOR);
 
   CIbisCompInfo other(nullptr);
   other.SetModelParam(eIbisCompName, "Other", 0);

@@ -489,6 +489,27 @@ TEST(DocWriter, APipeGetsTheListingAFileWould) {
 }
 
 // The header, the component list and the model list are each required, in that order.
+// The selectors the pins name, in the order of the file, each with the models it offers; a name
+// that is also a model's stands for the model (the reader refuses such a file, but a caller may
+// list one that failed), and a selector no pin names is left out.
+TEST(DocWriter, ListsTheSelectorsThePinsName) {
+  const std::string source =
+      joined({kSourceHead, kSourcePart,
+              "[Pin] signal_name model_name\n1 INP in\n2 INN pick\n3 VCC POWER\n4 GND GND\n"
+              "5 OUT alt\n[Model Selector] alt\nin Standard input\n[Model Selector] in\n"
+              "in Standard input\n[Model Selector] idle\nin Standard input\n"
+              "[Model Selector] pick\nin Standard input\n",
+              kSourceModel, "[End]\n"});
+  const test::ReadResult read = test::read_source(source, "t.ibs", /*want_document=*/true);
+  ASSERT_NE(read.document, nullptr);
+  const std::string listing = write_doc(read.document.get(), nullptr).listing.value_or("");
+  std::string selectors;
+  std::istringstream lines(listing);
+  for (std::string line; std::getline(lines, line);)
+    if (line.starts_with("[Model Selector]") || line.starts_with("[Model] ")) selectors += line + "\n";
+  EXPECT_EQ(selectors, "[Model Selector] alt\n[Model Selector] pick\n[Model]        in\n") << listing;
+}
+
 TEST(DocWriter, NeedsAHeaderComponentsAndModels) {
   IbisDocument document;
   EXPECT_EQ(write_doc(&document, nullptr).report,

@@ -101,6 +101,28 @@ TEST(Plot, ToolWritesAFolderWithAnIndex) {
   EXPECT_EQ(index.select_nodes("//img").size(), 4u);
 }
 
+// A component's models: in the order its pins first name them, each once, a name defined twice
+// meaning the definition read last; a selector is no model.
+TEST(Plot, TheModelsAComponentsPinsUse) {
+  const auto model = [](const char* name, const char* current) {
+    return std::string("[Model] ") + name +
+           "\nModel_type Input\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[GND Clamp]\n-1 " +
+           current + " NA NA\n0 0 NA NA\n";
+  };
+  test::TempDir dir;
+  const std::string source = dir.write(
+      "twice.ibs", "[IBIS Ver] 3.2\n[File Name] twice.ibs\n[Component] C\n[Pin] signal_name "
+                   "model_name\n1 A b\n2 B a\n3 C b\n4 D sel\n[Model Selector] sel\na A\nb B\n" +
+                       model("a", "-10m") + model("b", "-20m") + model("a", "-30m") + "[End]\n");
+  const std::string out = (dir.path() / "plots").string();
+  ASSERT_TRUE(write_plots(source, "C", "", out, nullptr));
+  const std::string index = test::file_text(out + "/index.html");
+  EXPECT_EQ(count(index, "<h2>"), 2u) << index;
+  EXPECT_LT(index.find("<h2>b</h2>"), index.find("<h2>a</h2>")) << index;
+  EXPECT_NE(test::file_text(out + "/a_gnd_clamp.txt").find("\n-1 -0.03 NA NA\n"),
+            std::string::npos);
+}
+
 // The report is XHTML-clean, has one plot per curve, and shows the line a finding points at.
 TEST(Report, WellFormedWithFindingsAndPlots) {
   test::TempDir dir;
