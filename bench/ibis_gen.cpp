@@ -17,7 +17,7 @@ std::string eng(double v, const char* unit) {
     double factor;
     const char* suffix;
   } scales[] = {{1, ""}, {1e-3, "m"}, {1e-6, "u"}, {1e-9, "n"}, {1e-12, "p"}, {1e-15, "f"}};
-  char text[48];
+  char text[48] = "";
   if (v == 0) {
     std::snprintf(text, sizeof text, "0%s", unit);
     return text;
@@ -146,6 +146,36 @@ size_t write_component(const std::string& path, int models, int pins_per_model, 
   return ok ? w.bytes : 0;
 }
 
+void header(Writer& w, const std::string& path) {
+  w.line("[IBIS Ver] 3.2");
+  w.line("[File Name] " + path.substr(path.find_last_of('/') + 1));
+  w.line("[File Rev] 1.0");
+}
+
+void component_head(Writer& w, const std::string& name) {
+  w.line("[Component] " + name);
+  w.line("[Manufacturer] Tarn Benchmarks");
+  w.line("[Package]");
+  w.line("R_pkg 250mOhm 200mOhm 300mOhm");
+  w.line("L_pkg 2.5nH 2nH 3nH");
+  w.line("C_pkg 600fF 500fF 700fF");
+  w.line("[Pin] signal_name model_name");
+}
+
+void input_model(Writer& w, int index) {
+  w.line("[Model] m" + std::to_string(index));
+  w.line("Model_type Input");
+  w.line("Vinl = 800mV");
+  w.line("Vinh = 2V");
+  w.line("C_comp 1pF NA NA");
+  w.line("[Voltage Range] 3.3V NA NA");
+}
+
+size_t closed(Writer& w) {
+  w.line("[End]");
+  return std::fclose(w.file) == 0 ? w.bytes : 0;
+}
+
 }  // namespace
 
 size_t generate_ibis(const std::string& path, size_t target_bytes) {
@@ -161,6 +191,56 @@ size_t generate_ibis_pins(const std::string& path, int pins) {
 size_t generate_ibis_pairs(const std::string& path, int pins) {
   constexpr int kModels = 8;
   return write_component(path, kModels, std::max(1, pins / kModels), true);
+}
+
+size_t generate_ibis_own_models(const std::string& path, int pins) {
+  std::FILE* file = std::fopen(path.c_str(), "w");
+  if (!file) return 0;
+  Writer w{file};
+  header(w, path);
+  component_head(w, "BENCH");
+  for (int p = 1; p <= pins; ++p)
+    w.line(std::to_string(p) + " sig" + std::to_string(p) + (p % 2 ? " m" : " s") + std::to_string(p));
+  for (int p = 2; p <= pins; p += 2) {
+    w.line("[Model Selector] s" + std::to_string(p));
+    w.line("m" + std::to_string(p - 1) + " the pin before");
+    w.line("m" + std::to_string(p + 1 <= pins ? p + 1 : 1) + " the pin after");
+  }
+  for (int p = 1; p <= pins; p += 2) input_model(w, p);
+  return closed(w);
+}
+
+size_t generate_board_parts(const std::string& path, int parts) {
+  const std::string library = path.substr(0, path.find_last_of('/') + 1) + "parts.ibs";
+  std::FILE* file = std::fopen(library.c_str(), "w");
+  if (!file) return 0;
+  Writer part{file};
+  header(part, library);
+  for (int k = 1; k <= parts; ++k) {
+    component_head(part, "P" + std::to_string(k));
+    part.line("1 in m1");
+    part.line("2 gnd GND");
+  }
+  input_model(part, 1);
+  if (closed(part) == 0 || !(file = std::fopen(path.c_str(), "w"))) return 0;
+  Writer w{file};
+  header(w, path);
+  w.line("[Begin Board Description] BOARD");
+  w.line("[Manufacturer] Tarn Benchmarks");
+  w.line("[Number Of Pins] " + std::to_string(parts));
+  w.line("[Pin List] signal_name");
+  for (int k = 1; k <= parts; ++k) w.line("A" + std::to_string(k) + " S" + std::to_string(k));
+  for (int k = 1; k <= parts; ++k) {
+    w.line("[Path Description] P" + std::to_string(k));
+    w.line("Pin A" + std::to_string(k));
+    w.line("Len = 0.5 L = 2n C = 1p R = 0.1 /");
+    w.line("Node U" + std::to_string(k) + ".1");
+  }
+  w.line("[Reference Designator Map]");
+  for (int k = 1; k <= parts; ++k)
+    w.line("U" + std::to_string(k) + " parts.ibs P" + std::to_string(k));
+  w.line("[End Board Description]");
+  return closed(w);
 }
 
 }  // namespace tarn::bench

@@ -14,5 +14,11 @@ size_t generate_ibis(const std::string& path, size_t target_bytes);
 size_t generate_ibis_pins(const std::string& path, int pins);
 /// A component of `pins` pins on a few models, paired into differential pins two by two.
 size_t generate_ibis_pairs(const std::string& path, int pins);
+/// A component of `pins` pins, each on a model or selector of its own: an odd pin on a small
+/// input model, an even one on a selector offering the models of the pins beside it.
+size_t generate_ibis_own_models(const std::string& path, int pins);
+/// A board of `parts` parts, each a two-pin component of its own in one library file beside
+/// it (parts.ibs); `path` is the board's .ebd.
+size_t generate_board_parts(const std::string& path, int parts);
 
 }  // namespace tarn::bench

@@ -24,6 +24,7 @@
 #include "quiet_stdout.h"
 #include "tarn/compile.h"
 #include "tarn/documentation.h"
+#include "tarn/plot.h"
 #include "tarn/reader.h"
 
 namespace {
@@ -271,6 +272,60 @@ void BM_CompilePairs(benchmark::State& state) {
   std::fclose(report);
 }
 BENCHMARK(BM_CompilePairs)->Arg(2000)->Arg(8000)->Unit(benchmark::kMillisecond);
+
+// A generated file of `count` pins (or parts) kept for the run, made by `generate`; its name
+// stays within the 24 characters a [File Name] holds.
+std::string scaled_fixture(const char* stem, const char* extension, int count,
+                           size_t (*generate)(const std::string&, int)) {
+  const std::string path =
+      (fs::temp_directory_path() / (stem + std::to_string(count) + extension)).string();
+  if (!fs::exists(path)) generate(path, count);
+  return path;
+}
+
+// The documentation of a part whose pins each name a model or selector of their own: no target,
+// but each selector must be told from a model without a search through every model. The counts
+// go by four, so that the rows show how the cost grows.
+void BM_DocOwnModels(benchmark::State& state) {
+  const std::string path = scaled_fixture("tarn_own_", ".ibs", int(state.range(0)),
+                                          tarn::bench::generate_ibis_own_models);
+  const std::string out = output_path("own.txt");
+  std::FILE* report = std::fopen("/dev/null", "w");
+  {
+    tarn::bench::QuietStdout quiet;
+    for (auto _ : state) {
+      if (!tarn::IBIS_DocumentSourceToStream(path.c_str(), "BENCH", out.c_str(), report))
+        state.SkipWithError("the listing was not written");
+    }
+  }
+  std::fclose(report);
+}
+BENCHMARK(BM_DocOwnModels)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
+
+// The plots of the same part's models: each pin's model found without a search.
+void BM_PlotOwnModels(benchmark::State& state) {
+  const std::string path = scaled_fixture("tarn_own_", ".ibs", int(state.range(0)),
+                                          tarn::bench::generate_ibis_own_models);
+  const std::string out = output_path("plots");
+  for (auto _ : state) {
+    if (!tarn::write_plots(path, "BENCH", "", out, nullptr))
+      state.SkipWithError("the plots were not written");
+  }
+}
+BENCHMARK(BM_PlotOwnModels)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
+
+// The check of a board that places thousands of parts from one library file: each part found
+// without a search through the file's components.
+void BM_CheckBoardParts(benchmark::State& state) {
+  const std::string path = scaled_fixture("tarn_board_parts_", "/board.ebd", int(state.range(0)),
+                                          [](const std::string& board, int parts) {
+                                            fs::create_directories(fs::path(board).parent_path());
+                                            return tarn::bench::generate_board_parts(board, parts);
+                                          });
+  tarn::bench::QuietStdout quiet;
+  for (auto _ : state) check_once(path);
+}
+BENCHMARK(BM_CheckBoardParts)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
 
 void sizes(benchmark::internal::Benchmark* b) {
   b->Arg(10)->Arg(100)->Unit(benchmark::kMillisecond)->UseManualTime()->Iterations(5);
