@@ -200,7 +200,8 @@ size_t generate_ibis_own_models(const std::string& path, int pins) {
   header(w, path);
   component_head(w, "BENCH");
   for (int p = 1; p <= pins; ++p)
-    w.line(std::to_string(p) + " sig" + std::to_string(p) + (p % 2 ? " m" : " s") + std::to_string(p));
+    w.line(std::to_string(p) + " sig" + std::to_string(p) + (p % 2 ? " m" : " s") +
+           std::to_string(p));
   for (int p = 2; p <= pins; p += 2) {
     w.line("[Model Selector] s" + std::to_string(p));
     w.line("m" + std::to_string(p - 1) + " the pin before");

@@ -685,7 +685,8 @@ const IbisModel* find_model(const IbisDocument* document, std::string_view name)
 }
 
 ModelIndex::ModelIndex(const IbisDocument& document) {
-  for (const std::unique_ptr<IbisModel>& model : document.models) by_name_[model->name] = model.get();
+  for (const std::unique_ptr<IbisModel>& model : document.models)
+    by_name_[model->name] = model.get();
 }
 
 const IbisModel* ModelIndex::find(std::string_view name) const {

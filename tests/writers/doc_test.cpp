@@ -506,8 +506,10 @@ TEST(DocWriter, ListsTheSelectorsThePinsName) {
   std::string selectors;
   std::istringstream lines(listing);
   for (std::string line; std::getline(lines, line);)
-    if (line.starts_with("[Model Selector]") || line.starts_with("[Model] ")) selectors += line + "\n";
-  EXPECT_EQ(selectors, "[Model Selector] alt\n[Model Selector] pick\n[Model]        in\n") << listing;
+    if (line.starts_with("[Model Selector]") || line.starts_with("[Model] "))
+      selectors += line + "\n";
+  EXPECT_EQ(selectors, "[Model Selector] alt\n[Model Selector] pick\n[Model]        in\n")
+      << listing;
 }
 
 TEST(DocWriter, NeedsAHeaderComponentsAndModels) {
