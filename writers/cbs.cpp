@@ -685,6 +685,8 @@ std::string_view text_or_empty(int (*get)(const Pin*, std::string_view*), const 
 
 // What the pin groups look up, gathered once for the component.
 struct ComponentView {
+  explicit ComponentView(const IbisDocument& document) : models(document) {}
+
   const PinList* pins = nullptr;
   const PinMapping* mapping = nullptr;
   // The pair rows by pin name, so that a part with thousands of pairs costs no scan per pin. A
@@ -694,15 +696,12 @@ struct ComponentView {
   // The [Series Pin Mapping] rows that name a pin, in file order.
   std::unordered_map<std::string_view, std::vector<const SeriesPinRow*>> series_rows;
   // By name; a name defined twice finds the model defined last, as the reader's checks do.
-  std::unordered_map<std::string_view, const IbisModel*> models;
+  ModelIndex models;
   // The POWER and GND pins on each bus, in pin order, found through their mapping rows. "NC" says
   // not connected rather than naming a bus, so it lists no pins.
   std::unordered_map<std::string_view, std::vector<std::string_view>> bus_pins;
 
-  const IbisModel* find_model(std::string_view name) const {
-    const auto it = models.find(name);
-    return it == models.end() ? nullptr : it->second;
-  }
+  const IbisModel* find_model(std::string_view name) const { return models.find(name); }
 };
 
 void gather_bus_pins(ComponentView* view) {
@@ -750,19 +749,12 @@ void index_series_pins(ComponentView* view, const SeriesPinMapping& mapping) {
 
 ComponentView make_view(const IbisDocument& document, const Component& component,
                         const PinList* pins) {
-  ComponentView view;
+  ComponentView view(document);
   view.pins = pins;
   const DiffPinList* diff_pins = nullptr;
   if (CMPNT_GetDiffPins(&component, &diff_pins)) index_diff_pins(&view, *diff_pins);
   const SeriesPinMapping* series = nullptr;
   if (CMPNT_GetSeriesPins(&component, &series)) index_series_pins(&view, *series);
-  const std::vector<std::unique_ptr<IbisModel>>* models = nullptr;
-  if (IBIS_GetList(document.models, &models)) {
-    for (const std::unique_ptr<IbisModel>& model : *models) {
-      std::string_view name;
-      if (mdl_get_name(model.get(), &name)) view.models[name] = model.get();
-    }
-  }
   if (CMPNT_GetPinMapping(&component, &view.mapping)) gather_bus_pins(&view);
   return view;
 }
