@@ -232,6 +232,12 @@ void list_components_when_unmatched(const Arguments& args) {
     names += (names.empty() ? "" : ", ") + std::string(component.name());
   }
   const size_t count = result.document().components().size();
+  // A board or package file passes its check but has no component to write.
+  if (count == 0 && tarn::IBIS_KindOf(file.c_str()) > 1) {
+    std::fprintf(stderr, "tarn: %s: '%s' holds no component: only an .ibs file has one\n",
+                 args.command.c_str(), file.c_str());
+    return;
+  }
   const bool unmatched = !args.component.empty() ? !matched : count > 1;
   if (!unmatched || names.empty()) return;
   std::fprintf(stderr, "tarn: %s: components of '%s': %s\n", args.command.c_str(), file.c_str(),

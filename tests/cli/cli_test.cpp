@@ -27,6 +27,11 @@ constexpr const char* kCompilable =
     "[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n[Pin] signal_name model_name\n1 "
     "IN buf\n2 VCC POWER\n[Model] buf\nModel_type Input\n"
     "Vinl = 0.8\nVinh = 2.0\nC_comp 1p NA NA\n[Voltage Range] 3.3 NA NA\n[End]\n";
+constexpr const char* kBoard =
+    "[IBIS Ver] 3.2\n[File Name] board.ebd\n[File Rev] 1.0\n[Begin Board Description] B\n"
+    "[Manufacturer] Acme\n[Number Of Pins] 1\n[Pin List] signal_name\nA1 VCC\n"
+    "[Path Description] P\nPin A1 Len = 0 R = 0.01 / Node U1.2\n[Reference Designator Map]\n"
+    "U1 part.ibs Part\n[End Board Description]\n[End]\n";
 constexpr const char* kSecondComponent =
     "[Component] Other\n[Manufacturer] Acme\n[Package]\nR_pkg 0.1 NA NA\nL_pkg 1n NA NA\n"
     "C_pkg 1p NA NA\n[Pin] signal_name model_name\n1 VCC POWER\n";
@@ -77,7 +82,8 @@ class Tool : public ::testing::Test {
              {"bad.ibs", "[IBIS Ver] 3.2\n[End]\n"},
              {"part.ibs", kCompilable},
              {"two.ibs", two},
-             {"notes.txt", "[IBIS Ver] 3.2\n"}})
+             {"notes.txt", "[IBIS Ver] 3.2\n"},
+             {"board.ebd", kBoard}})
       dir_.write(name, text);
   }
 
@@ -382,6 +388,11 @@ TEST_F(Tool, CompileAndDocWriteOnlyWhatPassed) {
       {"doc two.ibs --component Other --output o.txt", 1, failed("two.ibs", unmodelled), ""},
       {"doc bad.ibs --output o.txt", 1,
        failed("bad.ibs", "Required keyword 'Component' not found."), ""},
+      // A board passes its check and is not written.
+      {"compile board.ebd --output o.cbs", 1, passed("board.ebd"),
+       "tarn: compile: 'board.ebd' holds no component: only an .ibs file has one\n"},
+      {"doc board.ebd --output o.txt", 1, passed("board.ebd"),
+       "tarn: doc: 'board.ebd' holds no component: only an .ibs file has one\n"},
       // The other formats: the reading's and the writer's findings, no banner.
       {"doc part.ibs --output gcc.txt --format gcc", 0, "", ""},
       {"doc bad.ibs --output o.txt --format=gcc", 1,
