@@ -702,11 +702,11 @@ std::string head_text(const IbisDocument* document, const FileHeader* header,
 // Each model's listing is written as soon as the model has been read and checked, by a worker
 // beside the reading, into the target's replacement; the worker then hands the model's tables
 // back to the reading thread, which frees them where they were allocated. Meanwhile the worker
-// holds the listing the new one will replace, and frees it once replaced. The head goes first,
-// as the document stands at the first model. At the end the listing needs only "[End]" when
-// the head and the models listed are those written; otherwise (the component, a selector or a
-// package model after the models, models the component does not use) it is put together again
-// in its own order, from the final head and the models' texts read back.
+// takes hold of the listing the new one will replace, let go of once replaced. The head goes
+// first, as the document stands at the first model. At the end the listing needs only "[End]"
+// when the head and the models listed are those written; otherwise (the component, a selector
+// or a package model after the models, models the component does not use) it is put together
+// again in its own order, from the final head and the models' texts read back.
 class DocStream final : public ModelObserver {
  public:
   DocStream(const char* path, const char* component) : path_(path), component_(component) {
@@ -727,7 +727,7 @@ class DocStream final : public ModelObserver {
   void StreamModels(const std::vector<IbisModel*>& models);
   bool Rebuild(const std::string& head, const std::vector<const IbisModel*>& listed);
   bool CopyStreamed(const Streamed& streamed, DocText& out);
-  // The listing committed: the one it replaced is freed on the worker while the call returns.
+  // The listing committed: the one it replaced is freed in the background.
   bool Committed(SafeFile& file);
 
   const char* path_;
@@ -835,7 +835,7 @@ bool DocStream::Rebuild(const std::string& head, const std::vector<const IbisMod
 
 bool DocStream::Committed(SafeFile& file) {
   if (!committed(path_, file)) return false;
-  worker_.Post([this] { replaced_.Release(); });
+  replaced_.Release();  // the worker took hold of it before the reading ended
   return true;
 }
 

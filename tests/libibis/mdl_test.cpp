@@ -429,20 +429,9 @@ TEST(ModelAccessorsDeathTest, NullArgumentsAreInternalFaults) {
   EXPECT_DEATH(model_end(nullptr), "");
 }
 
-TEST(FindModel, ExactNameNewestFirst) {
-  const auto r = test::read_lines(
-      "[Model] a\nModel_type Input\n[Model] b\n[Model] a\nModel_type Output\n[End]\n");
-  ASSERT_NE(r.document, nullptr);
-  const IbisModel* a = find_model(r.document.get(), "a");
-  ASSERT_NE(a, nullptr);
-  EXPECT_EQ(a->model_type, ModelType::Output);
-  EXPECT_EQ(find_model(r.document.get(), "B"), nullptr);
-  EXPECT_EQ(find_model(r.document.get(), "b"), model_at(r, 1));
-}
-
-// The index built once for many look-ups finds what find_model finds: the model defined last of
-// equal names, the exact name only.
-TEST(FindModel, TheIndexFindsTheSame) {
+// A look-up, and the index built once for many, find the model defined last of equal names, by
+// the exact name only.
+TEST(FindModel, ExactNameNewestFirstWithOrWithoutTheIndex) {
   const auto r = test::read_lines(
       "[Model] a\nModel_type Input\n[Model] b\n[Model] a\nModel_type Output\n[Model] a\n"
       "Model_type Terminator\n[End]\n");

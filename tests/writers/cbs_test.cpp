@@ -255,8 +255,9 @@ C_comp 1p NA NA
 
 TEST(CompiledFile, PinGroupsCarryTheirPartnersModelRecordsAndSupplies) {
   // The pin on a selector finds no model: type 1 and no model records. "NC" in a mapping row
-  // names no bus. A pin in two series pairs lists both partners in the pairs' order. The %f thresholds lose a 1 ns time; the series model is not written since
-  // no pin names it; term_rac keeps its two blanks.
+  // names no bus. A pin in two series pairs lists both partners in the pairs' order. The %f
+  // thresholds lose a 1 ns time; the series model is not written since no pin names it;
+  // term_rac keeps its two blanks.
   EXPECT_TRUE(matches_golden("cbs_pin_groups.cbs", compile_clean(kPinSource, "A\"B")));
 }
 

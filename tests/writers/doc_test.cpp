@@ -488,7 +488,6 @@ TEST(DocWriter, APipeGetsTheListingAFileWould) {
   }
 }
 
-// The header, the component list and the model list are each required, in that order.
 // The selectors the pins name, in the order of the file, each with the models it offers; a name
 // that is also a model's stands for the model (the reader refuses such a file, but a caller may
 // list one that failed), and a selector no pin names is left out.
@@ -512,6 +511,7 @@ TEST(DocWriter, ListsTheSelectorsThePinsName) {
       << listing;
 }
 
+// The header, the component list and the model list are each required, in that order.
 TEST(DocWriter, NeedsAHeaderComponentsAndModels) {
   IbisDocument document;
   EXPECT_EQ(write_doc(&document, nullptr).report,
