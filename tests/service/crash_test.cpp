@@ -144,7 +144,7 @@ enum class End { kExited, kKilled, kOther };
 template <class Prepare>
 End child_session(const Bench& bench, const fs::path& cache, Prepare prepare) {
   std::fflush(stdout);
-  const pid_t pid = fork();
+  const pid_t pid = fork_settled();
   if (pid == 0) {
     std::freopen("/dev/null", "w", stdout);
     prepare();

@@ -134,7 +134,7 @@ ChildRun in_child(Session session) {
   int pipe_fds[2];
   if (pipe(pipe_fds) != 0) return {};
   std::fflush(stdout);
-  const pid_t pid = fork();
+  const pid_t pid = fork_settled();
   if (pid == 0) {
     close(pipe_fds[0]);
     std::freopen("/dev/null", "w", stdout);

@@ -1,5 +1,7 @@
 #include "test_support.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
@@ -10,6 +12,7 @@
 #include "libibis/src/parse.h"
 #include "libibis/src/rpt.h"
 #include "libibis/src/source.h"
+#include "writers/safe_file.h"
 
 namespace tarn::test {
 
@@ -102,6 +105,11 @@ ReadResult read_lines(std::string_view text, std::string_view name, int version,
   RPT_SetStream(nullptr);
   r.report = report.text();
   return r;
+}
+
+pid_t fork_settled() {
+  SFL_AwaitReleases();
+  return ::fork();
 }
 
 std::optional<std::string> file_bytes(const std::filesystem::path& path) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <sched.h>
+#include <sys/types.h>
 
 #include <cstdio>
 #include <filesystem>
@@ -104,6 +105,10 @@ std::string file_text(const std::filesystem::path& path);
 /// names the first line that differs. With TARN_UPDATE_GOLDEN=1 in the environment the file is
 /// written from `actual` instead. A golden file that is missing fails.
 ::testing::AssertionResult matches_golden(std::string_view name, std::string_view actual);
+
+/// fork(), once no thread of the library is still closing replaced files: a child of a
+/// process under the address checker may otherwise find its allocator locked by that thread.
+pid_t fork_settled();
 
 /// Runs `fn` with standard output captured and dropped (the reader's compatibility banner).
 template <class Fn>
