@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "ibis_gen.h"
 #include "quiet_stdout.h"
@@ -113,5 +114,27 @@ void BM_ReadBackOwnModels(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_ReadBackOwnModels)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
+
+// A host that looks up every pin of a large part by its name, as one listing each pin's model
+// does: each look-up must not search through every pin.
+void BM_FindEveryPin(benchmark::State& state) {
+  const int pins = int(state.range(0));
+  CIbisCompInfo info(nullptr);
+  info.AddPinDesc(pins);
+  std::vector<std::string> names;
+  for (int i = 0; i < pins; ++i) {
+    names.emplace_back("P").append(std::to_string(i));
+    info.SetModelParam(eIbisPinName, names.back().c_str(), i);
+  }
+  for (auto _ : state) {
+    state.PauseTiming();
+    info.SetModelParam(eIbisPinName, names[0].c_str(), 0);  // a change: the search starts afresh
+    state.ResumeTiming();
+    for (int i = 0; i < pins; ++i)
+      if (info.FindIndex4Pin(names[size_t(i)].c_str(), eIbisPinName) != i)
+        state.SkipWithError("a pin was not found where it is");
+  }
+}
+BENCHMARK(BM_FindEveryPin)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -5,8 +5,10 @@
 #include <filesystem>
 #include <fstream>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <system_error>
+#include <unordered_map>
 
 #include "libibis/src/cmn.h"
 #include "libibis/src/cmpnt.h"
@@ -112,6 +114,7 @@ CIbisCompInfo& CIbisCompInfo::operator=(const CIbisCompInfo& other) {
   owner_ = other.owner_;
   auto copy = std::make_unique<Data>(*other.data_);
   copy->pins = std::make_shared<std::vector<PinDesc>>(*other.data_->pins);  // pins of its own
+  copy->pin_index.reset();
   Publish(std::move(copy));
   compile_date_ = other.compile_date_;
   source_time_ = other.source_time_;
@@ -192,6 +195,7 @@ void CIbisCompInfo::AddPinDesc(int count) {
   tarn::ApiGuard guard;
   // New pins: the old ones may still be read through values kept aside.
   data_->pins = std::make_shared<std::vector<PinDesc>>();
+  data_->pin_index.reset();
   try {
     if (count > 0) data_->pins->resize(static_cast<size_t>(count));
   } catch (const std::bad_alloc&) {
@@ -209,6 +213,7 @@ int CIbisCompInfo::SetModelParam(eIbisParam id, const char* value, int pin) {
   }
   PinDesc* desc = PinAt(pin);
   if (!is_pin_kind(slot.kind) || !desc) return 0;
+  data_->pin_index.reset();
   if (slot.kind == Kind::PinText) {
     desc->text[slot.index] = value;
   } else if (slot.kind == Kind::PinList) {
@@ -233,6 +238,7 @@ int CIbisCompInfo::SetModelParam(eIbisParam id, int value, int pin) {
   }
   PinDesc* desc = PinAt(pin);
   if (slot.kind != Kind::PinInt || !desc) return 0;
+  data_->pin_index.reset();
   const bool flag = id == eIbisDiffFlag || id == eIbisDiffPolarity;
   desc->integer[slot.index] = flag ? (value != 0 ? 1 : 0) : value;
   desc->integer_set[slot.index] = true;
@@ -318,31 +324,70 @@ int CIbisCompInfo::GetModelParamItem(eIbisParam id, int pin, int index, const ch
   return 1;
 }
 
+// Per searched slot, each value and the first pin holding it: a host that looks up every pin
+// of a large part makes one pass over the pins, not one per look-up.
+struct CIbisCompInfo::PinIndex {
+  template <class Key>
+  using FirstPins = std::optional<std::unordered_map<Key, int>>;
+  std::array<FirstPins<std::string_view>, kPinTexts + kPinLists> texts;  // then list items
+  std::array<FirstPins<int>, kPinInts> integers;
+
+  static PinIndex& Of(Data& data) {
+    if (!data.pin_index) data.pin_index = std::make_shared<PinIndex>();
+    return *data.pin_index;
+  }
+
+  // Fills `first` on its first use with the values `add(pin, key)` hands to `key` for each pin,
+  // in pin order so that a value held twice keeps its first pin. Short of memory, it scans.
+  template <class Key, class Add>
+  static int Find(FirstPins<Key>& first, const std::vector<PinDesc>& pins, Key value, Add add) {
+    if (!first) {
+      try {
+        first.emplace();
+        first->reserve(pins.size());
+        for (size_t i = 0; i < pins.size(); ++i)
+          add(pins[i], [&](Key key) { first->emplace(key, static_cast<int>(i)); });
+      } catch (const std::bad_alloc&) {
+        first.reset();
+        for (size_t i = 0; i < pins.size(); ++i) {
+          bool held = false;
+          add(pins[i], [&](Key key) { held = held || key == value; });
+          if (held) return static_cast<int>(i);
+        }
+        return -1;
+      }
+    }
+    const auto found = first->find(value);
+    return found == first->end() ? -1 : found->second;
+  }
+};
+
 int CIbisCompInfo::FindIndex4Pin(const char* value, eIbisParam id) const {
   tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
-  if (!value) return -1;
+  if (!value || (slot.kind != Kind::PinText && slot.kind != Kind::PinList)) return -1;
+  auto& first = PinIndex::Of(*data_).texts;
   const std::vector<PinDesc>& pins = *data_->pins;
-  for (size_t i = 0; i < pins.size(); ++i) {
-    if (slot.kind == Kind::PinText && pins[i].text[slot.index] == value) return static_cast<int>(i);
-    if (slot.kind == Kind::PinList) {
-      for (const std::string& item : pins[i].list[slot.index])
-        if (item == value) return static_cast<int>(i);
-    }
+  const std::string_view text(value);
+  if (slot.kind == Kind::PinText) {
+    return PinIndex::Find(first[slot.index], pins, text, [&](const PinDesc& pin, auto key) {
+      key(pin.text[slot.index]);
+    });
   }
-  return -1;
+  return PinIndex::Find(first[kPinTexts + slot.index], pins, text,
+                        [&](const PinDesc& pin, auto key) {
+                          for (const std::string& item : pin.list[slot.index]) key(item);
+                        });
 }
 
 int CIbisCompInfo::FindIndex4Pin(int value, eIbisParam id) const {
   tarn::ApiGuard guard;
   const Slot slot = slot_of(id);
   if (slot.kind != Kind::PinInt) return -1;
-  const std::vector<PinDesc>& pins = *data_->pins;
-  for (size_t i = 0; i < pins.size(); ++i) {
-    if (pins[i].integer_set[slot.index] && pins[i].integer[slot.index] == value)
-      return static_cast<int>(i);
-  }
-  return -1;
+  return PinIndex::Find(PinIndex::Of(*data_).integers[slot.index], *data_->pins, value,
+                        [&](const PinDesc& pin, auto key) {
+                          if (pin.integer_set[slot.index]) key(pin.integer[slot.index]);
+                        });
 }
 
 const char* CIbisCompInfo::GetIbisStatusLine(eIbisStatus status) {

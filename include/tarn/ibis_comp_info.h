@@ -105,6 +105,8 @@ class TARN_API CIbisCompInfo {
     std::array<bool, kPinInts> integer_set{};
     std::array<Triple, kPinTriples> triple;
   };
+  // The pins by the values searched for, made on the first search of each kind of value.
+  struct PinIndex;
   // What one fill gives: the texts and values of the component and its pins. The pins are
   // shared with the copies a change of a text makes.
   struct Data {
@@ -113,6 +115,7 @@ class TARN_API CIbisCompInfo {
     bool integer_set = false;
     std::array<Triple, 3> package;  // ids 5 to 7
     std::shared_ptr<std::vector<PinDesc>> pins = std::make_shared<std::vector<PinDesc>>();
+    std::shared_ptr<PinIndex> pin_index;  // of `pins` as they are; dropped when they change
   };
 
   /// Fills the object: reads the compiled file, compiling the source first when needed.

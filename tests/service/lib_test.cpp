@@ -9,6 +9,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -676,6 +677,53 @@ TEST(CompInfo, PinsStraightFromTheSource) {
   EXPECT_EQ(quietly([&] { return CIbisCompInfoTest::PopulateFromSource(&other, part); }),
             eRdIbisFailed);
   EXPECT_EQ(other.GetStatus(), eIbisSourceErrors);
+}
+
+// A search answers for the pins as they are now: each change comes after a search of the same
+// kind, which the change must not leave stale. A value two pins hold finds the first of them.
+TEST(CompInfo, PinSearchesFollowEveryChange) {
+  CIbisCompInfo info(nullptr);
+  info.AddPinDesc(3);
+  const char* const names[] = {"A1", "B1", "A1"};
+  for (int pin = 0; pin < 3; ++pin) info.SetModelParam(eIbisPinName, names[pin], pin);
+  const struct {
+    const char* what;
+    eIbisParam id;
+    const char* text;  // none: `number`
+    int number;
+    int before;
+    std::function<void()> change;
+    int after;
+  } steps[] = {
+      {"a pin renamed", eIbisPinName, "A1", 0, 0,
+       [&] { info.SetModelParam(eIbisPinName, "C1", 0); }, 2},
+      {"an item added to a later pin", eIbisPullUpPins, "V7", 0, -1,
+       [&] { info.SetModelParam(eIbisPullUpPins, "V7", 2); }, 2},
+      {"an item added to an earlier pin", eIbisPullUpPins, "V7", 0, 2,
+       [&] { info.SetModelParam(eIbisPullUpPins, "V7", 0); }, 0},
+      {"a number set", eIbisModelType, nullptr, 5, -1,
+       [&] { info.SetModelParam(eIbisModelType, 5, 1); }, 1},
+      {"a number changed", eIbisModelType, nullptr, 5, 1,
+       [&] { info.SetModelParam(eIbisModelType, 6, 1); }, -1},
+      {"a text of the component changed", eIbisPinName, "C1", 0, 0,
+       [&] { info.SetModelParam(eIbisCompText, "new", 0); }, 0},
+      {"the pins replaced", eIbisModelType, nullptr, 6, 1, [&] { info.AddPinDesc(2); }, -1},
+  };
+  const auto search = [&](const auto& step) {
+    return step.text ? info.FindIndex4Pin(step.text, step.id) : info.FindIndex4Pin(step.number, step.id);
+  };
+  for (const auto& step : steps) {
+    EXPECT_EQ(search(step), step.before) << step.what;
+    step.change();
+    EXPECT_EQ(search(step), step.after) << step.what;
+  }
+
+  info.SetModelParam(eIbisPinName, "D1", 1);
+  EXPECT_EQ(info.FindIndex4Pin("D1", eIbisPinName), 1);
+  CIbisCompInfo copy(info);
+  info.SetModelParam(eIbisPinName, "E1", 1);
+  EXPECT_EQ(copy.FindIndex4Pin("D1", eIbisPinName), 1) << "a copy searches pins of its own";
+  EXPECT_EQ(info.FindIndex4Pin("D1", eIbisPinName), -1);
 }
 
 TEST(CompInfo, ParameterIdsKindsAndPinRules) {
