@@ -1,6 +1,10 @@
 // The public views of the reader's records: each made on access from the record it points into,
 // nothing copied but the few numbers of a value.
+#include <mutex>
+#include <new>
+#include <string_view>
 #include <type_traits>
+#include <unordered_map>
 #include <vector>
 
 #include "api/view_access.h"
@@ -9,6 +13,17 @@
 #include "libibis/src/rpt.h"
 
 namespace tarn {
+
+// A host finds each pin's model or selector by name: through these, not a search of them all.
+struct DocumentNames {
+  explicit DocumentNames(const IbisDocument& document) : models(document) {
+    for (const auto& selector : document.selectors)
+      selectors.emplace(selector->name, selector.get());  // the first of a name stays
+  }
+  ModelIndex models;
+  std::unordered_map<std::string_view, const ModelSelector*> selectors;
+};
+
 namespace {
 
 // The public codes share the reader's numbering, so a cast carries them over.
@@ -236,6 +251,19 @@ std::string_view setting_text(const NamedCode<Code> (&rows)[N], Code code) {
 const IbisDocument& records_of(const IbisDocument* document) {
   static const IbisDocument kEmpty;
   return document ? *document : kEmpty;
+}
+
+// The names of a finished document, made on its first look-up (views exist only once the
+// reading is over); null without a document or when memory runs short, and look-ups then scan.
+const DocumentNames* names_of(const IbisDocument* document) {
+  if (!document) return nullptr;
+  std::call_once(document->names_made, [document] {
+    try {
+      document->names = std::make_shared<const DocumentNames>(*document);
+    } catch (const std::bad_alloc&) {
+    }
+  });
+  return document->names.get();
 }
 
 }  // namespace
@@ -556,6 +584,10 @@ List<ModelView> DocumentView::models() const {
   return views_of<ModelView>(records_of(document_).models);
 }
 std::optional<ModelView> DocumentView::find_model(std::string_view name) const {
+  if (const DocumentNames* names = names_of(document_)) {
+    const IbisModel* model = names->models.find(name);
+    return model ? std::optional(ViewAccess::make<ModelView>(model)) : std::nullopt;
+  }
   return last_named<ModelView>(records_of(document_).models, name);
 }
 List<SubmodelView> DocumentView::submodels() const {
@@ -569,6 +601,11 @@ List<ModelSelectorInfo> DocumentView::model_selectors() const {
       records_of(document_).selectors);
 }
 std::optional<ModelSelectorInfo> DocumentView::find_model_selector(std::string_view name) const {
+  if (const DocumentNames* names = names_of(document_)) {
+    const auto found = names->selectors.find(name);
+    if (found == names->selectors.end()) return std::nullopt;
+    return selector_info(*found->second);
+  }
   for (const auto& selector : records_of(document_).selectors)
     if (selector->name == name) return selector_info(*selector);
   return std::nullopt;

@@ -17,12 +17,14 @@
 #include <functional>
 #include <initializer_list>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "ibis_gen.h"
 #include "quiet_stdout.h"
 #include "tarn/compile.h"
+#include "tarn/document.h"
 #include "tarn/documentation.h"
 #include "tarn/plot.h"
 #include "tarn/reader.h"
@@ -311,6 +313,26 @@ void BM_PlotOwnModels(benchmark::State& state) {
   }
 }
 
+// A program that reads the same part and finds each pin's model or selector through the
+// document's look-ups by name: each must not search through every model and selector.
+void BM_FindEveryPinsModel(benchmark::State& state) {
+  const std::string path = scaled_fixture("tarn_own_", ".ibs", int(state.range(0)),
+                                          tarn::bench::generate_ibis_own_models);
+  std::optional<tarn::ReadResult> result;
+  for (auto _ : state) {
+    state.PauseTiming();
+    result.reset();
+    result.emplace(tarn::read_file(path));
+    const tarn::DocumentView document = result->document();
+    const auto component = document.find_component("BENCH");
+    if (!component) state.SkipWithError("the part was not read");
+    state.ResumeTiming();
+    for (const tarn::PinInfo& pin : component->pins())
+      if (!document.find_model(pin.model) && !document.find_model_selector(pin.model))
+        state.SkipWithError("a pin's model was not found");
+  }
+}
+
 // The check of a board that places thousands of parts from one library file: each part found
 // without a search through the file's components.
 void BM_CheckBoardParts(benchmark::State& state) {
@@ -336,6 +358,7 @@ BENCHMARK(BM_Doc)->Apply(sizes);
 BENCHMARK(BM_CompilePairs)->Arg(2000)->Arg(8000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DocOwnModels)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_PlotOwnModels)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FindEveryPinsModel)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_CheckBoardParts)->Arg(4000)->Arg(16000)->Unit(benchmark::kMillisecond);
 
 // A real vendor file of 0.4 to 5 MB: check at most 0.6x the floor of the same file. Files of a

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,8 @@ class ModelObserver {
   virtual void DocumentReleased() {}
 };
 
+struct DocumentNames;
+
 /// Records are kept in file order; walks that the design calls "newest first" go backwards.
 struct IbisDocument {
   IbisDocument* previous = nullptr;  // the document that was current before this one
@@ -48,6 +51,9 @@ struct IbisDocument {
   // Set when the document is only checked: a model's tables go once its checks have run.
   bool release_model_tables = false;
   ModelObserver* model_observer = nullptr;  // set for the reading only
+  // The look-ups by name that programs make of a finished document, made on the first one.
+  mutable std::once_flag names_made;
+  mutable std::shared_ptr<const DocumentNames> names;
 
   ~IbisDocument();
 };

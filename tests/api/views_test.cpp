@@ -2,9 +2,11 @@
 // from the file and from memory alike.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tarn/document.h"
@@ -384,19 +386,43 @@ TEST(DocumentView, EmptyAndRepeatedNames) {
   EXPECT_FALSE(empty.header().ibis_version);
   EXPECT_TRUE(ReadResult().document().models().empty());
 
-  // A repeated [Model] is the later one; a repeated component the first.
+  // A repeated [Model] is the later one; a repeated component or selector the first.
   const ReadResult r = read_text(
       "[IBIS Ver] 3.2\n[File Name] t.ibs\n[File Rev] 1\n"
       "[Component] C\n[Manufacturer] first\n[Package]\nR_pkg 1 NA NA\nL_pkg 1n NA NA\n"
       "C_pkg 1p NA NA\n[Pin] signal_name model_name\n1 A m\n"
       "[Component] C\n[Manufacturer] second\n"
+      "[Model Selector] s\nm first choice\n[Model Selector] s\nm second choice\n"
       "[Model] m\nModel_type Input\nC_comp 1p NA NA\n"
       "[Model] m\nModel_type Terminator\nC_comp 1p NA NA\n[End]\n",
       "t.ibs");
   ASSERT_EQ(r.document().models().size(), 2u);
   EXPECT_EQ(r.document().find_model("m")->type(), MT_TERMINATOR);
+  EXPECT_FALSE(r.document().find_model("M"));
+  ASSERT_EQ(r.document().model_selectors().size(), 2u);
+  EXPECT_EQ(r.document().find_model_selector("s")->models[0].description, "first choice");
+  EXPECT_FALSE(r.document().find_model_selector("m"));
   EXPECT_EQ(r.document().find_component("C")->manufacturer(), "first");
   EXPECT_FALSE(r.document().find_component("c"));
+}
+
+// Threads that share a result look its models up at once: the first look-ups, which make the
+// names' index, must neither race nor see it half made.
+TEST(DocumentView, LookUpsFromSeveralThreadsAtOnce) {
+  const ReadResult r = read_file(std::string(TARN_TEST_DATA) + "/records.ibs");
+  const DocumentView document = r.document();
+  std::vector<std::string> names;
+  for (const ModelView& model : document.models()) names.emplace_back(model.name());
+  ASSERT_FALSE(names.empty());
+  std::atomic<int> found{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      for (const std::string& name : names) found += document.find_model(name) ? 1 : 0;
+      found += document.find_model_selector("sel") ? 1 : 0;
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(found, 4 * (static_cast<int>(names.size()) + 1));
 }
 
 }  // namespace
