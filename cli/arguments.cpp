@@ -171,7 +171,8 @@ void add_pictures(CLI::App& app, Arguments* out) {
   CLI::App* plot = add_command(
       app, "plot", "plot the curves of a source's models", "the IBIS source",
       "Writes plot files, SVG plots and an index.html of the curves of every model (or of\n"
-      "model NAME, or of the models component NAME uses).",
+      "model NAME, or of the models component NAME uses: those its pins name, and every\n"
+      "model a selector they name offers).",
       out);
   add_component_options(plot, out, "DIR", "the folder to write the plots into");
   add_text(plot, "--model", &out->model, "NAME", "plot only this model");

@@ -442,6 +442,7 @@ int run_plot(const Arguments& args) {
   options.accept_newer = args.accept_newer;
   const bool written =
       tarn::write_plots(file, args.component, args.model, args.output, stderr, options);
+  if (!written) explain_refused_versions({file.c_str()});  // "cannot read" alone tells no why
   return written ? kExitPassed : kExitFailed;
 }
 

@@ -8,7 +8,6 @@
 #include <new>
 #include <string>
 #include <system_error>
-#include <unordered_map>
 #include <unordered_set>
 
 #include "tarn/plot.h"
@@ -159,9 +158,10 @@ void PLT_ReportFailure(const std::exception& failure, std::FILE* report) {
 
 namespace {
 
-// The models to plot: one by name, those a component's pins use, or all.
-std::vector<ModelView> chosen_models(const DocumentView& document, std::string_view component,
-                                     std::string_view model, std::FILE* report) {
+// The models to plot: one by name, those a component's pins use, or all; what is missing is said.
+std::vector<ModelView> chosen_models(const DocumentView& document, std::string_view source,
+                                     std::string_view component, std::string_view model,
+                                     std::FILE* report) {
   std::vector<ModelView> out;
   if (!model.empty()) {
     if (auto found = document.find_model(model)) out.push_back(*found);
@@ -185,18 +185,28 @@ std::vector<ModelView> chosen_models(const DocumentView& document, std::string_v
         std::fprintf(report, "tarn: no component '%.*s'\n", int(component.size()), component.data());
       return out;
     }
-    // By name, the last of equal names as find_model takes it: a large part's pins each find
-    // their model without a scan.
-    std::unordered_map<std::string_view, ModelView> models;
-    for (const ModelView& each : document.models()) models.insert_or_assign(each.name(), each);
+    // Each model once, in the order the pins first name it. A pin that names a selector may use
+    // any model it offers, so all of them are plotted, in the selector's order.
     std::unordered_set<std::string_view> listed;
+    const auto add = [&](const ModelView& used) {
+      if (listed.insert(used.name()).second) out.push_back(used);
+    };
     for (const PinInfo& pin : chosen->pins()) {
-      const auto used = models.find(pin.model);
-      if (used != models.end() && listed.insert(used->first).second) out.push_back(used->second);
+      if (const auto used = document.find_model(pin.model)) {
+        add(*used);
+      } else if (const auto selector = document.find_model_selector(pin.model)) {
+        for (const SelectorChoiceInfo& choice : selector->models)
+          if (const auto offered = document.find_model(choice.model)) add(*offered);
+      }
     }
+    if (out.empty() && report)
+      std::fprintf(report, "tarn: no model in component '%.*s'\n", int(component.size()),
+                   component.data());
     return out;
   }
   for (const ModelView& each : document.models()) out.push_back(each);
+  if (out.empty() && report)
+    std::fprintf(report, "tarn: no model in %.*s\n", int(source.size()), source.data());
   return out;
 }
 
@@ -231,7 +241,7 @@ bool write_plots(std::string_view source, std::string_view component, std::strin
     return false;
   }
   const std::vector<ModelView> models =
-      chosen_models(result.document(), component, model, report);
+      chosen_models(result.document(), source, component, model, report);
   if (models.empty()) return false;
   const std::filesystem::path dir(out_dir);
   std::error_code error;

@@ -438,7 +438,8 @@ TEST_F(Tool, CompileAndDocInJsonAndSarif) {
 }
 
 // A 5.1 source (refused by default, as check of a 4.1 one shows): with --accept-newer its
-// [Algorithmic Model] is read past and its component is checked, compiled and documented.
+// [Algorithmic Model] is read past and its component is checked, compiled, documented and
+// plotted; a plot without it says why the file was not read.
 TEST_F(Tool, LaterVersionsOnRequest) {
   std::string later = kCompilable;
   later.replace(later.find("3.2"), 3, "5.1");
@@ -453,6 +454,10 @@ TEST_F(Tool, LaterVersionsOnRequest) {
       {"check --accept-newer part.ibs", 0, read_past, ""},
       {"compile part.ibs --output part.cbs --accept-newer", 0, read_past, ""},
       {"doc --accept-newer part.ibs --output part.txt", 0, read_past, ""},
+      {"plot part.ibs --output plots", 1, "",
+       "tarn: cannot read part.ibs\ntarn: 'part.ibs' declares IBIS version 5.1; this reader "
+       "takes versions 1.1 to 3.2 (4.0 to 7.2 with --accept-newer)\n"},
+      {"plot --accept-newer part.ibs --output plots", 0, "", ""},
   });
   EXPECT_TRUE(exists("part.cbs"));
   EXPECT_TRUE(exists("part.txt"));

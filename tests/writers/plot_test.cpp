@@ -102,7 +102,7 @@ TEST(Plot, ToolWritesAFolderWithAnIndex) {
 }
 
 // A component's models: in the order its pins first name them, each once, a name defined twice
-// meaning the definition read last; a selector is no model.
+// meaning the definition read last; a pin naming a selector adds the models it offers.
 TEST(Plot, TheModelsAComponentsPinsUse) {
   const auto model = [](const char* name, const char* current) {
     return std::string("[Model] ") + name +
@@ -112,15 +112,46 @@ TEST(Plot, TheModelsAComponentsPinsUse) {
   test::TempDir dir;
   const std::string source = dir.write(
       "twice.ibs", "[IBIS Ver] 3.2\n[File Name] twice.ibs\n[Component] C\n[Pin] signal_name "
-                   "model_name\n1 A b\n2 B a\n3 C b\n4 D sel\n[Model Selector] sel\na A\nb B\n" +
-                       model("a", "-10m") + model("b", "-20m") + model("a", "-30m") + "[End]\n");
+                   "model_name\n1 A b\n2 B a\n3 C b\n4 D sel\n[Model Selector] sel\nc C\na A\n" +
+                       model("a", "-10m") + model("b", "-20m") + model("a", "-30m") +
+                       model("c", "-40m") + "[End]\n");
   const std::string out = (dir.path() / "plots").string();
   ASSERT_TRUE(write_plots(source, "C", "", out, nullptr));
   const std::string index = test::file_text(out + "/index.html");
-  EXPECT_EQ(count(index, "<h2>"), 2u) << index;
+  EXPECT_EQ(count(index, "<h2>"), 3u) << index;
   EXPECT_LT(index.find("<h2>b</h2>"), index.find("<h2>a</h2>")) << index;
+  EXPECT_LT(index.find("<h2>a</h2>"), index.find("<h2>c</h2>")) << index;
   EXPECT_NE(test::file_text(out + "/a_gnd_clamp.txt").find("\n-1 -0.03 NA NA\n"),
             std::string::npos);
+}
+
+// Nothing to plot is said, and nothing is written.
+TEST(Plot, WhatHasNoModelToPlot) {
+  test::TempDir dir;
+  const std::string head = "[IBIS Ver] 3.2\n[File Name] t.ibs\n[Component] C\n[Manufacturer] M\n"
+                           "[Package]\nR_pkg 1 NA NA\nL_pkg 1n NA NA\nC_pkg 1p NA NA\n"
+                           "[Pin] signal_name model_name\n1 VCC POWER\n2 GND GND\n";
+  const std::string supplies = dir.write("t.ibs", head + "[End]\n");
+  const std::string unknown = dir.write("u.ibs", head + "3 A missing\n[End]\n");
+  const struct {
+    const std::string& source;
+    const char* component;
+    const char* model;
+    std::string said;
+  } cases[] = {
+      {supplies, "", "", "tarn: no model in " + supplies + "\n"},
+      {supplies, "c", "", "tarn: no model in component 'c'\n"},
+      {unknown, "C", "", "tarn: no model in component 'C'\n"},
+      {supplies, "D", "", "tarn: no component 'D'\n"},
+      {supplies, "", "m", "tarn: no model 'm'\n"},
+  };
+  for (const auto& c : cases) {
+    test::MemStream report;
+    const std::string out = (dir.path() / "plots").string();
+    EXPECT_FALSE(write_plots(c.source, c.component, c.model, out, report.get())) << c.said;
+    EXPECT_EQ(report.text(), c.said);
+    EXPECT_FALSE(std::filesystem::exists(out)) << c.said;
+  }
 }
 
 // The report is XHTML-clean, has one plot per curve, and shows the line a finding points at.
