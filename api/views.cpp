@@ -14,14 +14,44 @@
 
 namespace tarn {
 
-// A host finds each pin's model or selector by name: through these, not a search of them all.
+// Which of two records of one name the reader uses: the last [Model], [Submodel] or package
+// model, the first component, selector or board.
+template <class Record>
+constexpr bool kLastNameCounts = std::is_same_v<Record, IbisModel> ||
+                                 std::is_same_v<Record, Submodel> ||
+                                 std::is_same_v<Record, PackageModel>;
+
+// The records of a document by name: a host finds each pin's model or each part of a board
+// through these, not by a search of them all.
 struct DocumentNames {
-  explicit DocumentNames(const IbisDocument& document) : models(document) {
-    for (const auto& selector : document.selectors)
-      selectors.emplace(selector->name, selector.get());  // the first of a name stays
+  template <class Record>
+  using ByName = std::unordered_map<std::string_view, const Record*>;
+
+  explicit DocumentNames(const IbisDocument& document)
+      : components(of(document.components)),
+        models(of(document.models)),
+        submodels(of(document.submodels)),
+        selectors(of(document.selectors)),
+        package_models(of(document.package_models)),
+        boards(of(document.boards)) {}
+
+  template <class Record>
+  static ByName<Record> of(const std::vector<std::unique_ptr<Record>>& records) {
+    ByName<Record> names;
+    names.reserve(records.size());
+    for (const auto& record : records) {
+      if constexpr (kLastNameCounts<Record>) names.insert_or_assign(record->name, record.get());
+      else names.emplace(record->name, record.get());
+    }
+    return names;
   }
-  ModelIndex models;
-  std::unordered_map<std::string_view, const ModelSelector*> selectors;
+
+  ByName<Component> components;
+  ByName<IbisModel> models;
+  ByName<Submodel> submodels;
+  ByName<ModelSelector> selectors;
+  ByName<PackageModel> package_models;
+  ByName<BoardDescription> boards;
 };
 
 namespace {
@@ -94,23 +124,6 @@ View view_item(const std::unique_ptr<Record>& record) {
 template <class View, class Record>
 List<View> views_of(const std::vector<std::unique_ptr<Record>>& records) {
   return list_of<View, std::unique_ptr<Record>, &view_item<View, Record>>(records);
-}
-
-// Look-ups by exact name: the first or the last of equal names, as the reader takes them.
-template <class View, class Record>
-std::optional<View> first_named(const std::vector<std::unique_ptr<Record>>& records,
-                                std::string_view name) {
-  for (const auto& record : records)
-    if (record->name == name) return ViewAccess::make<View>(record.get());
-  return std::nullopt;
-}
-
-template <class View, class Record>
-std::optional<View> last_named(const std::vector<std::unique_ptr<Record>>& records,
-                               std::string_view name) {
-  for (auto it = records.rbegin(); it != records.rend(); ++it)
-    if ((*it)->name == name) return ViewAccess::make<View>(it->get());
-  return std::nullopt;
 }
 
 // ---- records made as values
@@ -264,6 +277,30 @@ const DocumentNames* names_of(const IbisDocument* document) {
     }
   });
   return document->names.get();
+}
+
+// The record of exactly this name that the reader uses, or null.
+template <class Record>
+const Record* named(const IbisDocument* document, std::string_view name,
+                    DocumentNames::ByName<Record> DocumentNames::*indexed,
+                    std::vector<std::unique_ptr<Record>> IbisDocument::*listed) {
+  if (const DocumentNames* names = names_of(document)) {
+    const auto found = (names->*indexed).find(name);
+    return found == (names->*indexed).end() ? nullptr : found->second;
+  }
+  const Record* found = nullptr;
+  for (const auto& record : records_of(document).*listed) {
+    if (record->name != name) continue;
+    found = record.get();
+    if (!kLastNameCounts<Record>) break;
+  }
+  return found;
+}
+
+template <class View, class Record>
+std::optional<View> view_of(const Record* record) {
+  if (!record) return std::nullopt;
+  return ViewAccess::make<View>(record);
 }
 
 }  // namespace
@@ -578,49 +615,44 @@ List<ComponentView> DocumentView::components() const {
   return views_of<ComponentView>(records_of(document_).components);
 }
 std::optional<ComponentView> DocumentView::find_component(std::string_view name) const {
-  return first_named<ComponentView>(records_of(document_).components, name);
+  return view_of<ComponentView>(
+      named(document_, name, &DocumentNames::components, &IbisDocument::components));
 }
 List<ModelView> DocumentView::models() const {
   return views_of<ModelView>(records_of(document_).models);
 }
 std::optional<ModelView> DocumentView::find_model(std::string_view name) const {
-  if (const DocumentNames* names = names_of(document_)) {
-    const IbisModel* model = names->models.find(name);
-    return model ? std::optional(ViewAccess::make<ModelView>(model)) : std::nullopt;
-  }
-  return last_named<ModelView>(records_of(document_).models, name);
+  return view_of<ModelView>(named(document_, name, &DocumentNames::models, &IbisDocument::models));
 }
 List<SubmodelView> DocumentView::submodels() const {
   return views_of<SubmodelView>(records_of(document_).submodels);
 }
 std::optional<SubmodelView> DocumentView::find_submodel(std::string_view name) const {
-  return last_named<SubmodelView>(records_of(document_).submodels, name);
+  return view_of<SubmodelView>(
+      named(document_, name, &DocumentNames::submodels, &IbisDocument::submodels));
 }
 List<ModelSelectorInfo> DocumentView::model_selectors() const {
   return list_of<ModelSelectorInfo, std::unique_ptr<ModelSelector>, &selector_item>(
       records_of(document_).selectors);
 }
 std::optional<ModelSelectorInfo> DocumentView::find_model_selector(std::string_view name) const {
-  if (const DocumentNames* names = names_of(document_)) {
-    const auto found = names->selectors.find(name);
-    if (found == names->selectors.end()) return std::nullopt;
-    return selector_info(*found->second);
-  }
-  for (const auto& selector : records_of(document_).selectors)
-    if (selector->name == name) return selector_info(*selector);
-  return std::nullopt;
+  const ModelSelector* selector =
+      named(document_, name, &DocumentNames::selectors, &IbisDocument::selectors);
+  if (!selector) return std::nullopt;
+  return selector_info(*selector);
 }
 List<PackageModelView> DocumentView::package_models() const {
   return views_of<PackageModelView>(records_of(document_).package_models);
 }
 std::optional<PackageModelView> DocumentView::find_package_model(std::string_view name) const {
-  return last_named<PackageModelView>(records_of(document_).package_models, name);
+  return view_of<PackageModelView>(
+      named(document_, name, &DocumentNames::package_models, &IbisDocument::package_models));
 }
 List<BoardView> DocumentView::boards() const {
   return views_of<BoardView>(records_of(document_).boards);
 }
 std::optional<BoardView> DocumentView::find_board(std::string_view name) const {
-  return first_named<BoardView>(records_of(document_).boards, name);
+  return view_of<BoardView>(named(document_, name, &DocumentNames::boards, &IbisDocument::boards));
 }
 
 }  // namespace tarn

@@ -404,6 +404,35 @@ TEST(DocumentView, EmptyAndRepeatedNames) {
   EXPECT_FALSE(r.document().find_model_selector("m"));
   EXPECT_EQ(r.document().find_component("C")->manufacturer(), "first");
   EXPECT_FALSE(r.document().find_component("c"));
+
+  // The same for the other kinds: a repeated [Submodel] or package model is the later one, a
+  // repeated board the first.
+  const auto package = [](const char* description) {
+    return std::string("[Define Package Model] P\n[Manufacturer] M\n[OEM] M\n[Description] ") +
+           description + "\n[Number Of Pins] 1\n[Pin Numbers]\n1 Len = 0 R = 0.1 /\n"
+                         "[End Package Model]\n";
+  };
+  const ReadResult kinds = read_text(
+      "[IBIS Ver] 3.2\n[File Name] k.ibs\n[File Rev] 1\n"
+      "[Submodel] s\nSubmodel_type Bus_hold\n[Submodel] s\nSubmodel_type Dynamic_clamp\n" +
+          package("first") + package("second") + "[End]\n",
+      "k.ibs");
+  ASSERT_EQ(kinds.document().submodels().size(), 2u);
+  EXPECT_EQ(kinds.document().find_submodel("s")->kind(), SubmodelKind::DynamicClamp);
+  ASSERT_EQ(kinds.document().package_models().size(), 2u);
+  EXPECT_EQ(kinds.document().find_package_model("P")->description(), "second");
+  EXPECT_FALSE(kinds.document().find_package_model("p"));
+  const auto board = [](const char* manufacturer) {
+    return std::string("[Begin Board Description] B\n[Manufacturer] ") + manufacturer +
+           "\n[Number Of Pins] 1\n[Pin List] signal_name\nA1 DATA\n[End Board Description]\n";
+  };
+  const ReadResult boards = read_text(
+      "[IBIS Ver] 3.2\n[File Name] b.ebd\n[File Rev] 1\n" + board("first") + board("second") +
+          "[End]\n",
+      "b.ebd");
+  ASSERT_EQ(boards.document().boards().size(), 2u);
+  EXPECT_EQ(boards.document().find_board("B")->manufacturer(), "first");
+  EXPECT_FALSE(boards.document().find_board("b"));
 }
 
 // Threads that share a result look its models up at once: the first look-ups, which make the
