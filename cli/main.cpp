@@ -83,10 +83,12 @@ std::string version_finding(const char* path) {
   return "has no [IBIS Ver] line";
 }
 
-// One line on standard error per source whose version the reader refused.
-void explain_refused_versions(const std::vector<const char*>& sources) {
-  for (const char* path : sources) {
-    if (tarn::IBIS_DetectVersion(path, nullptr, tarn::IBIS_KindOf(path)) != 0) continue;
+// One line on standard error per source on disk whose version the reader refused.
+void explain_refused_versions(const std::vector<std::string>& sources) {
+  for (const std::string& source : sources) {
+    const char* path = source.c_str();
+    if (source == "-" || tarn::IBIS_DetectVersion(path, nullptr, tarn::IBIS_KindOf(path)) != 0)
+      continue;
     std::fprintf(stderr, "tarn: '%s' %s\n", path, version_finding(path).c_str());
   }
 }
@@ -207,10 +209,7 @@ int run_check(const Arguments& args) {
   if (one_document && !args.quiet)
     std::fputs(tarn::cli::structured_report(args.format, checked, args.werror).c_str(), stdout);
   std::fflush(stdout);
-  std::vector<const char*> on_disk;
-  for (const std::string& path : sources)
-    if (path != "-") on_disk.push_back(path.c_str());
-  explain_refused_versions(on_disk);
+  explain_refused_versions(sources);
   // On standard error, so the report on standard output stays as it always was.
   if ((checked.size() > 1 || args.quiet) && !one_document)
     std::fputs(("tarn: " + tarn::cli::totals_line(checked, args.werror)).c_str(), stderr);
@@ -442,15 +441,24 @@ int run_plot(const Arguments& args) {
   options.accept_newer = args.accept_newer;
   const bool written =
       tarn::write_plots(file, args.component, args.model, args.output, stderr, options);
-  if (!written) explain_refused_versions({file.c_str()});  // "cannot read" alone tells no why
+  if (!written) explain_refused_versions({file});  // "cannot read" alone tells no why
   return written ? kExitPassed : kExitFailed;
 }
 
+// The page of the sources the paths name, folders searched as check searches them. A path that
+// cannot be read is the tool's error, as for check: said here, and the page shows the others.
 int run_report(const Arguments& args) {
+  if (std::count(args.operands.begin(), args.operands.end(), "-") > 0)
+    return usage_error("report", "standard input ('-') is not read: name the files");
+  std::vector<std::string> sources;
+  const bool all_readable = expand_paths(args, &sources);
+  if (sources.empty()) return kExitUsage;
   tarn::ReadOptions options;
   options.accept_newer = args.accept_newer;
-  return tarn::write_report(args.operands, args.output, stderr, options) ? kExitPassed
-                                                                           : kExitFailed;
+  const bool written = tarn::write_report(sources, args.output, stderr, options);
+  explain_refused_versions(sources);
+  if (!written) return kExitFailed;
+  return all_readable ? kExitPassed : kExitUsage;
 }
 
 }  // namespace

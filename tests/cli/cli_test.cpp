@@ -189,6 +189,8 @@ TEST_F(Tool, UsageErrorsAreOneLineAndStatusTwo) {
       {"plot part.ibs", 2, "", usage("plot", "--output DIR is required")},
       {"report --output r.html", 2, "", usage("report", "no PATH given")},
       {"report good.ibs", 2, "", usage("report", "--output report.html is required")},
+      {"report - --output r.html", 2, "",
+       usage("report", "standard input ('-') is not read: name the files")},
       // Not usage errors, but the tool's own: nothing to read.
       {"doc missing.ibs --output x.txt", 2, "",
        "tarn: cannot open 'missing.ibs': No such file or directory\n"},
@@ -338,6 +340,42 @@ TEST_F(Tool, FoldersAreSearchedSortedSkippingHiddenOnes) {
   for (const nlohmann::json& file : doc["files"]) paths.push_back(file["path"]);
   EXPECT_EQ(paths, (std::vector<std::string>{"lib/a.pkg", "lib/b/deep/a.ibs", "lib/z.ibs"}));
   expect({{"check empty", 2, "", "tarn: 'empty' holds no IBIS source (.ibs, .pkg or .ebd)\n"}});
+}
+
+// Report takes its paths as check does: a folder stands for its sources, and what cannot be read
+// is the tool's error, said on standard error while the page shows the rest.
+TEST_F(Tool, ReportTakesPathsAsCheckDoes) {
+  std::filesystem::create_directories(dir_.path() / "lib/.git");
+  std::filesystem::create_directories(dir_.path() / "empty");
+  dir_.write("lib/z.ibs", kGood);
+  dir_.write("lib/.git/hidden.ibs", kGood);
+  std::string later = kGood;
+  later.replace(later.find("3.2"), 3, "4.1");
+  dir_.write("later.ibs", later);
+  const struct {
+    Expected run;
+    std::vector<const char*> shown;
+  } cases[] = {
+      {{"report lib --output r.html", 0, "", ""}, {">lib/z.ibs<"}},
+      {{"report missing.ibs good.ibs --output r.html", 2, "",
+        "tarn: cannot open 'missing.ibs': No such file or directory\n"},
+       {">good.ibs<"}},
+      {{"report later.ibs --output r.html", 0, "",
+        "tarn: 'later.ibs' declares IBIS version 4.1; this reader takes versions 1.1 to 3.2 "
+        "(4.0 to 7.2 with --accept-newer)\n"},
+       {">later.ibs<"}},
+      {{"report empty --output r.html", 2, "",
+        "tarn: 'empty' holds no IBIS source (.ibs, .pkg or .ebd)\n"},
+       {}},
+  };
+  for (const auto& c : cases) {
+    std::filesystem::remove(dir_.path() / "r.html");
+    expect({c.run});
+    const std::string page = tarn::test::file_text(dir_.path() / "r.html");
+    EXPECT_EQ(page.empty(), c.shown.empty()) << c.run.args;
+    for (const char* shown : c.shown) EXPECT_NE(page.find(shown), std::string::npos) << shown;
+    EXPECT_EQ(page.find("hidden.ibs"), std::string::npos) << c.run.args;
+  }
 }
 
 // Colour only where a person reads: on a terminal (through script(1)), unless NO_COLOR.
