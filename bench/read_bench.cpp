@@ -255,6 +255,20 @@ void BM_Doc(benchmark::State& state) {
     label_targets(state, {{"mem_x_file<=1.2", memory_met}});
 }
 
+// Writes component BENCH of `path` to `out` with `write` (compile or doc) at each iteration, its
+// report dropped.
+using StreamWriter = int (*)(const char*, const char*, const char*, std::FILE*);
+void write_each_iteration(benchmark::State& state, StreamWriter write, const std::string& path,
+                          const std::string& out, const char* failure) {
+  std::FILE* report = std::fopen("/dev/null", "w");
+  {
+    tarn::bench::QuietStdout quiet;
+    for (auto _ : state)
+      if (!write(path.c_str(), "BENCH", out.c_str(), report)) state.SkipWithError(failure);
+  }
+  std::fclose(report);
+}
+
 // compile of a large part whose pins are nearly all differential pairs: no target, but a pin's
 // partner must be found without a search through every pair.
 void BM_CompilePairs(benchmark::State& state) {
@@ -262,16 +276,8 @@ void BM_CompilePairs(benchmark::State& state) {
   const std::string path =
       (fs::temp_directory_path() / ("tarn_pairs_" + std::to_string(pins) + ".ibs")).string();
   tarn::bench::generate_ibis_pairs(path, pins);
-  const std::string out = output_path("pairs.cbs");
-  std::FILE* report = std::fopen("/dev/null", "w");
-  {
-    tarn::bench::QuietStdout quiet;
-    for (auto _ : state) {
-      if (!tarn::IBIS_CompileSourceToStream(path.c_str(), "BENCH", out.c_str(), report))
-        state.SkipWithError("the component did not compile");
-    }
-  }
-  std::fclose(report);
+  write_each_iteration(state, tarn::IBIS_CompileSourceToStream, path, output_path("pairs.cbs"),
+                       "the component did not compile");
 }
 
 // A generated file of `count` pins (or parts) kept for the run, made by `generate`; its name
@@ -290,16 +296,8 @@ std::string scaled_fixture(const char* stem, const char* extension, int count,
 void BM_DocOwnModels(benchmark::State& state) {
   const std::string path = scaled_fixture("tarn_own_", ".ibs", int(state.range(0)),
                                           tarn::bench::generate_ibis_own_models);
-  const std::string out = output_path("own.txt");
-  std::FILE* report = std::fopen("/dev/null", "w");
-  {
-    tarn::bench::QuietStdout quiet;
-    for (auto _ : state) {
-      if (!tarn::IBIS_DocumentSourceToStream(path.c_str(), "BENCH", out.c_str(), report))
-        state.SkipWithError("the listing was not written");
-    }
-  }
-  std::fclose(report);
+  write_each_iteration(state, tarn::IBIS_DocumentSourceToStream, path, output_path("own.txt"),
+                       "the listing was not written");
 }
 
 // The plots of the same part's models: each pin's model found without a search.
@@ -325,7 +323,7 @@ void BM_FindEveryPinsModel(benchmark::State& state) {
     result.emplace(tarn::read_file(path));
     const tarn::DocumentView document = result->document();
     const auto component = document.find_component("BENCH");
-    if (!component) state.SkipWithError("the part was not read");
+    if (!component) state.SkipWithError("the component was not read");
     state.ResumeTiming();
     for (const tarn::PinInfo& pin : component->pins())
       if (!document.find_model(pin.model) && !document.find_model_selector(pin.model))
